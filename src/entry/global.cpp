@@ -1,0 +1,77 @@
+#include "entry/global.h"
+
+#include <cstring>
+
+#include "builtins/table.h"
+#include "script/front/keywords.h"
+
+namespace setup {
+
+Global theGlobal;
+
+Global::Global() {
+  ResetGlobal(*this);
+  InitKeywordTable(*this);
+  InitBuiltinTable(*this);
+}
+
+void ResetGlobal(Global& g) {
+  g.m_szInitName.reset();
+  g.m_szExFunName.reset();
+  g.m_pSourceFile.reset();
+  g.m_hScriptFile = nullptr;
+  g.m_nPreludeLines = 0;
+  g.ErrorFlag = 0;
+  g.m_nLineNo = 0;
+  g.m_nLinePos = 0;
+  g.m_nLineLen = 0;
+  g.m_nMacroPos = 0;
+  g.m_bInMacro = 0;
+  g.m_pMacroText = nullptr;
+  std::memset(g.m_szLine, 0, sizeof g.m_szLine);
+  std::memset(g.m_szToken, 0, sizeof g.m_szToken);
+  g.m_nToken = 0;
+  g.m_bInFunction = 0;
+  g.m_nLoopDepth = 0;
+  g.m_bContinueSeen = 0;
+  g.m_bDefineStmt = 0;
+  g.m_bMacroStmt = 0;
+  g.m_bIncludeStmt = 0;
+  g.m_bStringDecl = 0;
+  g.m_bNumDecl = 0;
+  g.m_bGlobalInit = 0;
+  g.m_bGlobalAssign = 0;
+  g.m_nMacroDepth = 0;
+  g.m_bBreak = 0;
+  g.m_bContinue = 0;
+  g.m_bReturn = 0;
+  g.m_bCallMain = 0;
+  g.m_bNeedReboot = 0;
+  g.theStringResult.reset();
+  g.m_pStackBase = nullptr;
+}
+
+namespace {
+// Stack the compiler and interpreter may use below Action's frame. A Windows
+// thread gets 1 MiB by default; sanitizer builds use far larger frames.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::ptrdiff_t kStackBudget = 4 * 1024 * 1024;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr std::ptrdiff_t kStackBudget = 4 * 1024 * 1024;
+#else
+constexpr std::ptrdiff_t kStackBudget = 512 * 1024;
+#endif
+#else
+constexpr std::ptrdiff_t kStackBudget = 512 * 1024;
+#endif
+}  // namespace
+
+bool StackHasRoom() {
+  const char* here = static_cast<const char*>(__builtin_frame_address(0));
+  if (theGlobal.m_pStackBase == nullptr) return true;
+  std::ptrdiff_t used = theGlobal.m_pStackBase - here;
+  return used < kStackBudget;
+}
+
+}  // namespace setup

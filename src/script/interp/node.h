@@ -1,0 +1,81 @@
+// The syntax tree that the interpreter executes directly, and its dispatcher.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "script/store/value.h"
+
+namespace setup {
+
+// What a node stands for; codes are the evaluators' table indexes.
+enum class NodeKind : std::int32_t {
+  ItemT = 0,
+  IfT = 2,
+  WhileT = 4,
+  AssignT = 5,
+  AssignInitializingT = 6,
+  SwitchT = 7,
+  CaseT = 8,
+  DefaultT = 9,
+  MsCallT = 10,
+  OpT = 11,
+  IdT = 12,
+  Id_ArrayT = 13,
+  NumT = 14,
+  CallT = 15,
+  ConstT = 16,
+  BreakT = 17,
+  ReturnT = 19,
+  ContinueT = 20,
+  StringT = 21,
+  InLineFunT = 22,
+  ExternalFunT = 23,
+  ArrayContentT = 24,
+};
+
+struct SyntaxNode;
+using NodePtr = std::unique_ptr<SyntaxNode>;
+
+// One node. A node owns its children, its item list, its array initializer
+// and everything chained behind it through m_pNext.
+struct SyntaxNode {
+  SyntaxNode* m_pParent = nullptr;  // the node that consumes this node's value
+  NodePtr m_pNext;                  // next statement of a list / next item
+  SyntaxNode* m_pPrev = nullptr;    // previous item of an item list
+  NodePtr m_pChild0;
+  NodePtr m_pChild1;
+  NodePtr m_pChild2;
+  NodePtr m_pItems;                    // first node of the item list
+  std::unique_ptr<ArrayStore> m_pArray;  // element values of an array initializer
+  ValueType m_nElemType = ValueType::None;
+  NodeKind m_nKind = NodeKind::ItemT;
+  std::int32_t m_nValue = 0;  // num case label / num constant / cached number of a NumT
+  std::int32_t m_nLine = 0;   // the lexer's line count when the node was made
+  std::int32_t m_nOp = 0;     // operator token code of an OpT
+  ValueType m_nConstType = ValueType::None;
+  ValueType m_nType = ValueType::None;  // static type of the expression
+  std::optional<std::string> m_szText;    // name or literal text; none for ""
+  std::optional<std::string> m_szFunName;  // name of the function a definition defines
+
+  SyntaxNode() = default;
+  // Releases the subtrees and the m_pNext chain without deep recursion.
+  ~SyntaxNode();
+  SyntaxNode(const SyntaxNode&) = delete;
+  SyntaxNode& operator=(const SyntaxNode&) = delete;
+};
+
+// A zeroed node of `kind` stamped with the current line count.
+NodePtr NewNode(NodeKind kind);
+// Frees the node in the holder (and its chain) and clears the holder.
+void FreeNode(NodePtr& holder);
+// Appends `item` to the item list headed by `head`, linking both ways.
+void AppendItem(NodePtr& head, NodePtr item);
+
+// Executes `node` and every node after it in its m_pNext chain, until a
+// break, continue or return flag is set. 0 on failure.
+[[nodiscard]] int Generate(SyntaxNode* node);
+
+}  // namespace setup

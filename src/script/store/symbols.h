@@ -1,0 +1,138 @@
+// Symbol tables and scopes: globals, functions, macros, global statements,
+// call frames, the value stack and the include stack.
+//
+// Every table keeps declaration order and every lookup answers the first entry
+// of the name (byte-for-byte comparison). Hash indexes map a name to its first
+// entry so that lookups stay constant-time on large scripts.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/textfile.h"
+#include "script/interp/node.h"
+#include "script/store/value.h"
+
+namespace setup {
+
+// One parameter of a script function, a built-in or a macro.
+struct ParamEntry {
+  ValueType m_nType = ValueType::None;  // 0 for macro parameters
+  std::string m_szName;                  // empty for built-ins
+};
+
+struct FunctionEntry {
+  std::string m_szName;
+  ValueType m_nRetType = ValueType::None;
+  std::vector<ParamEntry> m_Params;
+  // One variable per parameter (in order), then the body's declarations.
+  std::vector<VariablePtr> m_Locals;
+  bool m_bDefined = false;  // a definition header was accepted
+  NodePtr m_pDefinition;    // the ExternalFunT node; none while only declared
+
+  // The first local of that name, or none.
+  Variable* FindLocal(const std::string& name) const;
+};
+
+struct MacroEntry {
+  std::string m_szName;
+  std::optional<std::string> m_szBody;  // none after a failed definition
+  bool m_bHasParams = false;
+  std::vector<ParamEntry> m_Params;
+};
+
+struct CallFrame {
+  FunctionEntry* m_pFunction = nullptr;
+  std::string m_szFunName;
+};
+
+// Saved reader state of a file that includes the file being compiled.
+struct IncludeFrame {
+  std::int32_t m_nLineNo = 0;
+  std::unique_ptr<plat::TextFile> m_pSource;
+  std::string m_szFileName;
+  std::string m_szLine;  // copy of the line buffer (up to its NUL)
+  std::int32_t m_nLineLen = 0;
+  std::int32_t m_nLinePos = 0;
+  std::int32_t m_nToken = 0;
+  std::string m_szToken;
+};
+
+// A list whose entries keep declaration order, with a first-match name index.
+template <typename T>
+class NamedList {
+ public:
+  // Appends; the index keeps pointing at the first entry of a name.
+  T* Append(std::unique_ptr<T> entry, const std::string& name) {
+    T* raw = entry.get();
+    m_Entries.push_back(std::move(entry));
+    m_Index.emplace(name, raw);
+    return raw;
+  }
+  T* Find(const std::string& name) const {
+    auto it = m_Index.find(name);
+    return it == m_Index.end() ? nullptr : it->second;
+  }
+  bool Empty() const { return m_Entries.empty(); }
+  std::size_t Size() const { return m_Entries.size(); }
+  const std::vector<std::unique_ptr<T>>& Entries() const { return m_Entries; }
+  void Clear() {
+    m_Index.clear();
+    m_Entries.clear();
+  }
+
+ private:
+  std::vector<std::unique_ptr<T>> m_Entries;
+  std::unordered_map<std::string, T*> m_Index;
+};
+
+// ---- The tables -------------------------------------------------------------
+extern NamedList<Variable> theVariables;        // global variables
+extern NamedList<FunctionEntry> theFunctions;   // declared and defined functions
+extern NamedList<MacroEntry> theMacros;         // macros, in definition order
+extern std::vector<NodePtr> theStatements;      // statements outside functions, run before main
+extern std::vector<std::unique_ptr<CallFrame>> theCallFrames;  // innermost last
+extern std::vector<VariablePtr> theValueStack;  // bottom first; the top is back()
+extern std::int64_t theFrameBase;               // index of the innermost frame marker, -1 for none
+extern std::vector<std::unique_ptr<IncludeFrame>> theIncludes;  // outermost first
+
+// ---- Compile-time lookups ------------------------------------------------------
+FunctionEntry* FindFunction(const std::string& name);
+int FunctionExists(const std::string& name);
+// -1 unknown, 0 declared only, 1 defined.
+int IsFunctionDefined(const std::string& name);
+int SameSignature(const FunctionEntry& a, const FunctionEntry& b);
+int IsParaExist(const std::vector<ParamEntry>& list, const std::string& name);
+MacroEntry* FindMacro(const std::string& name);
+int MacroExists(const std::string& name);
+int VariableExists(const std::string& name, int localOnly);
+int VariableExistsTyped(const std::string& name, ValueType type, int localOnly);
+// The function's locals first (when a function name is given), then the globals.
+Variable* FindVariable(const std::string& name, const std::string* functionName);
+// Adds a declared variable to the current scope (the function being compiled, or the globals).
+void AddVariable(VariablePtr variable);
+void AddStatement(NodePtr node);
+
+// ---- Run-time lookup and stacks --------------------------------------------------
+// The innermost frame's parameters, marker and locals, then the globals.
+Variable* FindValue(const std::string& name);
+void PushValue(VariablePtr value);
+VariablePtr PopValue();
+void PushFrame(std::unique_ptr<CallFrame> frame);
+std::unique_ptr<CallFrame> PopFrame();
+CallFrame* TopFrame();
+
+// ---- Include stack -------------------------------------------------------------------
+int PushInclude();
+int OpenInclude(const std::string& fileName);
+std::unique_ptr<IncludeFrame> PopInclude();
+int RestoreInclude(IncludeFrame* frame);
+
+// Releases every table, value, tree and include frame after a run.
+void FreeAll();
+
+}  // namespace setup

@@ -1,0 +1,73 @@
+// Value records: the one record type that carries every value of a script
+// (globals, parameters, locals, temporaries) and the storage of arrays.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace setup {
+
+// Type codes of values, function results, parameters and constants.
+enum class ValueType : std::int32_t {
+  None = 0,
+  Num = 2,     // 32-bit signed integer
+  String = 3,  // NUL-free byte text
+};
+
+// Element storage of an array; the first index varies fastest.
+struct ArrayStore {
+  std::vector<std::int32_t> m_Dims;  // d0 ... d(n-1), each >= 1 once declared
+  // Elements of a num array (empty until the storage is allocated).
+  std::vector<std::int32_t> m_Nums;
+  // Elements of a string array; none = an element that holds no text.
+  std::vector<std::optional<std::string>> m_Strings;
+
+  // d0 * d1 * ... ; 0 without dimensions, when the product is not positive,
+  // or when it does not fit in 32 bits.
+  std::int64_t ElementCount() const;
+  // A store with the same dimensions, all elements empty (num 0 / no text).
+  std::unique_ptr<ArrayStore> CloneEmpty(std::int32_t type) const;
+};
+
+// A scalar of one of the two types, or an array of one of them.
+struct Variable {
+  ValueType m_nType = ValueType::None;
+  // The variable's name; none for temporaries.
+  std::optional<std::string> m_szName;
+  // Text of a string scalar; none = no text storage (how the empty string is
+  // usually held).
+  std::optional<std::string> m_szValue;
+  // Number of a num scalar.
+  std::int32_t m_nNum = 0;
+  // Size of the text buffer including its NUL (0 without text), or 4 for a num.
+  std::int32_t m_nSize = 0;
+  // Present exactly when the variable is an array.
+  std::unique_ptr<ArrayStore> m_pArray;
+  // Frame marker of a call only: the frame base that was current before the
+  // call (an index into the value stack, -1 for none).
+  std::int64_t m_nSavedFrameBase = -1;
+  // True when m_pArray is borrowed from an initializer node and must be
+  // detached, not released (the ArrayContentT value).
+  bool m_bBorrowedArray = false;
+
+  Variable() = default;
+  ~Variable();
+  Variable(const Variable&) = delete;
+  Variable& operator=(const Variable&) = delete;
+};
+
+using VariablePtr = std::unique_ptr<Variable>;
+
+// A new string scalar with no name; a zero-filled text of size - 1 bytes when
+// size >= 1, else no text and size 0.
+VariablePtr NewStringValue(std::int32_t size);
+// A new num scalar holding 0, size 4.
+VariablePtr NewNumValue();
+// Prepares the storage of every global before a run; 0 on failure.
+[[nodiscard]] int AllocGlobals();
+
+}  // namespace setup
