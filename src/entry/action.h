@@ -1,0 +1,33 @@
+// The exported entry point and the run sequence.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/textfile.h"
+
+#if defined(_WIN32)
+#define SETUP_EXPORT extern "C" __declspec(dllexport)
+#define SETUP_STDCALL __stdcall
+#else
+#define SETUP_EXPORT extern "C"
+#define SETUP_STDCALL
+#endif
+
+// Runs the packaged script for one command string such as "/install /silent"
+// and answers main's number (0 or -1 on the failures of the run sequence).
+SETUP_EXPORT std::int32_t SETUP_STDCALL Action(const char* command);
+
+namespace setup {
+
+// Writes the generated prelude; answers its number of lines (2 or 3).
+int WriteParamPrelude(plat::TextFile& stream, int count, const std::optional<std::string>* params);
+// Copies the rest of the current source stream behind the prelude.
+[[nodiscard]] int PasteScriptCode(plat::TextFile& stream);
+// Appends the script path and ".e" to the slot.
+int MakeExpandFileName(std::optional<std::string>* slot);
+// Compiles the current source stream; 1 when the whole file was parsed.
+[[nodiscard]] int CompileScript();
+
+}  // namespace setup
