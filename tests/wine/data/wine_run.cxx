@@ -1,0 +1,5 @@
+// Packaged by the Wine tests: one full Action call.
+num main()
+{
+    return 7
+}

@@ -1,0 +1,96 @@
+#!/usr/bin/env bash
+# Runs one life-cycle case of the 64-bit Setup.dll under Wine through the
+# setup-host harness.
+#   wine_case.sh CASE SETUP_PACK WIN64_DIR WORK_DIR DATA_DIR
+# Exit 0 passed, 1 failed, 77 skipped (Wine, the DLL or the harness missing).
+set -u
+case_name=$1
+setup_pack=$2
+win64_dir=$3
+work=$4
+data=$5
+
+skip() {
+  echo "SKIPPED: $*"
+  exit 77
+}
+fail() {
+  echo "FAILED: $*"
+  echo "--- stdout:"; cat -A "$out" 2>/dev/null
+  echo "--- stderr:"; cat "$err" 2>/dev/null
+  exit 1
+}
+
+wine_bin=$(command -v wine || command -v wine64 || true)
+[ -n "$wine_bin" ] || skip "wine is not installed"
+[ -f "$win64_dir/Setup.dll" ] || skip "$win64_dir/Setup.dll has not been built"
+[ -f "$win64_dir/setup-host.exe" ] || skip "$win64_dir/setup-host.exe has not been built"
+[ -x "$setup_pack" ] || skip "$setup_pack has not been built"
+
+export WINEPREFIX="$work/wineprefix"
+export WINEDEBUG=-all
+dir="$work/$case_name"
+rm -rf "$dir"
+mkdir -p "$dir" "$WINEPREFIX"
+out="$dir/stdout"
+err="$dir/stderr"
+host="$win64_dir/setup-host.exe"
+windows_dir="$WINEPREFIX/drive_c/windows"
+
+# The Windows spelling of a host path, on Wine's Z: drive.
+winpath() { printf 'Z:%s' "$(realpath -m "$1" | tr '/' '\\')"; }
+
+pack() {  # pack OUT FILE...: Setup.dll followed by a package of the FILEs
+  local target=$1
+  shift
+  "$setup_pack" create "$target" --base "$win64_dir/Setup.dll" "$@" || fail "setup-pack create"
+}
+
+run_host() {  # run_host ARG...: the harness under Wine; sets $rc
+  timeout 600 "$wine_bin" "$host" "$@" >"$out" 2>"$err"
+  rc=$?
+}
+
+expect_line() {  # expect_line PATTERN: a stderr line matches (extended regex)
+  grep -Eq "$1" "$err" || fail "no stderr line matches: $1"
+}
+
+case "$case_name" in
+  extract_and_cleanup)
+    # The script lies in the Windows directory while the library is loaded
+    # and is gone once it has been unloaded.
+    pack "$dir/Setup.dll" "$data/wine_probe.cxx"
+    run_host --watch wine_probe.cxx "$(winpath "$dir/Setup.dll")"
+    [ "$rc" -eq 0 ] || fail "harness exit $rc, expected 0"
+    expect_line '^\[watch\] loaded: .*\\wine_probe\.cxx exists'
+    expect_line '^\[watch\] unloaded: .*\\wine_probe\.cxx missing'
+    [ ! -e "$windows_dir/wine_probe.cxx" ] || fail "the script is left in $windows_dir"
+    [ ! -s "$out" ] || fail "a load without calls printed something"
+    ;;
+  run_script)
+    # One Action call: main's number comes back, the expanded file exists
+    # until the unload, and both files are removed.
+    pack "$dir/Setup.dll" "$data/wine_run.cxx"
+    run_host --watch wine_run.cxx --watch wine_run.cxx.e "$(winpath "$dir/Setup.dll")" "/install"
+    [ "$rc" -eq 0 ] || fail "harness exit $rc, expected 0"
+    expect_line '^Action returned 7'
+    expect_line '^\[watch\] before unload: .*\\wine_run\.cxx\.e exists'
+    expect_line '^\[watch\] unloaded: .*\\wine_run\.cxx missing'
+    expect_line '^\[watch\] unloaded: .*\\wine_run\.cxx\.e missing'
+    grep -q -- '-----The program executed finished!-----' "$out" || fail "no closing line on stdout"
+    ;;
+  no_script_entry)
+    # A package without a script refuses to load, after the reader's report.
+    pack "$dir/Setup.dll" "$data/readme.txt"
+    run_host "$(winpath "$dir/Setup.dll")" "/install"
+    [ "$rc" -eq 1 ] || fail "harness exit $rc, expected 1 (load refused)"
+    printf '\n$ can not find any *.cxx in resource file list. ' >"$dir/expected"
+    cmp -s "$dir/expected" "$out" || fail "stdout differs from the reader's report"
+    if grep -q '^Action returned' "$err"; then fail "Action was called"; fi
+    ;;
+  *)
+    echo "unknown case $case_name"
+    exit 2
+    ;;
+esac
+echo "passed: $case_name"
