@@ -1,0 +1,468 @@
+// The package reader on the simulated machine, fed by the host-side writer.
+#include "package/package.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "common/package_writer.h"
+#include "entry/global.h"
+#include "platform/sim/machine.h"
+
+namespace setup {
+namespace {
+
+const plat::HMODULE kModule =
+    reinterpret_cast<plat::HMODULE>(static_cast<std::uintptr_t>(0x10000000));
+constexpr char kModulePath[] = "C:\\Program Files\\Setup\\Setup.dll";
+constexpr char kImage[] = "MZ\x90 not a real image, only bytes in front of the package";
+
+std::vector<char> Bytes(const std::string& text) {
+  return {text.begin(), text.end()};
+}
+
+// A module file: the image bytes followed by a package of `entries`.
+std::vector<char> Module(const std::vector<pack::Entry>& entries) {
+  std::vector<char> module(kImage, kImage + sizeof kImage - 1);
+  std::string error;
+  EXPECT_TRUE(pack::AppendPackage(module, entries, &error)) << error;
+  return module;
+}
+
+void PutWord(std::vector<char>& bytes, std::size_t at, std::uint32_t value) {
+  for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>(value >> (8 * i));
+}
+
+// Offset of table record `index` in a module that holds `count` records.
+std::size_t RecordAt(const std::vector<char>& module, std::size_t count, std::size_t index) {
+  return module.size() - pack::kTrailerSize - pack::kRecordSize * (count - index);
+}
+
+class PackageTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    ASSERT_TRUE(sim::Boot("", &error)) << error;
+    sim::SetStdoutSink(
+        [this](const char* text, std::size_t length) { m_Out.append(text, length); });
+    sim::SetEventSink([](const std::string&) {});
+    ResetGlobal(theGlobal);
+  }
+  void TearDown() override {
+    sim::SetStdoutSink({});
+    sim::SetEventSink({});
+    sim::Shutdown();
+    ResetGlobal(theGlobal);
+    theGlobal.m_hModule = nullptr;
+  }
+
+  void Install(const std::vector<char>& module) {
+    ASSERT_TRUE(sim::SetModule(kModule, kModulePath, module));
+    theGlobal.m_hModule = kModule;
+  }
+
+  // Runs GetScriptFromPackage; answers its result and leaves the path in m_Path.
+  int GetScript() {
+    m_Path.reset();
+    return GetScriptFromPackage(m_Path);
+  }
+
+  std::string m_Out;
+  std::optional<std::string> m_Path;
+};
+
+// ---- Finding the script ---------------------------------------------------------
+
+TEST_F(PackageTest, ScriptIsWrittenToTheWindowsDirectory) {
+  Install(Module({{"drv.inf", Bytes("[Version]\r\n")}, {"setup.cxx", Bytes("num main()\r\n")}}));
+  ASSERT_EQ(GetScript(), 1);
+  ASSERT_TRUE(m_Path.has_value());
+  EXPECT_EQ(*m_Path, "C:\\WINDOWS\\setup.cxx");
+  EXPECT_EQ(sim::GetFile("C:\\WINDOWS\\setup.cxx"), "num main()\r\n");
+  EXPECT_EQ(m_Out, "");
+  EXPECT_EQ(theGlobal.ErrorFlag, 0);
+}
+
+TEST_F(PackageTest, ScriptExtensionIgnoresCaseAndTheNameKeepsIt) {
+  Install(Module({{"setup.Cxx", Bytes("x")}}));
+  ASSERT_EQ(GetScript(), 1);
+  EXPECT_EQ(*m_Path, "C:\\WINDOWS\\setup.Cxx");
+}
+
+TEST_F(PackageTest, EntryNearestTheTableEndWins) {
+  Install(Module({{"setup.Cxx", Bytes("first")}, {"extra.cxx", Bytes("second")}, {"a.inf", {}}}));
+  ASSERT_EQ(GetScript(), 1);
+  EXPECT_EQ(*m_Path, "C:\\WINDOWS\\extra.cxx");
+  EXPECT_EQ(sim::GetFile(*m_Path), "second");
+
+  ASSERT_EQ(ExtractPackageFile("setup.Cxx", "C:\\one.txt"), 1);
+  EXPECT_EQ(sim::GetFile("C:\\one.txt"), "first");
+}
+
+TEST_F(PackageTest, ScriptInAnotherWindowsDirectory) {
+  sim::GetProfile().systemDirectory = "C:\\WINNT\\system32";
+  ASSERT_TRUE(sim::PutFile("C:\\WINNT\\system32\\placeholder", ""));
+  Install(Module({{"setup.cxx", Bytes("s")}}));
+  ASSERT_EQ(GetScript(), 1);
+  EXPECT_EQ(*m_Path, "C:\\WINNT\\setup.cxx");
+  EXPECT_EQ(sim::GetFile("C:\\WINNT\\setup.cxx"), "s");
+}
+
+TEST_F(PackageTest, NamesWithoutScriptExtensionDoNotQualify) {
+  Install(Module({{"cxx", Bytes("1")}, {"setup.cxx.bak", Bytes("2")}, {"setupcxx", Bytes("3")}}));
+  EXPECT_EQ(GetScript(), 0);
+  EXPECT_EQ(m_Out, "\n$ can not find any *.cxx in resource file list. ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+}
+
+// ---- Extracting entries -----------------------------------------------------------
+
+TEST_F(PackageTest, ExtractMatchesNamesByteForByte) {
+  Install(Module({{"drv.inf", Bytes("inf")}}));
+  EXPECT_EQ(ExtractPackageFile("DRV.INF", "C:\\out.inf"), 0);
+  EXPECT_EQ(m_Out, "\n$ Can not find 'DRV.INF' in resource file list. ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+  EXPECT_FALSE(sim::GetFile("C:\\out.inf").has_value());
+
+  m_Out.clear();
+  EXPECT_EQ(ExtractPackageFile("drv.inf", "C:\\out.inf"), 1);
+  EXPECT_EQ(sim::GetFile("C:\\out.inf"), "inf");
+  EXPECT_EQ(m_Out, "");
+}
+
+TEST_F(PackageTest, ExtractDuplicatesTakesTheLastRecord) {
+  Install(Module({{"a.sys", Bytes("old")}, {"b.sys", Bytes("b")}, {"a.sys", Bytes("new")}}));
+  ASSERT_EQ(ExtractPackageFile("a.sys", "C:\\a.sys"), 1);
+  EXPECT_EQ(sim::GetFile("C:\\a.sys"), "new");
+}
+
+TEST_F(PackageTest, ExtractEmptyEntryAndReplaceExistingFile) {
+  Install(Module({{"empty.cat", {}}, {"data.bin", Bytes(std::string("\0\1\2", 3))}}));
+  ASSERT_TRUE(sim::PutFile("C:\\target.bin", "a much longer previous content"));
+  ASSERT_EQ(ExtractPackageFile("data.bin", "C:\\target.bin"), 1);
+  EXPECT_EQ(sim::GetFile("C:\\target.bin"), std::string("\0\1\2", 3));
+  ASSERT_EQ(ExtractPackageFile("empty.cat", "C:\\empty.cat"), 1);
+  EXPECT_EQ(sim::GetFile("C:\\empty.cat"), "");
+}
+
+TEST_F(PackageTest, ExtractIntoMissingDirectoryReportsPathNotFound) {
+  Install(Module({{"drv.sys", Bytes("d")}}));
+  EXPECT_EQ(ExtractPackageFile("drv.sys", "C:\\no such dir\\drv.sys"), 0);
+  EXPECT_EQ(m_Out, "\n$ can not generate 'C:\\no such dir\\drv.sys':win error code:0x00000003 ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+}
+
+TEST_F(PackageTest, ExtractWithoutNameOrDestinationDoesNothing) {
+  Install(Module({{"drv.sys", Bytes("d")}}));
+  EXPECT_EQ(ExtractPackageFile(nullptr, "C:\\x"), 0);
+  EXPECT_EQ(ExtractPackageFile("drv.sys", nullptr), 0);
+  EXPECT_EQ(m_Out, "");
+  EXPECT_EQ(theGlobal.ErrorFlag, 0);
+}
+
+TEST_F(PackageTest, ExtractFromEmptyTable) {
+  Install(Module({}));
+  EXPECT_EQ(ExtractPackageFile("x", "C:\\x"), 0);
+  EXPECT_EQ(m_Out, "\n$ Can not find 'x' in resource file list. ");
+}
+
+// ---- Damaged packages -----------------------------------------------------------
+
+TEST_F(PackageTest, ModuleWithoutPackageIsNotFound) {
+  Install(Bytes(std::string(100, 'M')));
+  EXPECT_EQ(GetScript(), 0);
+  EXPECT_EQ(ExtractPackageFile("a", "C:\\a"), 0);
+  EXPECT_EQ(m_Out,
+            "\n$ can not find any *.cxx in resource file list. "
+            "\n$ Can not find 'a' in resource file list. ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+}
+
+TEST_F(PackageTest, TrailerWithWrongMagicOrLengthIsNotFound) {
+  std::vector<char> module = Module({{"setup.cxx", Bytes("s")}});
+  std::vector<char> badMagic = module;
+  badMagic[badMagic.size() - 2] = 'Y';
+  Install(badMagic);
+  EXPECT_EQ(GetScript(), 0);
+
+  std::vector<char> badLength = module;
+  PutWord(badLength, badLength.size() - 12, 13);
+  Install(badLength);
+  EXPECT_EQ(GetScript(), 0);
+  EXPECT_EQ(m_Out,
+            "\n$ can not find any *.cxx in resource file list. "
+            "\n$ can not find any *.cxx in resource file list. ");
+}
+
+TEST_F(PackageTest, RecordCountLargerThanTheFileIsNotFound) {
+  for (std::uint32_t count : {2u, 1000u, 0x00F0F0F1u, 0xFFFFFFFFu}) {
+    std::vector<char> module = Module({{"setup.cxx", Bytes("s")}});
+    PutWord(module, module.size() - 8, count);
+    Install(module);
+    m_Out.clear();
+    EXPECT_EQ(GetScript(), 0) << count;
+    EXPECT_EQ(m_Out, "\n$ can not find any *.cxx in resource file list. ") << count;
+  }
+}
+
+TEST_F(PackageTest, FileShorterThanATrailerFailsSilently) {
+  Install(Bytes("KVX"));
+  EXPECT_EQ(GetScript(), 0);
+  EXPECT_EQ(m_Out, "");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+}
+
+TEST_F(PackageTest, TruncatedPackageNeverReadsOutsideTheFile) {
+  const std::vector<char> whole = Module({{"a.inf", Bytes("aaaa")}, {"setup.cxx", Bytes("ss")}});
+  for (std::size_t cut = 1; cut < whole.size(); cut += 7) {
+    Install(std::vector<char>(whole.begin(), whole.end() - static_cast<std::ptrdiff_t>(cut)));
+    EXPECT_EQ(GetScript(), 0) << cut;
+    EXPECT_EQ(ExtractPackageFile("a.inf", "C:\\a.inf"), 0) << cut;
+  }
+  EXPECT_FALSE(sim::GetFile("C:\\a.inf").has_value());
+}
+
+TEST_F(PackageTest, RecordRangeOutsideTheDataIsReportedAsNotGenerated) {
+  struct Damage {
+    std::uint32_t offset;
+    std::uint32_t size;
+  };
+  // Offsets are absolute: data begins behind the image and the header word.
+  const std::vector<char> good = Module({{"drv.inf", Bytes("abcd")}});
+  const std::uint32_t tableStart = static_cast<std::uint32_t>(RecordAt(good, 1, 0));
+  for (const Damage damage : {Damage{tableStart - 3, 4}, Damage{0, tableStart + 1},
+                              Damage{0xFFFFFFF0u, 0x20}, Damage{tableStart, 0xFFFFFFFFu}}) {
+    std::vector<char> module = good;
+    PutWord(module, RecordAt(module, 1, 0) + 4, damage.offset);
+    PutWord(module, RecordAt(module, 1, 0) + 264, damage.size);
+    Install(module);
+    m_Out.clear();
+    EXPECT_EQ(ExtractPackageFile("drv.inf", "C:\\drv.inf"), 0);
+    EXPECT_EQ(m_Out, "\n$ can not generate 'C:\\drv.inf':win error code:0x00000570 ");
+    EXPECT_FALSE(sim::GetFile("C:\\drv.inf").has_value()) << "nothing is written";
+  }
+
+  // The script's report names the entry.
+  std::vector<char> module = Module({{"setup.cxx", Bytes("s")}});
+  PutWord(module, RecordAt(module, 1, 0) + 264, 1u << 20);
+  Install(module);
+  m_Out.clear();
+  EXPECT_EQ(GetScript(), 0);
+  EXPECT_EQ(m_Out, "\n$ can not generate 'setup.cxx':win error code:0x00000570 ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+}
+
+TEST_F(PackageTest, RecordDataMayEndExactlyAtTheTable) {
+  const std::vector<char> module = Module({{"a.bin", Bytes("xyz")}});
+  std::vector<pack::EntryInfo> entries;
+  ASSERT_TRUE(pack::ReadPackageTable(module, entries, nullptr));
+  ASSERT_EQ(entries.size(), 1u);
+  EXPECT_EQ(entries[0].offset + entries[0].size, RecordAt(module, 1, 0));
+  Install(module);
+  EXPECT_EQ(ExtractPackageFile("a.bin", "C:\\a.bin"), 1);
+}
+
+TEST_F(PackageTest, NameWithoutTerminatorNeverMatches) {
+  std::vector<char> module = Module({{"keep.cxx", Bytes("k")}, {"x.cxx", Bytes("x")}});
+  const std::size_t name = RecordAt(module, 2, 1) + 8;
+  std::memset(module.data() + name, 'A', pack::kNameSize - 4);
+  std::memcpy(module.data() + name + pack::kNameSize - 4, ".cxx", 4);  // no NUL left
+  Install(module);
+  ASSERT_EQ(GetScript(), 1);
+  EXPECT_EQ(*m_Path, "C:\\WINDOWS\\keep.cxx");
+  const std::string longName(pack::kNameSize - 4, 'A');
+  EXPECT_EQ(ExtractPackageFile((longName + ".cxx").c_str(), "C:\\long"), 0);
+}
+
+// ---- Failures of the platform ------------------------------------------------------
+
+TEST_F(PackageTest, ModuleUnavailableFailsWithoutReport) {
+  Install(Module({{"setup.cxx", Bytes("s")}}));
+  sim::FailNext(sim::Op::GetModuleFileName, plat::ERROR_INVALID_HANDLE);
+  EXPECT_EQ(GetScript(), 0);
+  sim::FailNext(sim::Op::CreateFile, plat::ERROR_SHARING_VIOLATION);
+  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
+  EXPECT_EQ(m_Out, "");
+  EXPECT_EQ(theGlobal.ErrorFlag, 0);
+}
+
+TEST_F(PackageTest, SizeOrSeekFailureSetsTheFlagSilently) {
+  Install(Module({{"setup.cxx", Bytes("s")}}));
+  sim::FailNext(sim::Op::GetFileSize, plat::ERROR_INVALID_HANDLE);
+  EXPECT_EQ(GetScript(), 0);
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+  theGlobal.ErrorFlag = 0;
+  sim::FailNext(sim::Op::SetFilePointer, plat::ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+  theGlobal.ErrorFlag = 0;
+  sim::FailNext(sim::Op::ReadFile, plat::ERROR_INVALID_PARAMETER, 1);  // the first record
+  EXPECT_EQ(GetScript(), 0);
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+  EXPECT_EQ(m_Out, "");
+}
+
+TEST_F(PackageTest, TrailerReadFailure) {
+  Install(Module({{"setup.cxx", Bytes("s")}}));
+  sim::FailNext(sim::Op::ReadFile, plat::ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
+  EXPECT_EQ(m_Out, "\n$ Read File list header error , read 0 bytes ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+}
+
+TEST_F(PackageTest, MappingFailuresUseEachOperationsWording) {
+  Install(Module({{"setup.cxx", Bytes("s")}}));
+  sim::FailNext(sim::Op::CreateFileMapping, plat::ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(GetScript(), 0);
+  sim::FailNext(sim::Op::MapViewOfFile, plat::ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(GetScript(), 0);
+  sim::FailNext(sim::Op::CreateFileMapping, plat::ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
+  sim::FailNext(sim::Op::MapViewOfFile, plat::ERROR_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
+  EXPECT_EQ(m_Out,
+            "\n$ mapping file list failed , err:win error code:0x00000008. "
+            "\n$ mapping file list failed:win error code:0x00000008. "
+            "\n$ create mapping file failed:win error code:0x00000008 "
+            "\n$ mapping file list failed:win error code:0x00000008 ");
+}
+
+TEST_F(PackageTest, DestinationAndWriteFailures) {
+  Install(Module({{"setup.cxx", Bytes("s")}}));
+  sim::FailNext(sim::Op::CreateFile, plat::ERROR_ACCESS_DENIED, 1);  // after the module's open
+  EXPECT_EQ(GetScript(), 0);
+  sim::FailNext(sim::Op::WriteFile, 112);
+  EXPECT_EQ(GetScript(), 0);
+  sim::FailNext(sim::Op::CreateFile, plat::ERROR_ACCESS_DENIED, 1);
+  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s.txt"), 0);
+  sim::FailNext(sim::Op::WriteFile, 112);
+  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s.txt"), 0);
+  EXPECT_EQ(m_Out,
+            "\n$ can not generate 'C:\\WINDOWS\\setup.cxx':win error code:0x00000005. "
+            "\n$ can not generate 'setup.cxx':win error code:0x00000070 "
+            "\n$ can not generate 'C:\\s.txt':win error code:0x00000005 "
+            "\n$ can not generate 'C:\\s.txt':win error code:0x00000070 ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+}
+
+// ---- Extensions -------------------------------------------------------------------
+
+TEST(UpperExtension, TakesTheTextBehindTheLastDot) {
+  std::optional<std::string> out;
+  EXPECT_EQ(GetUpperExtension("setup.Cxx", out), 1);
+  EXPECT_EQ(out, "CXX");
+  EXPECT_EQ(GetUpperExtension("a.b.inf", out), 1);
+  EXPECT_EQ(out, "INF");
+  EXPECT_EQ(GetUpperExtension("name.", out), 1);
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(GetUpperExtension("x.\xE9t1", out), 1);
+  EXPECT_EQ(out, "\xE9T1");  // only ASCII letters change
+
+  out = "KEEP";
+  EXPECT_EQ(GetUpperExtension("noext", out), 1);
+  EXPECT_EQ(out, "KEEP");
+  EXPECT_EQ(GetUpperExtension(nullptr, out), 0);
+  EXPECT_EQ(out, "KEEP");
+}
+
+// ---- The writer and its round trip ---------------------------------------------------
+
+TEST(PackageWriter, LayoutOfAStandAlonePackage) {
+  std::vector<char> module;
+  ASSERT_TRUE(pack::AppendPackage(module, {{"a", Bytes("12")}, {"bc", Bytes("345")}}, nullptr));
+  ASSERT_EQ(module.size(), 4u + 5u + 2 * 272u + 12u);
+  auto word = [&module](std::size_t at) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, module.data() + at, 4);  // little-endian host
+    return value;
+  };
+  EXPECT_EQ(word(0), 4u);
+  EXPECT_EQ(std::string(module.data() + 4, 5), "12345");
+  const std::size_t second = 9 + 272;
+  EXPECT_EQ(word(second), 272u);
+  EXPECT_EQ(word(second + 4), 6u);
+  EXPECT_STREQ(module.data() + second + 8, "bc");
+  EXPECT_EQ(word(second + 264), 3u);
+  EXPECT_EQ(word(second + 268), 1u);
+  EXPECT_EQ(word(module.size() - 12), 12u);
+  EXPECT_EQ(word(module.size() - 8), 2u);
+  EXPECT_EQ(std::memcmp(module.data() + module.size() - 4, "KVX\0", 4), 0);
+}
+
+TEST(PackageWriter, RejectsNamesThatCannotBeStored) {
+  std::vector<char> module = Bytes("image");
+  std::string error;
+  for (const std::string& name : {std::string(), std::string(256, 'n'), std::string("a\\b.cxx"),
+                                  std::string("dir/b.cxx"), std::string("a\0b", 3)}) {
+    EXPECT_FALSE(pack::AppendPackage(module, {{name, {}}}, &error)) << name;
+    EXPECT_FALSE(error.empty());
+  }
+  EXPECT_EQ(module, Bytes("image"));
+  EXPECT_TRUE(pack::AppendPackage(module, {{std::string(255, 'n'), {}}}, &error)) << error;
+}
+
+TEST(PackageWriter, FilesRoundTripThroughCreateListAndExtract) {
+  namespace fs = std::filesystem;
+  const fs::path dir = fs::path(::testing::TempDir()) / "package_round_trip";
+  fs::remove_all(dir);
+  fs::create_directories(dir / "sub");
+  std::string error;
+  ASSERT_TRUE(pack::WriteFileBytes((dir / "base.dll").string(), Bytes("MZbase"), &error));
+  ASSERT_TRUE(pack::WriteFileBytes((dir / "sub" / "setup.cxx").string(), Bytes("script"), &error));
+  ASSERT_TRUE(pack::WriteFileBytes((dir / "drv.inf").string(), Bytes("inf"), &error));
+
+  const std::string out = (dir / "out.dll").string();
+  ASSERT_TRUE(pack::CreatePackageFile(
+      out, (dir / "base.dll").string(),
+      {(dir / "sub" / "setup.cxx").string(), (dir / "drv.inf").string()}, &error))
+      << error;
+
+  std::vector<char> module;
+  ASSERT_TRUE(pack::ReadFileBytes(out, module, &error));
+  EXPECT_EQ(std::string(module.data(), 6), "MZbase");
+  std::vector<pack::EntryInfo> entries;
+  ASSERT_TRUE(pack::ReadPackageTable(module, entries, &error)) << error;
+  ASSERT_EQ(entries.size(), 2u);
+  EXPECT_EQ(entries[0].name, "setup.cxx");
+  EXPECT_EQ(entries[0].size, 6u);
+  EXPECT_EQ(entries[1].name, "drv.inf");
+  EXPECT_EQ(entries[1].index, 1u);
+  std::vector<char> data;
+  ASSERT_TRUE(pack::FindEntryData(module, "drv.inf", data, &error));
+  EXPECT_EQ(data, Bytes("inf"));
+  EXPECT_FALSE(pack::FindEntryData(module, "DRV.INF", data, &error));
+
+  // Same base name twice, a missing input and a module without a package.
+  EXPECT_FALSE(pack::CreatePackageFile(
+      out, "", {(dir / "drv.inf").string(), (dir / "drv.inf").string()}, &error));
+  EXPECT_NE(error.find("drv.inf"), std::string::npos);
+  EXPECT_FALSE(pack::CreatePackageFile(out, "", {(dir / "missing").string()}, &error));
+  EXPECT_FALSE(pack::CreatePackageFile(out, "", {dir.string()}, &error));
+  EXPECT_FALSE(pack::ReadPackageTable(Bytes("MZbase and nothing else"), entries, &error));
+  fs::remove_all(dir);
+}
+
+class PackageWriterLibraryTest : public PackageTest {};
+
+TEST_F(PackageWriterLibraryTest, LibraryReadsWhatTheWriterWrote) {
+  std::vector<pack::Entry> entries;
+  for (int i = 0; i < 40; ++i) {
+    entries.push_back(
+        {"file" + std::to_string(i) + ".bin", Bytes(std::string(i * 37, char('a' + i % 26)))});
+  }
+  entries.push_back({"install.cxx", Bytes("num main()\r\n{\r\n    return 0\r\n}\r\n")});
+  Install(Module(entries));
+  ASSERT_EQ(GetScript(), 1);
+  EXPECT_EQ(sim::GetFile("C:\\WINDOWS\\install.cxx"), "num main()\r\n{\r\n    return 0\r\n}\r\n");
+  for (int i = 0; i < 40; i += 13) {
+    const std::string name = "file" + std::to_string(i) + ".bin";
+    ASSERT_EQ(ExtractPackageFile(name.c_str(), ("C:\\" + name).c_str()), 1);
+    EXPECT_EQ(sim::GetFile("C:\\" + name), std::string(i * 37, char('a' + i % 26)));
+  }
+}
+
+}  // namespace
+}  // namespace setup
