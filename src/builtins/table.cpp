@@ -1,12 +1,153 @@
-// Placeholder until the built-in table lands; keeps the tree linking.
+// The built-in function table and the handlers' argument convention.
 #include "builtins/table.h"
 
+#include <cstring>
+
+#include "builtins/handlers.h"
+#include "diag/report.h"
 #include "entry/global.h"
+#include "script/store/symbols.h"
 
 namespace setup {
 
-void InitBuiltinTable(Global& global) { global.m_nBuiltinCount = 0; }
-BuiltinEntry* GetBuiltinEntry(const char*) { return nullptr; }
-std::int32_t FindBuiltin(const char*) { return TK_IDENT; }
+namespace {
+
+constexpr ValueType N = ValueType::Num;
+constexpr ValueType S = ValueType::String;
+
+struct BuiltinRow {
+  const char* name;
+  std::int32_t token;
+  ValueType result;
+  std::int32_t paramCount;
+  ValueType params[5];
+  BuiltinHandler handler;
+};
+
+// The table in its stored order; token codes are not in table order.
+constexpr BuiltinRow kRows[kBuiltinCount] = {
+    {"checkregstatus", 7, N, 2, {N, S}, HandleCheckRegStatus},
+    {"checkisneedreboot", 8, N, 0, {}, HandleCheckIsNeedReboot},
+    {"installdriverbyhardwareid", 9, N, 2, {S, S}, HandleInstallDriverByHardwareId},
+    {"installusbdriver", 10, N, 2, {S, S}, HandleInstallUsbDriver},
+    {"copyfile", 11, N, 2, {S, S}, HandleCopyFile},
+    {"deletefile", 12, N, 1, {S}, HandleDeleteFile},
+    {"addsubreg", 14, N, 3, {N, S, S}, HandleAddSubReg},
+    {"addregvalues", 15, N, 5, {N, S, S, N, S}, HandleAddRegValues},
+    {"createservice", 19, N, 3, {S, N, S}, HandleCreateService},
+    {"deleteservice", 20, N, 1, {S}, HandleDeleteService},
+    {"execute", 21, N, 1, {S}, HandleExecute},
+    {"reboot", 22, N, 0, {}, HandleReboot},
+    {"extractresfile", 23, N, 2, {S, S}, HandleExtractResFile},
+    {"sleep", 24, N, 1, {N}, HandleSleep},
+    {"deletereg", 17, N, 2, {N, S}, HandleDeleteReg},
+    {"msgbox", 25, N, 3, {S, S, N}, HandleMsgBox},
+    {"addregvalued", 16, N, 5, {N, S, S, N, N}, HandleAddRegValued},
+    {"deletefilex", 13, N, 2, {S, S}, HandleDeleteFileX},
+    {"getwinversion", 26, N, 0, {}, HandleGetWinVersion},
+    {"createdirectory", 27, N, 1, {S}, HandleCreateDirectory},
+    {"deletedirectory", 28, N, 1, {S}, HandleDeleteDirectory},
+    {"updatedevicebyhardwareid", 29, N, 2, {S, S}, HandleUpdateDeviceByHardwareId},
+    {"deletedriverbyhardwareid", 30, N, 1, {S}, HandleDeleteDriverByHardwareId},
+    {"deleteregbyfindstr", 31, N, 3, {N, S, S}, HandleDeleteRegByFindStr},
+    {"getat", 32, S, 2, {S, N}, HandleGetAt},
+    {"getlen", 33, N, 1, {S}, HandleGetLen},
+    {"stringtonum", 34, N, 1, {S}, HandleStringToNum},
+    {"numtostring", 35, S, 1, {N}, HandleNumToString},
+    {"checkdevicestatus", 36, N, 1, {S}, HandleCheckDeviceStatus},
+    {"getregvalued", 37, N, 3, {N, S, S}, HandleGetRegValued},
+    {"getregvalues", 38, S, 3, {N, S, S}, HandleGetRegValues},
+    {"enumsubreg", 39, S, 3, {N, S, N}, HandleEnumSubReg},
+    {"getlanguage", 40, N, 0, {}, HandleGetLanguage},
+    {"updatedevicelist", 41, N, 0, {}, HandleUpdateDeviceList},
+    {"disabledriverbyhardwareid", 42, N, 1, {S}, HandleDisableDriverByHardwareId},
+    {"enabledriverbyhardwareid", 43, N, 1, {S}, HandleEnableDriverByHardwareId},
+    {"getstr", 44, S, 3, {S, N, N}, HandleGetStr},
+    {"startservice", 45, N, 1, {S}, HandleStartService},
+    {"stopservice", 46, N, 1, {S}, HandleStopService},
+    {"deleteregx", 18, N, 3, {N, S, N}, HandleDeleteRegX},
+};
+
+// Gives every entry with parameters its typed parameter list, in order.
+void BuildParamLists(Global& global) {
+  for (int i = 0; i < kBuiltinCount; ++i) {
+    BuiltinEntry& entry = global.m_Builtins[i];
+    for (int p = 0; p < 5; ++p) {
+      entry.pParams[p].m_nType = p < entry.nParamCount ? kRows[i].params[p] : ValueType::None;
+      entry.pParams[p].m_szName.clear();
+    }
+  }
+}
+
+// The value of argument `index` of `count`, or none when the stack does not
+// hold that many.
+const Variable* Arg(int index, int count) {
+  if (index < 0 || index >= count) return nullptr;
+  const std::size_t size = theValueStack.size();
+  if (static_cast<std::size_t>(count) > size) return nullptr;
+  return theValueStack[size - static_cast<std::size_t>(count) + static_cast<std::size_t>(index)]
+      .get();
+}
+
+}  // namespace
+
+void InitBuiltinTable(Global& global) {
+  global.m_nBuiltinCount = kBuiltinCount;
+  for (int i = 0; i < kBuiltinCount; ++i) {
+    BuiltinEntry& entry = global.m_Builtins[i];
+    entry.szName = kRows[i].name;
+    entry.nToken = kRows[i].token;
+    entry.nRetType = kRows[i].result;
+    entry.nParamCount = kRows[i].paramCount;
+    entry.pfnHandler = kRows[i].handler;
+  }
+  BuildParamLists(global);
+}
+
+BuiltinEntry* GetBuiltinEntry(const char* name) {
+  if (name == nullptr) return nullptr;
+  for (int i = 0; i < theGlobal.m_nBuiltinCount && i < kBuiltinCount; ++i) {
+    BuiltinEntry& entry = theGlobal.m_Builtins[i];
+    if (entry.szName != nullptr && std::strcmp(entry.szName, name) == 0) return &entry;
+  }
+  return nullptr;
+}
+
+std::int32_t FindBuiltin(const char* name) {
+  const BuiltinEntry* entry = GetBuiltinEntry(name);
+  return entry != nullptr ? entry->nToken : TK_IDENT;
+}
+
+// ---- Argument convention ---------------------------------------------------------------
+
+const char* ArgText(int index, int count) {
+  const Variable* value = Arg(index, count);
+  if (value == nullptr || value->m_nType != ValueType::String || !value->m_szValue) {
+    return nullptr;
+  }
+  return value->m_szValue->c_str();
+}
+
+bool ArgNum(int index, int count, std::int32_t* out) {
+  const Variable* value = Arg(index, count);
+  if (value == nullptr || value->m_nType != ValueType::Num || out == nullptr) return false;
+  *out = value->m_nNum;
+  return true;
+}
+
+std::optional<std::string>* ResetStringResult() {
+  theGlobal.theStringResult = NewStringValue(0);
+  return &theGlobal.theStringResult->m_szValue;
+}
+
+std::int32_t MissingArgument() {
+  ReportError("Parameters is NULL");
+  return 0;
+}
+
+std::int32_t NotAvailable(const char* name) {
+  ReportError("%s() is not available in this build.", name);
+  return 0;
+}
 
 }  // namespace setup

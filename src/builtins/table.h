@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
 namespace setup {
 
@@ -14,5 +16,18 @@ void InitBuiltinTable(Global& global);
 BuiltinEntry* GetBuiltinEntry(const char* name);
 // The token code (7 to 46) of the built-in named `name`, or 1.
 std::int32_t FindBuiltin(const char* name);
+
+// ---- The handlers' argument convention ---------------------------------------------
+// When a handler runs, the call's `count` arguments lie on top of the value
+// stack, the last one on top. `index` counts in script order from 0.
+
+// The text of a string argument, or none when the value has no text storage
+// (the literal "" and never-assigned strings): a missing argument.
+const char* ArgText(int index, int count);
+// The number of a num argument into *out; false when the value has none.
+bool ArgNum(int index, int count, std::int32_t* out);
+// Puts a fresh empty string value into theStringResult and answers the
+// location of its text: the out-parameter of a string built-in's operation.
+std::optional<std::string>* ResetStringResult();
 
 }  // namespace setup

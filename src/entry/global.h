@@ -181,6 +181,10 @@ class Global {
   std::uint8_t m_bNeedReboot = 0;         // a driver or service operation needs a restart
   VariablePtr theStringResult;            // text result of a string built-in
   const char* m_pStackBase = nullptr;     // host stack address at Action entry (depth guard)
+  // Test hook for fuzzers and tests: when non-zero, the evaluator steps one run
+  // may take; the run fails once they are used up. Set by the host, never reset.
+  std::uint32_t m_nStepLimit = 0;
+  std::uint32_t m_nSteps = 0;             // evaluator steps taken in this run (RunMain clears it)
 };
 
 extern Global theGlobal;

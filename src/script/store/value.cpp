@@ -1,6 +1,85 @@
-// Placeholder until the value records land; keeps the tree linking.
+// Value records and array storage.
 #include "script/store/value.h"
 
+#include <limits>
+#include <new>
+
+#include "diag/report.h"
+#include "entry/global.h"
+#include "script/store/symbols.h"
+
 namespace setup {
-Variable::~Variable() = default;
+
+Variable::~Variable() {
+  // An initializer's element values belong to its syntax node: detach them.
+  if (m_bBorrowedArray) static_cast<void>(m_pArray.release());
+}
+
+std::int64_t ArrayStore::ElementCount() const {
+  if (m_Dims.empty()) return 0;
+  std::int64_t count = 1;
+  for (std::int32_t d : m_Dims) {
+    if (d <= 0) return 0;
+    count *= d;
+    if (count > std::numeric_limits<std::int32_t>::max()) return 0;
+  }
+  return count;
+}
+
+std::unique_ptr<ArrayStore> ArrayStore::CloneEmpty(std::int32_t type) const {
+  const std::int64_t count = ElementCount();
+  if (count <= 0 || count > kMaxArrayElements) return nullptr;
+  try {
+    auto store = std::make_unique<ArrayStore>();
+    store->m_Dims = m_Dims;
+    if (type == static_cast<std::int32_t>(ValueType::Num)) {
+      store->m_Nums.assign(static_cast<std::size_t>(count), 0);
+    } else if (type == static_cast<std::int32_t>(ValueType::String)) {
+      store->m_Strings.resize(static_cast<std::size_t>(count));
+    } else {
+      return nullptr;
+    }
+    return store;
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+VariablePtr NewStringValue(std::int32_t size) {
+  auto value = std::make_unique<Variable>();
+  value->m_nType = ValueType::String;
+  if (size >= 1) {
+    value->m_szValue.emplace();
+    value->m_nSize = size;
+  }
+  return value;
+}
+
+VariablePtr NewNumValue() {
+  auto value = std::make_unique<Variable>();
+  value->m_nType = ValueType::Num;
+  value->m_nSize = 4;
+  return value;
+}
+
+int AllocGlobals() {
+  for (const auto& entry : theVariables.Entries()) {
+    Variable& var = *entry;
+    if (var.m_nType != ValueType::Num && var.m_nType != ValueType::String) return 0;
+    if (!var.m_pArray) {
+      if (var.m_nType == ValueType::Num) var.m_nNum = 0;
+      continue;
+    }
+    // Same dimensions, fresh element storage.
+    auto store = var.m_pArray->CloneEmpty(static_cast<std::int32_t>(var.m_nType));
+    if (!store) {
+      ReportError("not enough memory for array '%s'.", var.m_szName ? var.m_szName->c_str() : "");
+      theGlobal.ErrorFlag = 1;
+      return 0;
+    }
+    var.m_pArray = std::move(store);
+  }
+  return 1;
+}
+
 }  // namespace setup

@@ -18,6 +18,12 @@ enum class ValueType : std::int32_t {
   String = 3,  // NUL-free byte text
 };
 
+// Largest number of elements one array may hold; a larger declaration fails
+// like an allocation failure instead of exhausting the host's memory.
+constexpr std::int64_t kMaxArrayElements = std::int64_t{1} << 22;
+// Longest text that string concatenation may build (bytes, without the NUL).
+constexpr std::size_t kMaxTextLength = std::size_t{1} << 20;
+
 // Element storage of an array; the first index varies fastest.
 struct ArrayStore {
   std::vector<std::int32_t> m_Dims;  // d0 ... d(n-1), each >= 1 once declared
@@ -29,7 +35,9 @@ struct ArrayStore {
   // d0 * d1 * ... ; 0 without dimensions, when the product is not positive,
   // or when it does not fit in 32 bits.
   std::int64_t ElementCount() const;
-  // A store with the same dimensions, all elements empty (num 0 / no text).
+  // A store with the same dimensions, all elements empty (num 0 / no text);
+  // none when the element count is 0 or above kMaxArrayElements, or memory
+  // runs out.
   std::unique_ptr<ArrayStore> CloneEmpty(std::int32_t type) const;
 };
 
@@ -62,8 +70,8 @@ struct Variable {
 
 using VariablePtr = std::unique_ptr<Variable>;
 
-// A new string scalar with no name; a zero-filled text of size - 1 bytes when
-// size >= 1, else no text and size 0.
+// A new string scalar with no name; an empty text (storage present) of that
+// size when size >= 1, else no text and size 0.
 VariablePtr NewStringValue(std::int32_t size);
 // A new num scalar holding 0, size 4.
 VariablePtr NewNumValue();

@@ -1,0 +1,317 @@
+// Calls of script functions and built-ins, call frames, and the run of main.
+//
+// A call of a script function keeps this frame on the value stack:
+//   arguments (named after the parameters) | marker | locals | temporaries
+// theFrameBase is the marker's index; the marker remembers the caller's base.
+#include <string>
+
+#include "builtins/table.h"
+#include "diag/report.h"
+#include "entry/global.h"
+#include "script/interp/eval.h"
+#include "script/interp/run.h"
+#include "script/store/symbols.h"
+
+namespace setup {
+
+namespace {
+
+const char* NameOf(const SyntaxNode* node) {
+  return node->m_szText ? node->m_szText->c_str() : "";
+}
+
+// A fresh value of a declared local: its own scalar value copied, or an
+// array of its dimensions with every element empty. None on failure.
+VariablePtr FreshLocal(const Variable& local) {
+  VariablePtr value;
+  if (local.m_nType == ValueType::Num) {
+    value = NewNumValue();
+    value->m_nNum = local.m_nNum;
+  } else if (local.m_nType == ValueType::String) {
+    value = NewStringValue(local.m_nSize);
+    if (local.m_nSize >= 1 && local.m_szValue) value->m_szValue = local.m_szValue;
+  } else {
+    TraceLine("Type of the value is insufficent.");
+    return nullptr;
+  }
+  if (local.m_pArray) {
+    value->m_pArray = local.m_pArray->CloneEmpty(static_cast<std::int32_t>(local.m_nType));
+    if (!value->m_pArray) {
+      ReportError("not enough memory for array '%s'.",
+                  local.m_szName ? local.m_szName->c_str() : "");
+      return nullptr;
+    }
+    value->m_nNum = 0;
+    value->m_szValue.reset();
+    value->m_nSize = local.m_nType == ValueType::Num ? 4 : 0;
+  }
+  value->m_szName = local.m_szName;
+  return value;
+}
+
+// The result of a function whose body ended without a return.
+VariablePtr DefaultResult(ValueType type) {
+  return type == ValueType::Num ? MakeNum(0) : NewStringValue(0);
+}
+
+int CallTail(const char* name) {
+  ReportError("   see the declare of external function '%s'.", name);
+  return FailWith("Error in CallT()");
+}
+
+int InLineTail(const char* name) {
+  ReportError("see the declare of internal function '%s'.", name);
+  return FailWith("Error in InLineFunT()");
+}
+
+}  // namespace
+
+// ---- Script functions ------------------------------------------------------------------
+
+int _before_gen_callexfun(SyntaxNode* node) {
+  FunctionEntry* function = node->m_szText ? FindFunction(*node->m_szText) : nullptr;
+  if (function == nullptr) return FailWith("Error in _before_gen_callexfun()");
+
+  const std::vector<ParamEntry>& params = function->m_Params;
+  const auto count = static_cast<std::int64_t>(params.size());
+  SyntaxNode* item = node->m_pItems.get();
+  if (item != nullptr) {
+    std::size_t k = 0;  // parameter index; the messages count from 1
+    for (; item != nullptr && k < params.size(); item = item->m_pNext.get(), ++k) {
+      const ParamEntry& param = params[k];
+      if (theGlobal.m_bCallMain) {
+        // main's arguments were pushed by PrepareMainCall, first one lowest.
+        const std::int64_t at =
+            static_cast<std::int64_t>(theValueStack.size()) - count + static_cast<std::int64_t>(k);
+        if (at < 0) return FailWith("Error in _before_gen_callexfun()");
+        const Variable& value = *theValueStack[static_cast<std::size_t>(at)];
+        if (value.m_nType != param.m_nType) {
+          ReportError("paramters %d of '%s' can not match '%s'.", static_cast<int>(k + 1),
+                      function->m_szName.c_str(), TypeWord(value.m_nType));
+          return FailWith("Error in _before_gen_callexfun()");
+        }
+        continue;
+      }
+      VariablePtr value = EvaluateOperand(item->m_pChild2.get());
+      if (!value) return FailWith("Error in _before_gen_callexfun()");
+      if (value->m_nType != param.m_nType) {
+        ReportError("paramters %d of '%s' can not match '%s'.", static_cast<int>(k + 1),
+                    function->m_szName.c_str(), TypeWord(value->m_nType));
+        return FailWith("Error in _before_gen_callexfun()");
+      }
+      value->m_szName = param.m_szName;
+      PushValue(std::move(value));
+    }
+    if (item != nullptr || k != params.size()) {
+      ReportError("paramters type can not match '%s'.", function->m_szName.c_str());
+      return FailWith("Error in _before_gen_callexfun()");
+    }
+  } else if (!params.empty()) {
+    // Without argument items there would be no values for the parameters.
+    ReportError("paramters type can not match '%s'.", function->m_szName.c_str());
+    return FailWith("Error in _before_gen_callexfun()");
+  }
+
+  auto frame = std::make_unique<CallFrame>();
+  frame->m_pFunction = function;
+  frame->m_szFunName = function->m_szName;
+  PushFrame(std::move(frame));
+  theGlobal.m_bCallMain = 0;
+  return 1;
+}
+
+int EnterFunction(const std::string& name) {
+  FunctionEntry* function = FindFunction(name);
+  if (function == nullptr) return FailWith("Error in before ExternalFunT()");
+
+  VariablePtr marker = NewNumValue();
+  marker->m_nSavedFrameBase = theFrameBase;
+  PushValue(std::move(marker));
+  theFrameBase = static_cast<std::int64_t>(theValueStack.size()) - 1;
+
+  // The first locals are the parameters, already bound below the marker.
+  for (std::size_t i = function->m_Params.size(); i < function->m_Locals.size(); ++i) {
+    VariablePtr value = FreshLocal(*function->m_Locals[i]);
+    if (!value) return FailWith("Error in before ExternalFunT()");
+    PushValue(std::move(value));
+  }
+  return 1;
+}
+
+int LeaveFunction() {
+  if (theFrameBase < 0 || theFrameBase >= static_cast<std::int64_t>(theValueStack.size())) {
+    return FailWith("Error in LeaveFunction()");
+  }
+  while (static_cast<std::int64_t>(theValueStack.size()) - 1 > theFrameBase) PopValue();
+  theFrameBase = theValueStack.back()->m_nSavedFrameBase;
+  PopValue();
+  return 1;
+}
+
+int _after_gen_callexfun(const std::string& name) {
+  FunctionEntry* function = FindFunction(name);
+  if (function == nullptr) return FailWith("Error in _after_gen_callexfun()");
+  const std::size_t count = function->m_Params.size();
+  if (theValueStack.size() < count) return FailWith("Error in _after_gen_callexfun()");
+  for (std::size_t i = 0; i < count; ++i) PopValue();
+  if (!PopFrame()) return FailWith("Error in _after_gen_callexfun()");
+  return 1;
+}
+
+int CallT(SyntaxNode* node) {
+  const char* name = NameOf(node);
+  FunctionEntry* function = node->m_szText ? FindFunction(*node->m_szText) : nullptr;
+  if (function == nullptr) return CallTail(name);
+  if (!function->m_pDefinition) {
+    ReportError("The function '%s' had not defined so far.", name);
+    return CallTail(name);
+  }
+  if (!StackHasRoom()) {
+    ReportError("call stack overflow in '%s'.", name);
+    return CallTail(name);
+  }
+  if (!_before_gen_callexfun(node)) {
+    ReportError("_before_gen_callexfun() of '%s' failed.", name);
+    return CallTail(name);
+  }
+  if (!EnterFunction(function->m_szName)) return CallTail(name);
+  SyntaxNode* body = function->m_pDefinition->m_pChild2.get();
+  if (body == nullptr) {
+    ReportError("illegal function define. see define of '%s'.", name);
+    return CallTail(name);
+  }
+  if (!Generate(body)) {
+    ReportError("Generate '%s' failed.", name);
+    return CallTail(name);
+  }
+
+  // A return left the result on top; a body that just ends gives the
+  // declared type's empty value and leaves the frames below untouched.
+  VariablePtr result = theGlobal.m_bReturn ? PopValue() : DefaultResult(function->m_nRetType);
+  if (!result) return CallTail(name);
+  if (!LeaveFunction()) return CallTail(name);
+  if (!_after_gen_callexfun(function->m_szName)) {
+    ReportError("_after_gen_callexfun() of '%s' failed.", name);
+    return CallTail(name);
+  }
+  theGlobal.m_bReturn = 0;
+  if (node->m_pParent != nullptr || function->m_szName == "main") PushValue(std::move(result));
+  return 1;
+}
+
+// ---- Built-ins -------------------------------------------------------------------------
+
+int _before_gen_callinlinefun(SyntaxNode* node) {
+  const BuiltinEntry* entry = GetBuiltinEntry(NameOf(node));
+  if (entry == nullptr) return FailWith("Error in _before_gen_callinlinefun()");
+  int k = 0;
+  SyntaxNode* item = node->m_pItems.get();
+  for (; item != nullptr && k < entry->nParamCount; item = item->m_pNext.get(), ++k) {
+    VariablePtr value = EvaluateOperand(item->m_pChild2.get());
+    if (!value) return FailWith("Error in _before_gen_callinlinefun()");
+    if (value->m_nType != entry->pParams[k].m_nType) {
+      ReportError("paramters %d of '%s' can not match '%s'.", k + 1, entry->szName,
+                  TypeWord(value->m_nType));
+      return FailWith("Error in _before_gen_callinlinefun()");
+    }
+    PushValue(std::move(value));
+  }
+  // The handler reads exactly nParamCount values: anything else is a mismatch.
+  if (item != nullptr || k != entry->nParamCount) {
+    ReportError("paramters type can not match '%s'.", entry->szName);
+    return FailWith("Error in _before_gen_callinlinefun()");
+  }
+  return 1;
+}
+
+int _after_gen_callinlinefun(SyntaxNode* node) {
+  const BuiltinEntry* entry = GetBuiltinEntry(NameOf(node));
+  if (entry == nullptr) return FailWith("Error in _after_gen_callinlinefun()");
+  if (theValueStack.size() < static_cast<std::size_t>(entry->nParamCount)) {
+    return FailWith("Error in _after_gen_callinlinefun()");
+  }
+  for (int i = 0; i < entry->nParamCount; ++i) PopValue();
+  return 1;
+}
+
+int InLineFunT(SyntaxNode* node) {
+  const char* name = NameOf(node);
+  if (!_before_gen_callinlinefun(node)) {
+    ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
+    return InLineTail(name);
+  }
+  const BuiltinEntry* entry = GetBuiltinEntry(name);
+  if (entry == nullptr || entry->pfnHandler == nullptr) return InLineTail(name);
+
+  // A string built-in whose arguments fail the check leaves no text behind,
+  // so its call gives the empty string rather than an earlier call's text.
+  if (entry->nRetType == ValueType::String) theGlobal.theStringResult.reset();
+  const std::int32_t r = entry->pfnHandler(node);
+  if (r == 0) ReportError("[%s()] Return Value = %d", entry->szName, 0);
+
+  if (!_after_gen_callinlinefun(node)) {
+    ReportError("_after_gen_callinlinefun() of '%s' failed.", name);
+    return InLineTail(name);
+  }
+  VariablePtr value;
+  if (entry->nRetType == ValueType::Num) {
+    value = MakeNum(r);
+  } else if (entry->nRetType == ValueType::String) {
+    const Variable* text = theGlobal.theStringResult.get();
+    value = MakeString(text != nullptr ? text->m_szValue : std::nullopt);
+  } else {
+    return InLineTail(name);
+  }
+  if (node->m_pParent != nullptr) PushValue(std::move(value));
+  return 1;
+}
+
+// ---- The run -------------------------------------------------------------------------------
+
+int PrepareMainCall(NodePtr& node) {
+  node = NewNode(NodeKind::CallT);
+  if (!node) return FailWith("Error in PrepareMainCall()");
+  node->m_szText = "main";
+  FunctionEntry* function = FindFunction("main");
+  if (function == nullptr) return FailWith("Error in PrepareMainCall()");
+  node->m_nType = function->m_nRetType;
+  for (const ParamEntry& param : function->m_Params) {
+    NodePtr item = NewNode(NodeKind::ItemT);
+    if (!item) return FailWith("Error in PrepareMainCall()");
+    AppendItem(node->m_pItems, std::move(item));
+    VariablePtr value;
+    if (param.m_nType == ValueType::Num) {
+      value = NewNumValue();
+    } else if (param.m_nType == ValueType::String) {
+      value = NewStringValue(0);
+    } else {
+      return FailWith("Error in PrepareMainCall()");
+    }
+    value->m_szName = param.m_szName;
+    PushValue(std::move(value));
+  }
+  return 1;
+}
+
+int RunMain(std::int32_t* result) {
+  theGlobal.m_nSteps = 0;
+  NodePtr call;
+  int ok = AllocGlobals() && FindFunction("main") != nullptr;
+  for (std::size_t i = 0; ok && i < theStatements.size(); ++i) {
+    ok = Generate(theStatements[i].get());
+  }
+  if (ok) ok = PrepareMainCall(call);
+  if (ok) {
+    theGlobal.m_bCallMain = 1;
+    ok = Generate(call.get());
+  }
+  if (ok) {
+    VariablePtr value = PopValue();
+    if (value && value->m_nType == ValueType::Num && result != nullptr) *result = value->m_nNum;
+  }
+  FreeNode(call);
+  theGlobal.theStringResult.reset();
+  return ok ? 1 : 0;
+}
+
+}  // namespace setup

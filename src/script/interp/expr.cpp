@@ -1,0 +1,604 @@
+// Expression evaluators: operators, assignments, names, array elements,
+// literals, constants and array initializers.
+#include <cstdint>
+#include <string>
+
+#include "diag/report.h"
+#include "entry/global.h"
+#include "script/front/lexer.h"
+#include "script/interp/eval.h"
+#include "script/store/symbols.h"
+
+namespace setup {
+
+namespace {
+
+const char* TextOf(const std::optional<std::string>& text) {
+  return text ? text->c_str() : "";
+}
+
+std::int32_t Wrap(std::int64_t value) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+}
+
+// Runs both operands of a binary node, left first, and takes their values:
+// the right one is on top.
+bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, VariablePtr& l, VariablePtr& r) {
+  const std::size_t before = theValueStack.size();
+  if (!Generate(left)) return false;
+  if (theValueStack.size() != before + 1) {
+    ReportError("the expression leaves no value.");
+    return false;
+  }
+  if (!Generate(right)) return false;
+  if (theValueStack.size() != before + 2) {
+    ReportError("the expression leaves no value.");
+    return false;
+  }
+  r = PopValue();
+  l = PopValue();
+  return l && r;
+}
+
+// Quotient and remainder that stay defined for the smallest num by -1.
+std::int32_t Quotient(std::int32_t l, std::int32_t r) {
+  return (l == INT32_MIN && r == -1) ? INT32_MIN : l / r;
+}
+std::int32_t Remainder(std::int32_t l, std::int32_t r) {
+  return (l == INT32_MIN && r == -1) ? 0 : l % r;
+}
+
+// The string comparisons: a missing text (the empty string) equals only
+// another missing text and is neither less nor greater than anything.
+std::int32_t CompareTexts(int op, const std::optional<std::string>& l,
+                          const std::optional<std::string>& r) {
+  if (!l || !r) {
+    const bool bothMissing = !l && !r;
+    switch (op) {
+      case TK_LT:
+      case TK_GT:
+        return 0;
+      case TK_NE:
+        return bothMissing ? 0 : 1;
+      default:  // <=, >=, ==
+        return bothMissing ? 1 : 0;
+    }
+  }
+  const int order = l->compare(*r);
+  switch (op) {
+    case TK_LT:
+      return order < 0;
+    case TK_GT:
+      return order > 0;
+    case TK_LE:
+      return order <= 0;
+    case TK_GE:
+      return order >= 0;
+    case TK_EQ:
+      return order == 0;
+    default:
+      return order != 0;
+  }
+}
+
+std::int32_t CompareNums(int op, std::int32_t l, std::int32_t r) {
+  switch (op) {
+    case TK_LT:
+      return l < r;
+    case TK_GT:
+      return l > r;
+    case TK_LE:
+      return l <= r;
+    case TK_GE:
+      return l >= r;
+    case TK_EQ:
+      return l == r;
+    default:
+      return l != r;
+  }
+}
+
+// Concatenation bounded by kMaxTextLength; false (reported) when too long.
+bool Concatenate(const std::optional<std::string>& l, const std::optional<std::string>& r,
+                 std::string& out) {
+  const std::size_t length = (l ? l->size() : 0) + (r ? r->size() : 0);
+  if (length > kMaxTextLength) {
+    ReportError("string longer than %d bytes.", static_cast<int>(kMaxTextLength));
+    return false;
+  }
+  out.clear();
+  out.reserve(length);
+  if (l) out += *l;
+  if (r) out += *r;
+  return true;
+}
+
+// The messages of a binary operator that folds.
+struct BinaryRule {
+  int op;
+  const char* stringMessage;    // strings not allowed; none where they are
+  const char* mismatchMessage;  // operand types differ
+};
+
+constexpr BinaryRule kBinaryRules[] = {
+    {TK_PLUS, nullptr, "'+' operand can not match."},
+    {TK_MINUS, "'-' operand only can be used in 'num' type.", "'-' operand can not match."},
+    {TK_STAR, "'*' operand only can be used in 'num' type.", "'*' operand can not match."},
+    {TK_SLASH, "'/' operand only can be used in 'num' type.", "'/' operand can not match."},
+    {TK_PERCENT, "'/' operand only can be used in 'num' type.", "'/' operand can not match."},
+    {TK_ANDAND, "'&&' operand in illegal usage.", "'&&' operand can not match."},
+    {TK_OROR, "'||' operand in illegal usage.", "'||' operand can not match."},
+    {TK_AND, "'&' operand in illegal usage.", "'&' operand can not match."},
+    {TK_OR, "'|' operand in illegal usage.", "'|' operand can not match."},
+    {TK_LT, nullptr, "'<' operand can not match."},
+    {TK_GT, nullptr, "'>' operand can not match."},
+    {TK_LE, nullptr, "'<=' operand can not match."},
+    {TK_GE, nullptr, "'>=' operand can not match."},
+    {TK_EQ, nullptr, "'==' operand can not match."},
+    {TK_NE, nullptr, "'!=' operand can not match."},
+};
+
+const BinaryRule* FindBinaryRule(int op) {
+  for (const BinaryRule& rule : kBinaryRules) {
+    if (rule.op == op) return &rule;
+  }
+  return nullptr;
+}
+
+bool IsComparison(int op) {
+  return op >= TK_LT && op <= TK_EQ;
+}
+
+// Applies a folding operator to L and R, leaving the result in L.
+bool ApplyBinary(const BinaryRule& rule, VariablePtr& l, const Variable& r) {
+  if (l->m_nType != r.m_nType) {
+    ReportError(rule.mismatchMessage);
+    return false;
+  }
+  if (l->m_nType == ValueType::String) {
+    if (rule.stringMessage != nullptr) {
+      ReportError(rule.stringMessage);
+      return false;
+    }
+    if (rule.op == TK_PLUS) {
+      std::string text;
+      if (!Concatenate(l->m_szValue, r.m_szValue, text)) return false;
+      l->m_nSize = static_cast<std::int32_t>(text.size() + 1);
+      l->m_szValue = std::move(text);
+      return true;
+    }
+    l = MakeNum(CompareTexts(rule.op, l->m_szValue, r.m_szValue));
+    return true;
+  }
+  if (l->m_nType != ValueType::Num) return false;
+
+  const std::int32_t a = l->m_nNum;
+  const std::int32_t b = r.m_nNum;
+  std::int32_t result = 0;
+  switch (rule.op) {
+    case TK_PLUS:
+      result = Wrap(std::int64_t{a} + b);
+      break;
+    case TK_MINUS:
+      result = Wrap(std::int64_t{a} - b);
+      break;
+    case TK_STAR:
+      result = Wrap(std::int64_t{a} * b);
+      break;
+    case TK_SLASH:
+    case TK_PERCENT:
+      if (b == 0) {
+        ReportError("potential divide by 0.");
+        return false;
+      }
+      result = rule.op == TK_SLASH ? Quotient(a, b) : Remainder(a, b);
+      break;
+    case TK_ANDAND:
+      result = (a == 1 && b == 1) ? 1 : 0;
+      break;
+    case TK_OROR:
+      result = (a == 1 || b == 1) ? 1 : 0;
+      break;
+    case TK_AND:
+      result = a & b;
+      break;
+    case TK_OR:
+      result = a | b;
+      break;
+    default:
+      result = CompareNums(rule.op, a, b);
+      break;
+  }
+  l->m_nNum = result;
+  return true;
+}
+
+// The compound assignments: update the variable, leave its new value in L.
+bool ApplyCompound(SyntaxNode* node, Variable& l, const Variable& r) {
+  const int op = node->m_nOp;
+  const bool same = l.m_nType == r.m_nType;
+  const bool strings = same && l.m_nType == ValueType::String;
+  switch (op) {
+    case TK_PLUS_ASSIGN:
+      if (!same) {
+        ReportError("'+=' operand cannot match.");
+        return false;
+      }
+      break;
+    case TK_MINUS_ASSIGN:
+      if (!same || strings) {
+        ReportError("'-=' operand cannot match.");
+        return false;
+      }
+      break;
+    case TK_STAR_ASSIGN:
+      if (!same || strings) {
+        ReportError("'*=' operand cannot match.");
+        return false;
+      }
+      break;
+    case TK_SLASH_ASSIGN:
+    case TK_PERCENT_ASSIGN:
+      if (strings) {
+        ReportError("'/=' operand cannot match.");
+        return false;
+      }
+      if (!same) {
+        ReportError(op == TK_SLASH_ASSIGN ? "'/=' operand cannot match."
+                                          : "'%=' operand cannot match.");
+        return false;
+      }
+      if (r.m_nNum == 0) {
+        ReportError("potential divide by 0.");
+        return false;
+      }
+      break;
+    default:
+      return false;
+  }
+  if (l.m_nType != ValueType::Num && l.m_nType != ValueType::String) return false;
+
+  SyntaxNode* target = node->m_pChild2.get();
+  StorageSlot slot;
+  if (!LocateStorage(target->m_szText, target->m_pItems.get(), r.m_nType, slot)) return false;
+
+  if (r.m_nType == ValueType::String) {
+    std::string text;
+    if (!Concatenate(*slot.m_pText, r.m_szValue, text)) return false;
+    const auto size = static_cast<std::int32_t>(text.size() + 1);
+    *slot.m_pText = text;
+    slot.m_pVariable->m_nSize = size;
+    l.m_szValue = std::move(text);
+    l.m_nSize = size;
+    return true;
+  }
+
+  std::int32_t& cell = *slot.m_pNum;
+  switch (op) {
+    case TK_PLUS_ASSIGN:
+      cell = Wrap(std::int64_t{cell} + r.m_nNum);
+      break;
+    case TK_MINUS_ASSIGN:
+      cell = Wrap(std::int64_t{cell} - r.m_nNum);
+      break;
+    case TK_STAR_ASSIGN:
+      cell = Wrap(std::int64_t{cell} * r.m_nNum);
+      break;
+    case TK_SLASH_ASSIGN:
+      cell = Quotient(cell, r.m_nNum);
+      break;
+    default:
+      cell = Remainder(cell, r.m_nNum);
+      break;
+  }
+  l.m_nNum = cell;
+  return true;
+}
+
+// Rewrites an operator node whose operands are both literals into the
+// literal of its result, so that later executions skip the work.
+void Fold(SyntaxNode* node, const Variable& result) {
+  SyntaxNode* left = node->m_pChild2.get();
+  SyntaxNode* right = node->m_pChild0.get();
+  const bool nums = left->m_nKind == NodeKind::NumT && right->m_nKind == NodeKind::NumT;
+  const bool strings = left->m_nKind == NodeKind::StringT && right->m_nKind == NodeKind::StringT;
+  if (!nums && !(strings && (IsComparison(node->m_nOp) || node->m_nOp == TK_PLUS))) return;
+
+  node->m_pChild0.reset();
+  node->m_pChild2.reset();
+  node->m_nOp = 0;
+  if (result.m_nType == ValueType::String) {
+    node->m_nKind = NodeKind::StringT;
+    if (result.m_szValue && !result.m_szValue->empty()) {
+      node->m_szText = *result.m_szValue;
+    } else {
+      node->m_szText.reset();
+    }
+  } else {
+    node->m_nKind = NodeKind::NumT;
+    node->m_szText = std::to_string(result.m_nNum);
+  }
+}
+
+// Leaves `value` for the consumer when there is one.
+int Deliver(SyntaxNode* node, VariablePtr value) {
+  if (node->m_pParent != nullptr) PushValue(std::move(value));
+  return 1;
+}
+
+}  // namespace
+
+// ---- Storage ---------------------------------------------------------------------------
+
+int LocateStorage(const std::optional<std::string>& name, SyntaxNode* items, ValueType type,
+                  StorageSlot& slot) {
+  slot = StorageSlot{};
+  if (!name) return FailWith("Error in LocateStorage()");
+  Variable* var = FindValue(*name);
+  if (var == nullptr) return FailWith("Error in LocateStorage()");
+
+  if (!var->m_pArray) {
+    slot.m_pVariable = var;
+    if (type == ValueType::Num) {
+      slot.m_pNum = &var->m_nNum;
+    } else {
+      slot.m_pText = &var->m_szValue;
+    }
+    return 1;
+  }
+
+  ArrayStore& store = *var->m_pArray;
+  if (items == nullptr) {
+    ReportError("Cannot calc dimension of array.");
+    return FailWith("Error in LocateStorage()");
+  }
+  std::int64_t position = 0;
+  std::int64_t stride = 1;
+  SyntaxNode* item = items;
+  for (std::size_t d = 0; d < store.m_Dims.size(); ++d, item = item->m_pNext.get()) {
+    if (item == nullptr) return FailWith("calc dimension error.");
+    VariablePtr index = EvaluateOperand(item->m_pChild2.get());
+    if (!index) return FailWith("calc dimension error.");
+    const int dim = static_cast<int>(d);
+    if (index->m_nType != ValueType::Num) {
+      ReportError("dimension %d of '%s' must be '%s'.\n", dim, name->c_str(), "NUM");
+      return FailWith("Error in LocateStorage()");
+    }
+    if (index->m_nNum < 0) {
+      ReportError("dimension %d of '%s' can not less than zero.\n", dim, name->c_str());
+      return FailWith("Error in LocateStorage()");
+    }
+    if (index->m_nNum >= store.m_Dims[d]) {
+      ReportError("dimension %d of '%s' can not more than %d.\n", dim, name->c_str(),
+                  store.m_Dims[d]);
+      return FailWith("Error in LocateStorage()");
+    }
+    position += index->m_nNum * stride;
+    stride *= store.m_Dims[d];
+  }
+
+  slot.m_pVariable = var;
+  const auto pos = static_cast<std::size_t>(position);
+  if (type == ValueType::Num && pos < store.m_Nums.size()) {
+    slot.m_pNum = &store.m_Nums[pos];
+    return 1;
+  }
+  if (type == ValueType::String && pos < store.m_Strings.size()) {
+    slot.m_pText = &store.m_Strings[pos];
+    return 1;
+  }
+  return FailWith("Error in LocateStorage()");  // no element storage of that type
+}
+
+// ---- Operators -----------------------------------------------------------------------
+
+int OpT(SyntaxNode* node) {
+  SyntaxNode* left = node->m_pChild2.get();
+  SyntaxNode* right = node->m_pChild0.get();
+  if (left == nullptr || right == nullptr) {
+    ReportError("Cannot get operand l_value or r_value");
+    return FailWith("Error in OpT()");
+  }
+  VariablePtr l;
+  VariablePtr r;
+  if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in OpT()");
+
+  if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
+    if (!ApplyBinary(*rule, l, *r)) return FailWith("Error in OpT()");
+    Fold(node, *l);
+  } else if (!ApplyCompound(node, *l, *r)) {
+    return FailWith("Error in OpT()");
+  }
+  return Deliver(node, std::move(l));
+}
+
+// `=`: the consumer of an assignment, whatever it is, receives the assigned
+// value, so chained assignments, arguments and conditions see that value.
+int AssignT(SyntaxNode* node) {
+  SyntaxNode* left = node->m_pChild2.get();
+  SyntaxNode* right = node->m_pChild0.get();
+  if (left == nullptr || right == nullptr) return FailWith("Error in AssignT()");
+  VariablePtr l;
+  VariablePtr r;
+  if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in AssignT()");
+  if (r->m_nType != l->m_nType) {
+    ReportError("'=' operand cannot match.");
+    return FailWith("Error in AssignT()");
+  }
+  StorageSlot slot;
+  if (!LocateStorage(left->m_szText, left->m_pItems.get(), r->m_nType, slot)) {
+    return FailWith("Error in AssignT()");
+  }
+  if (r->m_nType == ValueType::Num) {
+    *slot.m_pNum = r->m_nNum;
+  } else {
+    Variable* var = slot.m_pVariable;
+    slot.m_pText->reset();
+    var->m_nSize = 0;
+    if (r->m_szValue) {
+      *slot.m_pText = *r->m_szValue;
+      var->m_nSize = r->m_nSize;
+    }
+  }
+  return Deliver(node, std::move(r));
+}
+
+// A declaration's initializer; never leaves a value.
+int AssignInitializingT(SyntaxNode* node) {
+  SyntaxNode* target = node->m_pChild2.get();
+  SyntaxNode* init = node->m_pChild0.get();
+  if (target == nullptr || init == nullptr) return FailWith("Error in  AssignInitializingT()");
+  VariablePtr t;
+  VariablePtr s;
+  if (!EvaluateOperands(target, init, t, s)) return FailWith("Error in  AssignInitializingT()");
+  if (s->m_nType != t->m_nType) {
+    ReportError("'=' operand can not match.");
+    return FailWith("Error in  AssignInitializingT()");
+  }
+  Variable* var = t->m_szName ? FindValue(*t->m_szName) : nullptr;
+  if (var == nullptr) return FailWith("Error in  AssignInitializingT()");
+
+  if (var->m_nType == ValueType::Num && !var->m_pArray) {
+    var->m_nNum = s->m_nNum;
+    return 1;
+  }
+  if (var->m_nType == ValueType::String && !var->m_pArray) {
+    var->m_szValue.reset();
+    var->m_nSize = 0;
+    if (s->m_nSize != 0 && s->m_szValue) {
+      var->m_szValue = *s->m_szValue;
+      var->m_nSize = static_cast<std::int32_t>(s->m_szValue->size() + 1);
+    }
+    return 1;
+  }
+  if (var->m_nType != ValueType::Num && var->m_nType != ValueType::String) {
+    return FailWith("Error in  AssignInitializingT()");
+  }
+
+  // An array takes the initializer's elements position by position.
+  if (!s->m_pArray) {
+    ReportError(var->m_nType == ValueType::Num
+                    ? "'initializing' : cannot convert from 'num' to 'num array'."
+                    : "'initializing' : cannot convert from 'string' to 'string array'.");
+    return FailWith("Error in  AssignInitializingT()");
+  }
+  const ArrayStore& from = *s->m_pArray;
+  ArrayStore& to = *var->m_pArray;
+  if (from.ElementCount() == 0) return FailWith("Error in  AssignInitializingT()");
+  if (var->m_nType == ValueType::Num) {
+    const std::size_t count = std::min(from.m_Nums.size(), to.m_Nums.size());
+    for (std::size_t i = 0; i < count; ++i) to.m_Nums[i] = from.m_Nums[i];
+  } else {
+    const std::size_t count = std::min(from.m_Strings.size(), to.m_Strings.size());
+    for (std::size_t i = 0; i < count; ++i) {
+      if (from.m_Strings[i]) {
+        to.m_Strings[i] = from.m_Strings[i];
+        var->m_nSize = static_cast<std::int32_t>(from.m_Strings[i]->size() + 1);
+      }
+    }
+  }
+  return 1;
+}
+
+// ---- Names and elements ----------------------------------------------------------------
+
+int IdT(SyntaxNode* node) {
+  Variable* var = node->m_szText ? FindValue(*node->m_szText) : nullptr;
+  if (var == nullptr) {
+    ReportError("'%s' undefined.", TextOf(node->m_szText));
+    return FailWith("Error in IdT()");
+  }
+  VariablePtr value;
+  if (var->m_nType == ValueType::String) {
+    value = NewStringValue(0);
+    if (var->m_nSize > 0 && var->m_szValue) {
+      value->m_szValue = var->m_szValue;
+      value->m_nSize = var->m_nSize;
+    }
+  } else if (var->m_nType == ValueType::Num) {
+    value = MakeNum(var->m_nNum);
+  } else {
+    return FailWith("Error in IdT()");
+  }
+  value->m_szName = node->m_szText;
+  if (node->m_pParent == nullptr) {
+    ReportError("id:%s must be sub course", TextOf(node->m_szText));
+    return FailWith("Error in IdT()");
+  }
+  PushValue(std::move(value));
+  return 1;
+}
+
+int Id_ArrayT(SyntaxNode* node) {
+  if (node->m_nType != ValueType::Num && node->m_nType != ValueType::String) {
+    return FailWith("Error in Id_ArrayT()");
+  }
+  StorageSlot slot;
+  if (!LocateStorage(node->m_szText, node->m_pItems.get(), node->m_nType, slot)) {
+    return FailWith("Error in Id_ArrayT()");
+  }
+  VariablePtr value =
+      node->m_nType == ValueType::Num ? MakeNum(*slot.m_pNum) : MakeString(*slot.m_pText);
+  value->m_szName = node->m_szText;
+  if (node->m_pParent == nullptr) {
+    ReportError("id array:%s must be sub course", TextOf(node->m_szText));
+    return FailWith("Error in Id_ArrayT()");
+  }
+  PushValue(std::move(value));
+  return 1;
+}
+
+// ---- Literals and constants ------------------------------------------------------------
+
+int NumT(SyntaxNode* node) {
+  const std::int32_t number = TextToNum(TextOf(node->m_szText));
+  if (node->m_pParent == nullptr) {
+    ReportError("num:%d must be sub course", number);
+    return FailWith("Error in NumT()");
+  }
+  PushValue(MakeNum(number));
+  return 1;
+}
+
+// A string literal always leaves its value, even as a statement of its own.
+int StringT(SyntaxNode* node) {
+  std::optional<std::string> text;
+  if (node->m_szText && !node->m_szText->empty()) text = node->m_szText;
+  if (node->m_pParent == nullptr) ReportError("string:%s must be sub course", TextOf(text));
+  PushValue(MakeString(text));
+  return 1;
+}
+
+int ConstT(SyntaxNode* node) {
+  VariablePtr value;
+  if (node->m_nConstType == ValueType::String) {
+    value = MakeString(node->m_szText);
+  } else if (node->m_nConstType == ValueType::Num) {
+    value = MakeNum(node->m_nValue);
+  } else {
+    return FailWith("Error in ConstT()");
+  }
+  if (node->m_pParent == nullptr) {
+    ReportError("const must be sub course");
+    return FailWith("Error in ConstT()");
+  }
+  PushValue(std::move(value));
+  return 1;
+}
+
+// The element values stay with the node; the value only borrows them for its
+// consumer, the initializer, and lets go of them when it is released.
+int ArrayContentT(SyntaxNode* node) {
+  VariablePtr value = node->m_nElemType == ValueType::Num ? NewNumValue() : NewStringValue(0);
+  if (node->m_nElemType != ValueType::Num && node->m_nElemType != ValueType::String) {
+    value->m_nType = node->m_nElemType;
+  }
+  if (node->m_pArray) {
+    value->m_pArray.reset(node->m_pArray.get());
+    value->m_bBorrowedArray = true;
+  }
+  PushValue(std::move(value));
+  return 1;
+}
+
+}  // namespace setup

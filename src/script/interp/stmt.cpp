@@ -1,0 +1,144 @@
+// Statement evaluators: if, while, switch, break, continue and return.
+#include "diag/report.h"
+#include "entry/global.h"
+#include "script/interp/eval.h"
+#include "script/store/symbols.h"
+
+namespace setup {
+
+namespace {
+
+// Evaluates a condition into `truth`. A string value (the one a string `+=`
+// gives) has no truth value and fails the statement.
+bool EvaluateCondition(SyntaxNode* condition, const char* statement, bool& truth) {
+  VariablePtr value = EvaluateOperand(condition);
+  if (!value) return false;
+  if (value->m_nType != ValueType::Num) {
+    ReportError("condition of '%s' must be '%s'.", statement, "NUM");
+    return false;
+  }
+  truth = value->m_nNum != 0;
+  return true;
+}
+
+// Section labels compare like the selector: numbers by value, texts byte for
+// byte with two missing texts equal.
+bool LabelMatches(const Variable& selector, const SyntaxNode& section, bool& matches) {
+  if (selector.m_nType == ValueType::Num) {
+    matches = selector.m_nNum == section.m_nValue;
+    return true;
+  }
+  if (selector.m_nType == ValueType::String) {
+    const auto& a = selector.m_szValue;
+    const auto& b = section.m_szText;
+    matches = (!a && !b) || (a && b && *a == *b);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+int IfT(SyntaxNode* node) {
+  bool truth = false;
+  if (!EvaluateCondition(node->m_pChild2.get(), "if", truth)) return FailWith("Error in IfT()");
+  SyntaxNode* branch = truth ? node->m_pChild1.get() : node->m_pChild0.get();
+  if (!Generate(branch)) return FailWith("Error in IfT()");
+  return 1;
+}
+
+// No iteration limit: a loop ends by its condition, break or return.
+int WhileT(SyntaxNode* node) {
+  for (;;) {
+    bool truth = false;
+    if (!EvaluateCondition(node->m_pChild2.get(), "while", truth)) {
+      return FailWith("Error in WhileT()");
+    }
+    if (!truth) return 1;
+    if (!Generate(node->m_pChild1.get())) return FailWith("Error in WhileT()");
+    if (theGlobal.m_bBreak) {
+      theGlobal.m_bBreak = 0;
+      return 1;
+    }
+    if (theGlobal.m_bContinue) {
+      theGlobal.m_bContinue = 0;
+    } else if (theGlobal.m_bReturn) {
+      return 1;
+    }
+  }
+}
+
+// Sections fall through until a break or return; the default runs when no
+// case matched, or when a running section falls into it.
+int SwitchT(SyntaxNode* node) {
+  SyntaxNode* sections = node->m_pItems.get();
+  if (sections == nullptr) return 1;
+  VariablePtr selector = EvaluateOperand(node->m_pChild2.get());
+  if (!selector) return FailWith("Error in SwitchT()");
+
+  bool running = false;
+  SyntaxNode* fallback = nullptr;
+  for (SyntaxNode* section = sections; section != nullptr; section = section->m_pNext.get()) {
+    if (section->m_nKind == NodeKind::DefaultT) {
+      fallback = section;
+      if (running) {
+        running = false;
+        break;
+      }
+      continue;
+    }
+    if (section->m_nKind != NodeKind::CaseT) continue;
+    if (!running) {
+      bool matches = false;
+      if (!LabelMatches(*selector, *section, matches)) return FailWith("Error in SwitchT()");
+      if (!matches) continue;
+      running = true;
+    }
+    if (!Generate(section->m_pChild2.get())) return FailWith("Error in SwitchT()");
+    if (theGlobal.m_bBreak || theGlobal.m_bReturn) {
+      theGlobal.m_bBreak = 0;
+      return 1;
+    }
+  }
+  if (!running && fallback != nullptr) {
+    if (!Generate(fallback->m_pChild2.get())) return FailWith("Error in SwitchT()");
+  }
+  theGlobal.m_bBreak = 0;
+  return 1;
+}
+
+// break and continue leave a num 1 behind; it stays in the frame until the
+// call ends.
+int BreakT(SyntaxNode*) {
+  PushValue(MakeNum(1));
+  return 1;
+}
+
+int ContinueT(SyntaxNode*) {
+  PushValue(MakeNum(1));
+  return 1;
+}
+
+// Leaves the result on the value stack for CallT, checked against the
+// running function's declared type.
+int ReturnT(SyntaxNode* node) {
+  CallFrame* frame = TopFrame();
+  FunctionEntry* function = frame != nullptr ? FindFunction(frame->m_szFunName) : nullptr;
+  if (function == nullptr) return FailWith("Error in ReturnT()");
+  if (node->m_pChild2 == nullptr) {
+    // Every return carries a result, so that CallT always finds one.
+    PushValue(function->m_nRetType == ValueType::Num ? MakeNum(0) : NewStringValue(0));
+    return 1;
+  }
+  VariablePtr value = EvaluateOperand(node->m_pChild2.get());
+  if (!value) return FailWith("Error in ReturnT()");
+  if (value->m_nType != function->m_nRetType) {
+    ReportError("The current return type can not match the '%s'.", function->m_szName.c_str());
+    ReportError("   see the declare of '%s'.", function->m_szName.c_str());
+    return FailWith("Error in ReturnT()");
+  }
+  PushValue(std::move(value));
+  return 1;
+}
+
+}  // namespace setup

@@ -1,0 +1,313 @@
+// Symbol tables and scopes: lookups by the compile-time and run-time rules,
+// the value stack, call frames, the include stack and the release after a run.
+#include "script/store/symbols.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "diag/report.h"
+#include "entry/global.h"
+
+namespace setup {
+
+NamedList<Variable> theVariables;
+NamedList<FunctionEntry> theFunctions;
+NamedList<MacroEntry> theMacros;
+std::vector<NodePtr> theStatements;
+std::vector<std::unique_ptr<CallFrame>> theCallFrames;
+std::vector<VariablePtr> theValueStack;
+std::int64_t theFrameBase = -1;
+std::vector<std::unique_ptr<IncludeFrame>> theIncludes;
+
+namespace {
+
+bool HasName(const Variable& var, const std::string& name) {
+  return var.m_szName && *var.m_szName == name;
+}
+
+// The function whose body is being compiled, or none.
+FunctionEntry* CurrentFunction() {
+  return theGlobal.m_szExFunName ? FindFunction(*theGlobal.m_szExFunName) : nullptr;
+}
+
+const char* CurrentFunctionName() {
+  return theGlobal.m_szExFunName ? theGlobal.m_szExFunName->c_str() : "";
+}
+
+}  // namespace
+
+Variable* FunctionEntry::FindLocal(const std::string& name) const {
+  for (const auto& local : m_Locals) {
+    if (HasName(*local, name)) return local.get();
+  }
+  return nullptr;
+}
+
+// ---- Compile-time lookups ------------------------------------------------------
+
+FunctionEntry* FindFunction(const std::string& name) {
+  if (name.empty()) return nullptr;
+  return theFunctions.Find(name);
+}
+
+int FunctionExists(const std::string& name) {
+  return FindFunction(name) != nullptr ? 1 : 0;
+}
+
+int IsFunctionDefined(const std::string& name) {
+  const FunctionEntry* entry = FindFunction(name);
+  if (entry == nullptr) return -1;
+  return entry->m_bDefined ? 1 : 0;
+}
+
+int SameSignature(const FunctionEntry& a, const FunctionEntry& b) {
+  if (a.m_szName.empty() || b.m_szName.empty() || a.m_szName != b.m_szName) return 0;
+  if (a.m_Params.size() != b.m_Params.size()) return 0;
+  for (std::size_t i = 0; i < a.m_Params.size(); ++i) {
+    const ParamEntry& pa = a.m_Params[i];
+    const ParamEntry& pb = b.m_Params[i];
+    if (pa.m_nType != pb.m_nType) return 0;
+    if (pa.m_szName.empty() || pb.m_szName.empty() || pa.m_szName != pb.m_szName) return 0;
+  }
+  return 1;
+}
+
+int IsParaExist(const std::vector<ParamEntry>& list, const std::string& name) {
+  if (name.empty()) return 0;
+  for (const ParamEntry& param : list) {
+    if (param.m_szName == name) return 1;
+  }
+  return 0;
+}
+
+MacroEntry* FindMacro(const std::string& name) {
+  return theMacros.Find(name);
+}
+
+int MacroExists(const std::string& name) {
+  return FindMacro(name) != nullptr ? 1 : 0;
+}
+
+int VariableExists(const std::string& name, int localOnly) {
+  if (theGlobal.m_bInFunction == 1) {
+    FunctionEntry* function = CurrentFunction();
+    if (function == nullptr) {
+      ReportError("'%s' not declare.", CurrentFunctionName());
+      return 0;
+    }
+    if (function->FindLocal(name) != nullptr) return 1;
+    if (localOnly == 1) return 0;
+  }
+  return theVariables.Find(name) != nullptr ? 1 : 0;
+}
+
+int VariableExistsTyped(const std::string& name, ValueType type, int localOnly) {
+  if (theGlobal.m_bInFunction == 1) {
+    FunctionEntry* function = CurrentFunction();
+    if (function == nullptr) {
+      ReportError("'%s' not declare.", CurrentFunctionName());
+      return 0;
+    }
+    for (const auto& local : function->m_Locals) {
+      if (HasName(*local, name) && local->m_nType == type) return 1;
+    }
+    if (localOnly == 1) return 0;
+  }
+  for (const auto& global : theVariables.Entries()) {
+    if (HasName(*global, name) && global->m_nType == type) return 1;
+  }
+  return 0;
+}
+
+Variable* FindVariable(const std::string& name, const std::string* functionName) {
+  if (functionName != nullptr) {
+    FunctionEntry* function = FindFunction(*functionName);
+    if (function == nullptr) return nullptr;
+    if (Variable* local = function->FindLocal(name)) return local;
+  }
+  return theVariables.Find(name);
+}
+
+void AddVariable(VariablePtr variable) {
+  if (!variable) return;
+  if (theGlobal.m_bInFunction == 1) {
+    FunctionEntry* function = CurrentFunction();
+    if (function == nullptr) {
+      ReportError("Add temp val to '%s' failed.", CurrentFunctionName());
+      return;
+    }
+    function->m_Locals.push_back(std::move(variable));
+    return;
+  }
+  const std::string name = variable->m_szName.value_or(std::string());
+  theVariables.Append(std::move(variable), name);
+}
+
+void AddStatement(NodePtr node) {
+  if (node) theStatements.push_back(std::move(node));
+}
+
+// ---- Run-time lookup and stacks --------------------------------------------------
+
+Variable* FindValue(const std::string& name) {
+  const CallFrame* frame = TopFrame();
+  const auto size = static_cast<std::int64_t>(theValueStack.size());
+  if (frame != nullptr && frame->m_pFunction != nullptr && theFrameBase >= 0 &&
+      theFrameBase < size) {
+    // The frame: parameters below the marker, the marker, then the locals.
+    const FunctionEntry& function = *frame->m_pFunction;
+    const auto params = static_cast<std::int64_t>(function.m_Params.size());
+    const auto locals = static_cast<std::int64_t>(function.m_Locals.size());
+    const std::int64_t first = std::max<std::int64_t>(theFrameBase - params, 0);
+    const std::int64_t end = std::min<std::int64_t>(first + locals + 1, size);
+    for (std::int64_t i = first; i < end; ++i) {
+      Variable* value = theValueStack[static_cast<std::size_t>(i)].get();
+      if (HasName(*value, name)) return value;
+    }
+  }
+  return theVariables.Find(name);
+}
+
+void PushValue(VariablePtr value) {
+  if (value) theValueStack.push_back(std::move(value));
+}
+
+VariablePtr PopValue() {
+  if (theValueStack.empty()) {
+    if (theFrameBase != -1) {
+      // A frame base without a stack: the state is broken. Positions show as
+      // index + 1, 0 standing for none.
+      char text[96];
+      std::snprintf(text, sizeof text, "a fatal error occur: esp:0x%X ebp:0x%x", 0u,
+                    static_cast<unsigned>(theFrameBase + 1));
+      ShowMessageBox(text, "Warning", plat::MB_ICONINFORMATION);
+    }
+    theFrameBase = -1;
+    return nullptr;
+  }
+  VariablePtr value = std::move(theValueStack.back());
+  theValueStack.pop_back();
+  if (theValueStack.empty()) theFrameBase = -1;
+  return value;
+}
+
+void PushFrame(std::unique_ptr<CallFrame> frame) {
+  if (!frame) return;
+  theCallFrames.push_back(std::move(frame));
+  theGlobal.m_bInFunction = 1;
+}
+
+std::unique_ptr<CallFrame> PopFrame() {
+  if (theCallFrames.empty()) return nullptr;
+  std::unique_ptr<CallFrame> frame = std::move(theCallFrames.back());
+  theCallFrames.pop_back();
+  if (theCallFrames.empty()) theGlobal.m_bInFunction = 0;
+  return frame;
+}
+
+CallFrame* TopFrame() {
+  return theCallFrames.empty() ? nullptr : theCallFrames.back().get();
+}
+
+// ---- Include stack -------------------------------------------------------------------
+
+namespace {
+
+// Bytes of the line buffer worth saving: its text and anything the reader
+// still counts as part of the line.
+std::size_t SavedLineLength() {
+  const std::size_t text = strnlen(theGlobal.m_szLine, kLineSize - 1);
+  const std::size_t counted =
+      theGlobal.m_nLineLen > 0 ? static_cast<std::size_t>(theGlobal.m_nLineLen) : 0;
+  return std::min<std::size_t>(std::max(text, counted), kLineSize - 1);
+}
+
+}  // namespace
+
+int PushInclude() {
+  auto frame = std::make_unique<IncludeFrame>();
+  frame->m_pSource = std::move(theGlobal.m_pSourceFile);
+  frame->m_nLineNo = theGlobal.m_nLineNo;
+  frame->m_szLine.assign(theGlobal.m_szLine, SavedLineLength());
+  frame->m_nLineLen = theGlobal.m_nLineLen;
+  frame->m_nLinePos = theGlobal.m_nLinePos;
+  frame->m_nToken = theGlobal.m_nToken;
+  frame->m_szToken.assign(theGlobal.m_szToken, strnlen(theGlobal.m_szToken, kLineSize - 1));
+  frame->m_szFileName.assign(theGlobal.m_szFileName,
+                             strnlen(theGlobal.m_szFileName, sizeof theGlobal.m_szFileName - 1));
+  theIncludes.push_back(std::move(frame));
+  return 1;
+}
+
+int OpenInclude(const std::string& fileName) {
+  PushInclude();
+  // A name must fit the file-name buffer that reports and frames use.
+  if (fileName.size() < sizeof theGlobal.m_szFileName - 1) {
+    theGlobal.m_pSourceFile = plat::TextFile::Open(fileName.c_str(), "r");
+  }
+  if (!theGlobal.m_pSourceFile) {
+    ReportError("file %s not found.\n", fileName.c_str());
+    theGlobal.ErrorFlag = 1;
+    return 0;
+  }
+  std::memset(theGlobal.m_szFileName, 0, sizeof theGlobal.m_szFileName);
+  std::memcpy(theGlobal.m_szFileName, fileName.data(), fileName.size());
+  theGlobal.m_nLineNo = 0;
+  theGlobal.m_nLinePos = 0;
+  theGlobal.m_nLineLen = 0;
+  std::memset(theGlobal.m_szLine, 0, sizeof theGlobal.m_szLine);
+  return 1;
+}
+
+std::unique_ptr<IncludeFrame> PopInclude() {
+  if (theIncludes.empty()) return nullptr;
+  std::unique_ptr<IncludeFrame> frame = std::move(theIncludes.back());
+  theIncludes.pop_back();
+  return frame;
+}
+
+int RestoreInclude(IncludeFrame* frame) {
+  if (frame == nullptr) return 0;
+  theGlobal.m_pSourceFile = std::move(frame->m_pSource);
+  std::memset(theGlobal.m_szFileName, 0, sizeof theGlobal.m_szFileName);
+  std::memcpy(theGlobal.m_szFileName, frame->m_szFileName.data(),
+              std::min(frame->m_szFileName.size(), sizeof theGlobal.m_szFileName - 1));
+  theGlobal.m_nLineNo = frame->m_nLineNo;
+  std::memset(theGlobal.m_szLine, 0, sizeof theGlobal.m_szLine);
+  std::memcpy(theGlobal.m_szLine, frame->m_szLine.data(),
+              std::min<std::size_t>(frame->m_szLine.size(), kLineSize - 1));
+  theGlobal.m_nLineLen = frame->m_nLineLen;
+  theGlobal.m_nLinePos = frame->m_nLinePos;
+  theGlobal.m_nToken = frame->m_nToken;
+  std::memset(theGlobal.m_szToken, 0, sizeof theGlobal.m_szToken);
+  std::memcpy(theGlobal.m_szToken, frame->m_szToken.data(),
+              std::min<std::size_t>(frame->m_szToken.size(), kLineSize - 1));
+  return 1;
+}
+
+// ---- Release ---------------------------------------------------------------------------
+
+void FreeAll() {
+  while (!theValueStack.empty()) PopValue();
+  while (!theCallFrames.empty()) PopFrame();
+  // Function bodies go with their entries.
+  theFunctions.Clear();
+  theMacros.Clear();
+  theVariables.Clear();
+  theStatements.clear();
+  // Innermost include first; the outermost frame holds the name of the file
+  // that compilation started in.
+  while (!theIncludes.empty()) {
+    std::unique_ptr<IncludeFrame> frame = PopInclude();
+    if (theIncludes.empty()) {
+      std::memset(theGlobal.m_szFileName, 0, sizeof theGlobal.m_szFileName);
+      std::memcpy(theGlobal.m_szFileName, frame->m_szFileName.data(),
+                  std::min(frame->m_szFileName.size(), sizeof theGlobal.m_szFileName - 1));
+    }
+  }
+  theGlobal.theStringResult.reset();
+  theFrameBase = -1;
+}
+
+}  // namespace setup
