@@ -1,0 +1,756 @@
+// The simulated machine: state directory, persistence, handle table, paths,
+// events, fault injection and the control interface of machine.h.
+#include "platform/sim/machine.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <system_error>
+
+#include "platform/sim/simcore.h"
+
+namespace sim::detail {
+
+// ---- Machine state ---------------------------------------------------------------
+
+struct Machine {
+  fs::path stateDir;                                          // host directory of the state
+  bool temporary = false;                                     // deleted at Shutdown
+  Profile profile;                                            // identity, persisted
+  int restartRequests = 0;                                    // ExitWindowsEx restarts recorded
+  bool restartPending = false;                                // applied at the next Boot
+  std::map<std::string, plat::DWORD> attributes;              // stored attributes by file key
+  plat::HMODULE module = nullptr;                             // the DLL's handle (SetModule)
+  std::string modulePath;                                     // its Windows path
+  std::map<std::uintptr_t, std::unique_ptr<Object>> handles;  // open objects
+  std::uintptr_t nextHandle = 0x1000;                         // next handle value
+};
+
+namespace {
+
+struct Failure {
+  Op op;
+  plat::DWORD code;
+  int skip;
+};
+
+// Per-run settings: kept across Boot, reset by Shutdown.
+struct Settings {
+  std::deque<int> answers;
+  std::function<void(const std::string&)> eventSink;
+  std::function<void(const char*, std::size_t)> stdoutSink;
+  bool fastSleep = false;
+  std::optional<plat::SYSTEMTIME> fixedTime;
+  std::set<std::string> removedEntries;  // "library!name", lower case
+  std::vector<Failure> failures;
+};
+
+std::unique_ptr<Machine> theMachine;
+Settings theSettings;
+thread_local plat::DWORD theLastError = 0;
+
+constexpr const char* kOpNames[] = {
+    "CreateFile",
+    "ReadFile",
+    "WriteFile",
+    "SetFilePointer",
+    "SetEndOfFile",
+    "GetFileSize",
+    "CloseHandle",
+    "CreateFileMapping",
+    "MapViewOfFile",
+    "DeleteFile",
+    "CopyFile",
+    "CreateDirectory",
+    "RemoveDirectory",
+    "GetFileAttributes",
+    "SetFileAttributes",
+    "FindFirstFile",
+    "FindNextFile",
+    "GetModuleFileName",
+    "GetSystemDirectory",
+    "GetVersionEx",
+    "LoadLibrary",
+    "GetProcAddress",
+    "MessageBox",
+    "CreateProcess",
+    "WaitForSingleObject",
+    "OpenProcessToken",
+    "LookupPrivilegeValue",
+    "AdjustTokenPrivileges",
+    "ExitWindowsEx",
+    "RegOpenKey",
+    "RegCreateKey",
+    "RegSetValue",
+    "RegQueryValue",
+    "RegEnumKey",
+    "RegDeleteKey",
+    "RegDeleteValue",
+    "RegSetKeySecurity",
+    "SHDeleteKey",
+    "InitializeSecurityDescriptor",
+    "SetSecurityDescriptorDacl",
+    "OpenSCManager",
+    "CreateService",
+    "OpenService",
+    "StartService",
+    "ControlService",
+    "QueryServiceStatus",
+    "DeleteService",
+    "SetupDiGetClassDevs",
+    "SetupDiEnumDeviceInfo",
+    "SetupDiGetDeviceRegistryProperty",
+    "SetupDiSetDeviceRegistryProperty",
+    "SetupDiCallClassInstaller",
+    "SetupDiCreateDeviceInfoList",
+    "SetupDiCreateDeviceInfo",
+    "SetupDiGetINFClass",
+    "SetupDiSetClassInstallParams",
+    "SetupDiChangeState",
+    "SetupDiGetDeviceInstallParams",
+    "SetupCopyOEMInf",
+    "UpdateDriverForPlugAndPlayDevices",
+};
+static_assert(std::size(kOpNames) ==
+                  static_cast<std::size_t>(Op::UpdateDriverForPlugAndPlayDevices) + 1,
+              "every operation needs a name");
+
+void ShutdownAtExit() {
+  sim::Shutdown();
+}
+
+bool IsInvalidNameChar(char c, bool wildcard) {
+  auto u = static_cast<unsigned char>(c);
+  if (u < 32) return true;
+  if (c == '*' || c == '?') return !wildcard;
+  return c == '<' || c == '>' || c == ':' || c == '"' || c == '|';
+}
+
+std::vector<std::string> SplitComponents(std::string_view text) {
+  std::vector<std::string> parts;
+  std::string current;
+  for (char c : text) {
+    if (c == '\\') {
+      parts.push_back(current);
+      current.clear();
+    } else {
+      current += c;
+    }
+  }
+  parts.push_back(current);
+  return parts;
+}
+
+// The host entry of `dir` whose name equals `name` without regard to case;
+// an exact match wins. Symbolic links are never followed.
+std::optional<std::string> MatchEntry(const fs::path& dir, const std::string& name) {
+  std::error_code ec;
+  std::optional<std::string> found;
+  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
+    std::string entry = it->path().filename().string();
+    if (!EqualNoCase(entry, name)) continue;
+    if (it->is_symlink(ec)) continue;
+    if (entry == name) return entry;
+    if (!found) found = entry;
+  }
+  return found;
+}
+
+bool LoadState(Machine& m, std::string* error) {
+  Json state = Json::object();
+  fs::path file = m.stateDir / "machine.json";
+  std::error_code ec;
+  if (fs::exists(file, ec)) {
+    std::ifstream in(file, std::ios::binary);
+    try {
+      state = Json::parse(in);
+    } catch (const std::exception& e) {
+      if (error) *error = "cannot read " + file.string() + ": " + e.what();
+      return false;
+    }
+    if (!state.is_object()) {
+      if (error) *error = "cannot read " + file.string() + ": not an object";
+      return false;
+    }
+  }
+  try {
+    const Json p = state.value("profile", Json::object());
+    Profile& pr = m.profile;
+    pr.majorVersion = p.value("majorVersion", pr.majorVersion);
+    pr.minorVersion = p.value("minorVersion", pr.minorVersion);
+    pr.buildNumber = p.value("buildNumber", pr.buildNumber);
+    pr.platformId = p.value("platformId", pr.platformId);
+    pr.servicePack = p.value("servicePack", pr.servicePack);
+    pr.locale = p.value("locale", pr.locale);
+    pr.systemDirectory = p.value("systemDirectory", pr.systemDirectory);
+    pr.currentDirectory = p.value("currentDirectory", pr.currentDirectory);
+    pr.driverUpdateNeedsReboot = p.value("driverUpdateNeedsReboot", pr.driverUpdateNeedsReboot);
+    pr.deviceChangeNeedsReboot = p.value("deviceChangeNeedsReboot", pr.deviceChangeNeedsReboot);
+    m.restartRequests = state.value("restartRequests", 0);
+    m.restartPending = state.value("restartPending", false);
+    const Json attributes = state.value("attributes", Json::object());
+    for (auto& [key, value] : attributes.items()) {
+      m.attributes[Lower(key)] = value.get<plat::DWORD>();
+    }
+    LoadRegistry(state);
+    LoadServices(state);
+    LoadDevices(state);
+  } catch (const std::exception& e) {
+    if (error) *error = "bad machine state in " + file.string() + ": " + e.what();
+    return false;
+  }
+  return true;
+}
+
+// Directories and files of a fresh default machine (created when missing).
+void EnsureDefaultTree(Machine& m) {
+  std::error_code ec;
+  fs::create_directories(m.stateDir / "fs" / "C", ec);
+  std::string win = WindowsDirectory();
+  for (const char* sub : {"", "\\system32", "\\system32\\drivers", "\\inf", "\\Temp"}) {
+    Resolved r = Resolve((win + sub).c_str());
+    if (r.error == 0 && !r.exists) fs::create_directories(r.host, ec);
+  }
+  (void)m;
+}
+
+}  // namespace
+
+Machine& M() {
+  if (!theMachine) {
+    std::string error;
+    if (!sim::Boot("", &error)) {
+      std::fprintf(stderr, "simulated machine cannot start: %s\n", error.c_str());
+      std::abort();
+    }
+  }
+  return *theMachine;
+}
+
+fs::path FsRoot() {
+  return M().stateDir / "fs";
+}
+
+// ---- Last error, events, fault injection -----------------------------------------
+
+void SetError(plat::DWORD code) {
+  theLastError = code;
+}
+plat::DWORD LastError() {
+  return theLastError;
+}
+
+void Event(const std::string& line) {
+  if (theSettings.eventSink) {
+    theSettings.eventSink(line);
+  } else {
+    std::fprintf(stderr, "%s\n", line.c_str());
+    std::fflush(stderr);
+  }
+}
+
+bool Inject(Op op, plat::DWORD* code) {
+  for (auto it = theSettings.failures.begin(); it != theSettings.failures.end(); ++it) {
+    if (it->op != op) continue;
+    if (it->skip > 0) {
+      --it->skip;
+      return false;
+    }
+    *code = it->code;
+    theSettings.failures.erase(it);
+    return true;
+  }
+  return false;
+}
+
+// ---- Handle table ---------------------------------------------------------------------
+
+plat::HANDLE AddHandle(std::unique_ptr<Object> object) {
+  Machine& m = M();
+  std::uintptr_t value = m.nextHandle;
+  m.nextHandle += 4;
+  m.handles[value] = std::move(object);
+  return reinterpret_cast<plat::HANDLE>(value);
+}
+
+Object* FindHandle(plat::HANDLE handle) {
+  Machine& m = M();
+  auto it = m.handles.find(reinterpret_cast<std::uintptr_t>(handle));
+  return it == m.handles.end() ? nullptr : it->second.get();
+}
+
+bool RemoveHandle(plat::HANDLE handle) {
+  Machine& m = M();
+  auto it = m.handles.find(reinterpret_cast<std::uintptr_t>(handle));
+  if (it == m.handles.end()) return false;
+  // Destroy outside the table: destructors may look at other handles.
+  std::unique_ptr<Object> object = std::move(it->second);
+  m.handles.erase(it);
+  object.reset();
+  return true;
+}
+
+// ---- Text helpers ----------------------------------------------------------------------
+
+std::string Lower(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return out;
+}
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i])))
+      return false;
+  }
+  return true;
+}
+
+std::string WindowsDirectory() {
+  const std::string& system = M().profile.systemDirectory;
+  std::size_t cut = system.find_last_of('\\');
+  if (cut == std::string::npos || cut < 2) return "C:\\WINDOWS";
+  return system.substr(0, cut);
+}
+
+// ---- Paths ------------------------------------------------------------------------------
+
+Resolved Resolve(const char* path, bool wildcardLast) {
+  Resolved r;
+  if (path == nullptr) {
+    r.error = plat::ERROR_INVALID_PARAMETER;
+    return r;
+  }
+  std::string text(path);
+  if (text.empty()) {
+    r.error = plat::ERROR_PATH_NOT_FOUND;
+    return r;
+  }
+  if (text.size() >= plat::MAX_PATH) {
+    r.error = kErrorFilenameTooLong;
+    return r;
+  }
+  std::replace(text.begin(), text.end(), '/', '\\');
+  if (text.rfind("\\\\?\\", 0) == 0) text.erase(0, 4);
+  if (text.rfind("\\\\", 0) == 0) {
+    r.error = kErrorBadNetPath;
+    return r;
+  }
+
+  // The current directory: an absolute path by construction of the profile.
+  const Profile& profile = M().profile;
+  std::string cwd =
+      profile.currentDirectory.empty() ? profile.systemDirectory : profile.currentDirectory;
+  char cwdDrive = 'C';
+  std::string cwdRest;
+  if (cwd.size() >= 2 && std::isalpha(static_cast<unsigned char>(cwd[0])) && cwd[1] == ':') {
+    cwdDrive = static_cast<char>(std::toupper(static_cast<unsigned char>(cwd[0])));
+    cwdRest = cwd.substr(2);
+  }
+
+  char drive = cwdDrive;
+  std::vector<std::string> raw;
+  std::string rest = text;
+  if (text.size() >= 2 && std::isalpha(static_cast<unsigned char>(text[0])) && text[1] == ':') {
+    drive = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    rest = text.substr(2);
+    if (rest.empty() || rest[0] != '\\') {
+      if (drive == cwdDrive) raw = SplitComponents(cwdRest);
+    }
+  } else if (text[0] != '\\') {
+    raw = SplitComponents(cwdRest);
+  }
+  std::vector<std::string> given = SplitComponents(rest);
+  std::size_t firstGiven = raw.size();
+  raw.insert(raw.end(), given.begin(), given.end());
+
+  std::vector<std::string> comps;
+  for (std::size_t i = 0; i < raw.size(); ++i) {
+    std::string c = raw[i];
+    bool last = i + 1 == raw.size();
+    bool pattern = wildcardLast && last && i >= firstGiven;
+    if (c.empty() || c == ".") continue;
+    if (c == "..") {
+      if (!comps.empty()) comps.pop_back();
+      continue;
+    }
+    if (!pattern) {
+      // Windows ignores trailing dots and blanks of a name.
+      while (!c.empty() && (c.back() == '.' || c.back() == ' ')) c.pop_back();
+      if (c.empty()) continue;
+    }
+    if (c.size() > 255) {
+      r.error = kErrorFilenameTooLong;
+      return r;
+    }
+    for (char ch : c) {
+      if (IsInvalidNameChar(ch, pattern)) {
+        r.error = kErrorInvalidName;
+        return r;
+      }
+    }
+    comps.push_back(c);
+  }
+
+  fs::path host = FsRoot() / std::string(1, drive);
+  std::error_code ec;
+  if (!fs::is_directory(host, ec)) {
+    r.error = plat::ERROR_PATH_NOT_FOUND;
+    return r;
+  }
+  r.windows = std::string(1, drive) + ":\\";
+  bool exists = true;  // every component so far exists
+  bool isDirectory = true;
+  r.parentExists = true;
+  for (std::size_t i = 0; i < comps.size(); ++i) {
+    if (i + 1 == comps.size()) r.parentExists = exists && isDirectory;
+    std::optional<std::string> entry;
+    if (exists && isDirectory) entry = MatchEntry(host, comps[i]);
+    if (entry) {
+      host /= *entry;
+      isDirectory = fs::is_directory(fs::symlink_status(host, ec));
+    } else {
+      host /= comps[i];
+      exists = false;
+      isDirectory = false;
+    }
+    if (i > 0) r.windows += '\\';
+    r.windows += comps[i];
+  }
+  r.host = host;
+  r.exists = exists;
+  r.isDirectory = exists && isDirectory;
+  r.name = comps.empty() ? std::string() : comps.back();
+  r.key = Lower(fs::relative(host, FsRoot(), ec).generic_string());
+  return r;
+}
+
+// ---- Attributes -----------------------------------------------------------------------
+
+plat::DWORD StoredAttributes(const std::string& key, bool isDirectory) {
+  Machine& m = M();
+  auto it = m.attributes.find(key);
+  if (isDirectory) {
+    return plat::FILE_ATTRIBUTE_DIRECTORY | (it == m.attributes.end() ? 0 : it->second);
+  }
+  plat::DWORD value = it == m.attributes.end() ? plat::FILE_ATTRIBUTE_ARCHIVE : it->second;
+  return value == 0 ? plat::FILE_ATTRIBUTE_NORMAL : value;
+}
+
+void SetStoredAttributes(const std::string& key, plat::DWORD attributes, bool isDirectory) {
+  Machine& m = M();
+  attributes &= ~(plat::FILE_ATTRIBUTE_NORMAL | plat::FILE_ATTRIBUTE_DIRECTORY);
+  bool plain = isDirectory ? attributes == 0 : attributes == plat::FILE_ATTRIBUTE_ARCHIVE;
+  if (plain) {
+    m.attributes.erase(key);
+  } else {
+    m.attributes[key] = attributes;
+  }
+}
+
+void ForgetAttributes(const std::string& key) {
+  Machine& m = M();
+  std::string prefix = key + "/";
+  for (auto it = m.attributes.begin(); it != m.attributes.end();) {
+    if (it->first == key || it->first.rfind(prefix, 0) == 0) {
+      it = m.attributes.erase(it);
+    } else {
+      ++it;
+    }
+  }
+}
+
+void LoadFiles(const Json&) {}
+
+void SaveFiles(Json& state) {
+  Json attributes = Json::object();
+  for (auto& [key, value] : M().attributes) {
+    // Forget entries whose file was removed behind the machine's back.
+    std::string windows = key;
+    std::replace(windows.begin(), windows.end(), '/', '\\');
+    if (windows.size() >= 1) windows.insert(1, ":");
+    Resolved r = Resolve(windows.c_str());
+    if (r.error == 0 && r.exists) attributes[key] = value;
+  }
+  state["attributes"] = attributes;
+}
+
+// ---- Host file helpers -----------------------------------------------------------------
+
+bool ReadWhole(const fs::path& host, std::string* content) {
+  std::ifstream in(host, std::ios::binary);
+  if (!in) return false;
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  *content = buffer.str();
+  return !in.bad();
+}
+
+bool WriteWhole(const fs::path& host, std::string_view content) {
+  std::ofstream out(host, std::ios::binary | std::ios::trunc);
+  if (!out) return false;
+  out.write(content.data(), static_cast<std::streamsize>(content.size()));
+  return static_cast<bool>(out);
+}
+
+bool LibraryEntryAvailable(const std::string& library, const std::string& name,
+                           plat::DWORD* error) {
+  Resolved r = Resolve((M().profile.systemDirectory + "\\" + library).c_str());
+  if (r.error != 0 || !r.exists || r.isDirectory) {
+    *error = plat::ERROR_MOD_NOT_FOUND;
+    return false;
+  }
+  if (theSettings.removedEntries.count(Lower(library) + "!" + Lower(name)) != 0) {
+    *error = plat::ERROR_PROC_NOT_FOUND;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace sim::detail
+
+// ---- Control interface ------------------------------------------------------------------
+
+namespace sim {
+
+using namespace detail;
+
+bool Boot(const std::string& stateDir, std::string* error) {
+  if (theMachine) Shutdown();
+  auto m = std::make_unique<Machine>();
+  std::error_code ec;
+  if (stateDir.empty()) {
+    std::string pattern = (fs::temp_directory_path(ec) / "simwin-XXXXXX").string();
+    std::vector<char> buffer(pattern.begin(), pattern.end());
+    buffer.push_back('\0');
+    if (mkdtemp(buffer.data()) == nullptr) {
+      if (error) *error = "cannot create a temporary state directory";
+      return false;
+    }
+    m->stateDir = buffer.data();
+    m->temporary = true;
+  } else {
+    m->stateDir = fs::absolute(stateDir, ec);
+    fs::create_directories(m->stateDir, ec);
+    if (!fs::is_directory(m->stateDir, ec)) {
+      if (error) *error = "cannot create state directory " + stateDir;
+      return false;
+    }
+  }
+  // Install before loading: loading resolves paths through the machine.
+  theMachine = std::move(m);
+  if (!LoadState(*theMachine, error)) {
+    if (theMachine->temporary) fs::remove_all(theMachine->stateDir, ec);
+    theMachine.reset();
+    return false;
+  }
+  EnsureDefaultTree(*theMachine);
+  for (const char* library : {"SetupApi.dll", "newdev.dll"}) {
+    Resolved r = Resolve((theMachine->profile.systemDirectory + "\\" + library).c_str());
+    // A fresh machine has the device libraries; a saved one keeps what it had.
+    if (r.error == 0 && !r.exists && !fs::exists(theMachine->stateDir / "machine.json", ec)) {
+      WriteWhole(r.host, std::string("MZ simulated ") + library);
+    }
+  }
+  ResetProcessState();
+  if (theMachine->restartPending) {
+    ApplyRestart();
+    theMachine->restartPending = false;
+  }
+  static const bool registered = (std::atexit(ShutdownAtExit), true);
+  (void)registered;
+  if (!theMachine->temporary) return SaveState(error);
+  return true;
+}
+
+void Shutdown() {
+  if (!theMachine) return;
+  // Close every handle first (files, mappings, keys, services, device sets).
+  while (!theMachine->handles.empty()) {
+    RemoveHandle(reinterpret_cast<plat::HANDLE>(theMachine->handles.begin()->first));
+  }
+  std::error_code ec;
+  if (theMachine->temporary) {
+    fs::remove_all(theMachine->stateDir, ec);
+  } else {
+    SaveState(nullptr);
+  }
+  theMachine.reset();
+  theSettings = Settings{};
+}
+
+bool IsBooted() {
+  return theMachine != nullptr;
+}
+
+bool SaveState(std::string* error) {
+  Machine& m = M();
+  Json state = Json::object();
+  const Profile& p = m.profile;
+  state["profile"] = {{"majorVersion", p.majorVersion},
+                      {"minorVersion", p.minorVersion},
+                      {"buildNumber", p.buildNumber},
+                      {"platformId", p.platformId},
+                      {"servicePack", p.servicePack},
+                      {"locale", p.locale},
+                      {"systemDirectory", p.systemDirectory},
+                      {"currentDirectory", p.currentDirectory},
+                      {"driverUpdateNeedsReboot", p.driverUpdateNeedsReboot},
+                      {"deviceChangeNeedsReboot", p.deviceChangeNeedsReboot}};
+  state["restartRequests"] = m.restartRequests;
+  state["restartPending"] = m.restartPending;
+  SaveFiles(state);
+  SaveRegistry(state);
+  SaveServices(state);
+  SaveDevices(state);
+  fs::path file = m.stateDir / "machine.json";
+  fs::path temp = m.stateDir / "machine.json.tmp";
+  std::error_code ec;
+  if (!WriteWhole(temp, state.dump(2) + "\n")) {
+    if (error) *error = "cannot write " + temp.string();
+    return false;
+  }
+  fs::rename(temp, file, ec);
+  if (ec) {
+    if (error) *error = "cannot write " + file.string() + ": " + ec.message();
+    return false;
+  }
+  return true;
+}
+
+std::string StateDir() {
+  return M().stateDir.string();
+}
+
+Profile& GetProfile() {
+  return M().profile;
+}
+
+bool SetModule(plat::HMODULE module, const std::string& windowsPath,
+               const std::vector<char>& bytes) {
+  Resolved r = Resolve(windowsPath.c_str());
+  if (r.error != 0 || r.isDirectory) return false;
+  std::error_code ec;
+  fs::create_directories(r.host.parent_path(), ec);
+  // Resolve again: the directories now exist in the case given.
+  r = Resolve(windowsPath.c_str());
+  if (!WriteWhole(r.host, std::string_view(bytes.data(), bytes.size()))) return false;
+  Machine& m = M();
+  m.module = module;
+  m.modulePath = windowsPath;
+  return true;
+}
+
+std::string HostPath(const std::string& windowsPath) {
+  Resolved r = Resolve(windowsPath.c_str(), true);
+  return r.error != 0 ? std::string() : r.host.string();
+}
+
+bool PutFile(const std::string& windowsPath, std::string_view content) {
+  Resolved r = Resolve(windowsPath.c_str());
+  if (r.error != 0 || r.isDirectory) return false;
+  std::error_code ec;
+  fs::create_directories(r.host.parent_path(), ec);
+  r = Resolve(windowsPath.c_str());
+  return WriteWhole(r.host, content);
+}
+
+std::optional<std::string> GetFile(const std::string& windowsPath) {
+  Resolved r = Resolve(windowsPath.c_str());
+  if (r.error != 0 || !r.exists || r.isDirectory) return std::nullopt;
+  std::string content;
+  if (!ReadWhole(r.host, &content)) return std::nullopt;
+  return content;
+}
+
+void QueueAnswer(int answer) {
+  theSettings.answers.push_back(answer);
+}
+void SetEventSink(std::function<void(const std::string&)> sink) {
+  theSettings.eventSink = std::move(sink);
+}
+void SetStdoutSink(std::function<void(const char*, std::size_t)> sink) {
+  theSettings.stdoutSink = std::move(sink);
+}
+void SetFastSleep(bool fast) {
+  theSettings.fastSleep = fast;
+}
+void SetFixedTime(std::optional<plat::SYSTEMTIME> time) {
+  theSettings.fixedTime = time;
+}
+void RemoveEntryPoint(const std::string& library, const std::string& name) {
+  theSettings.removedEntries.insert(Lower(library) + "!" + Lower(name));
+}
+
+std::optional<Op> OpFromName(std::string_view name) {
+  for (std::size_t i = 0; i < std::size(kOpNames); ++i) {
+    if (name == kOpNames[i]) return static_cast<Op>(i);
+  }
+  return std::nullopt;
+}
+
+const char* OpName(Op op) {
+  auto index = static_cast<std::size_t>(op);
+  return index < std::size(kOpNames) ? kOpNames[index] : "?";
+}
+
+void FailNext(Op op, plat::DWORD error, int skip) {
+  theSettings.failures.push_back({op, error, skip < 0 ? 0 : skip});
+}
+void ClearFailures() {
+  theSettings.failures.clear();
+}
+
+int RestartRequests() {
+  return M().restartRequests;
+}
+
+}  // namespace sim
+
+// ---- Accessors used by the system part ------------------------------------------------
+
+namespace sim::detail {
+
+std::optional<int> TakeAnswer() {
+  if (theSettings.answers.empty()) return std::nullopt;
+  int answer = theSettings.answers.front();
+  theSettings.answers.pop_front();
+  return answer;
+}
+void WriteOut(const char* text, std::size_t length) {
+  if (theSettings.stdoutSink) {
+    theSettings.stdoutSink(text, length);
+  } else {
+    std::fwrite(text, 1, length, stdout);
+    std::fflush(stdout);
+  }
+}
+bool FastSleep() {
+  return theSettings.fastSleep;
+}
+std::optional<plat::SYSTEMTIME> FixedTime() {
+  return theSettings.fixedTime;
+}
+plat::HMODULE ModuleHandle() {
+  return M().module;
+}
+const std::string& ModulePath() {
+  return M().modulePath;
+}
+void RecordRestart() {
+  Machine& m = M();
+  ++m.restartRequests;
+  m.restartPending = true;
+}
+
+}  // namespace sim::detail

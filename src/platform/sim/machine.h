@@ -1,0 +1,195 @@
+// Control interface of the simulated Windows machine.
+//
+// The sim backend implements every plat:: function of platform/winapi.h over a
+// simulated machine whose state lives in a host directory:
+//
+//   <state>/machine.json   profile, file attributes, registry, services,
+//                          devices, counters (written by Shutdown and SaveState)
+//   <state>/fs/<D>/...     the files of drive D: ("C" for C:\)
+//
+// Windows paths ("C:\Dir\file.txt", "/" accepted as a separator, relative paths
+// against the current directory) map below <state>/fs. Every component is
+// matched case-insensitively against the existing host entries; new components
+// are created with the case given. ".." never climbs above a drive's root, so
+// no path reaches outside the state directory.
+//
+// A plat:: call made before Boot boots a fresh temporary machine, so the
+// backend is always usable. The machine is single-threaded.
+//
+// Event log: one line per event, sent to the event sink (default: stderr,
+// '\n'-terminated). The lines are:
+//   [msgbox] CAPTION: TEXT -> ANSWER     (line feeds in TEXT as \n, CRs as \r)
+//   [process] start: CMDLINE
+//   [process] not found: CMDLINE (error N)
+//   [reboot] restart requested
+//   [reboot] refused: shutdown privilege not held
+//   [sleep] N ms                          (only with fast sleep)
+//   [service] start: NAME  /  [service] stop: NAME  /  [service] delete: NAME
+//   [device] register: INSTANCE-ID  /  [device] remove: INSTANCE-ID
+//   [device] enable: INSTANCE-ID  /  [device] disable: INSTANCE-ID
+//   [device] driver: INSTANCE-ID <- INF (service SERVICE)
+//   [inf] copy: SOURCE -> DESTINATION
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/winapi.h"
+
+namespace sim {
+
+// The machine's identity, persisted in machine.json.
+struct Profile {
+  plat::DWORD majorVersion = 5;
+  plat::DWORD minorVersion = 1;
+  plat::DWORD buildNumber = 2600;
+  plat::DWORD platformId = plat::VER_PLATFORM_WIN32_NT;
+  std::string servicePack = "Service Pack 3";
+  plat::LCID locale = 0x0409;
+  // Full path of the system directory; the Windows directory is its parent.
+  std::string systemDirectory = "C:\\WINDOWS\\system32";
+  // Current directory of the simulated process; empty means the system directory.
+  std::string currentDirectory;
+  // Driver installations (UpdateDriverForPlugAndPlayDevicesA) ask for a restart.
+  bool driverUpdateNeedsReboot = false;
+  // Device registrations and removals ask for a restart (DI_NEEDREBOOT).
+  bool deviceChangeNeedsReboot = false;
+};
+
+// Starts the machine on `stateDir` (created when missing; a fresh default
+// machine when it holds no machine.json). An empty `stateDir` makes a fresh
+// temporary machine that Shutdown deletes. A running machine is shut down
+// first. Answers false with a message in *error when the state is unusable.
+bool Boot(const std::string& stateDir, std::string* error);
+// Closes every open handle, saves the state (unless temporary) and stops.
+void Shutdown();
+bool IsBooted();
+// Writes machine.json now.
+bool SaveState(std::string* error);
+// The host directory that holds the state.
+std::string StateDir();
+
+Profile& GetProfile();
+
+// Makes `module` the handle of the DLL: GetModuleFileNameA(module) answers
+// `windowsPath`, and `bytes` are written to that path (directories created).
+bool SetModule(plat::HMODULE module, const std::string& windowsPath,
+               const std::vector<char>& bytes);
+
+// The host path a Windows path maps to (existing components in their host
+// spelling); empty when the path is invalid or names an unknown drive.
+std::string HostPath(const std::string& windowsPath);
+// Creates or replaces a file (and its missing directories); reads a file.
+bool PutFile(const std::string& windowsPath, std::string_view content);
+std::optional<std::string> GetFile(const std::string& windowsPath);
+
+// ---- Per-run settings (not persisted) -------------------------------------
+// Answers for the next message boxes, in order; without one a box answers its
+// default button (IDOK for OK boxes, IDYES for Yes/No boxes).
+void QueueAnswer(int answer);
+void SetEventSink(std::function<void(const std::string& line)> sink);  // empty = stderr
+void SetStdoutSink(std::function<void(const char* text, std::size_t length)> sink);
+void SetFastSleep(bool fast);
+// A fixed answer for GetSystemTime; none = the host clock in UTC.
+void SetFixedTime(std::optional<plat::SYSTEMTIME> time);
+// Hides one entry point of a simulated library ("SetupApi.dll", "newdev.dll")
+// from GetProcAddress and from the directly called functions.
+void RemoveEntryPoint(const std::string& library, const std::string& name);
+
+// ---- Fault injection ---------------------------------------------------------
+enum class Op {
+  CreateFile,
+  ReadFile,
+  WriteFile,
+  SetFilePointer,
+  SetEndOfFile,
+  GetFileSize,
+  CloseHandle,
+  CreateFileMapping,
+  MapViewOfFile,
+  DeleteFile,
+  CopyFile,
+  CreateDirectory,
+  RemoveDirectory,
+  GetFileAttributes,
+  SetFileAttributes,
+  FindFirstFile,
+  FindNextFile,
+  GetModuleFileName,
+  GetSystemDirectory,
+  GetVersionEx,
+  LoadLibrary,
+  GetProcAddress,
+  MessageBox,
+  CreateProcess,
+  WaitForSingleObject,
+  OpenProcessToken,
+  LookupPrivilegeValue,
+  AdjustTokenPrivileges,
+  ExitWindowsEx,
+  RegOpenKey,
+  RegCreateKey,
+  RegSetValue,
+  RegQueryValue,
+  RegEnumKey,
+  RegDeleteKey,
+  RegDeleteValue,
+  RegSetKeySecurity,
+  SHDeleteKey,
+  InitializeSecurityDescriptor,
+  SetSecurityDescriptorDacl,
+  OpenSCManager,
+  CreateService,
+  OpenService,
+  StartService,
+  ControlService,
+  QueryServiceStatus,
+  DeleteService,
+  SetupDiGetClassDevs,
+  SetupDiEnumDeviceInfo,
+  SetupDiGetDeviceRegistryProperty,
+  SetupDiSetDeviceRegistryProperty,
+  SetupDiCallClassInstaller,
+  SetupDiCreateDeviceInfoList,
+  SetupDiCreateDeviceInfo,
+  SetupDiGetINFClass,
+  SetupDiSetClassInstallParams,
+  SetupDiChangeState,
+  SetupDiGetDeviceInstallParams,
+  SetupCopyOEMInf,
+  UpdateDriverForPlugAndPlayDevices,
+};
+// The operation's name as written above ("WriteFile"); none when unknown.
+std::optional<Op> OpFromName(std::string_view name);
+const char* OpName(Op op);
+// The call of `op` after `skip` successful ones fails with `error`. Several
+// requests for one operation are served in order.
+void FailNext(Op op, plat::DWORD error, int skip = 0);
+void ClearFailures();
+
+// ---- Inspection ---------------------------------------------------------------
+// How many restarts ExitWindowsEx has recorded on this machine (persisted).
+int RestartRequests();
+
+// A device node of the device manager.
+struct Device {
+  std::string instanceId;                // "ROOT\NET\0000"
+  std::vector<std::string> hardwareIds;  // REG_MULTI_SZ texts
+  std::string className;                 // "Net"
+  plat::GUID classGuid{};
+  std::string service;    // driver service, empty when no driver is installed
+  std::string driverKey;  // "{class guid}\0000" under ...\Control\Class, or empty
+  std::string infName;    // INF the driver came from ("oem3.inf"), or empty
+  bool enabled = true;
+  bool present = true;
+};
+// Adds a device node (e.g. a plugged-in USB device without a driver yet).
+// Answers false when the instance id is empty or already taken.
+bool AddDevice(const Device& device);
+std::vector<Device> Devices();
+
+}  // namespace sim

@@ -1,0 +1,137 @@
+// Internals shared by the parts of the simulated machine (not for core code).
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/sim/machine.h"
+#include "platform/winapi.h"
+
+namespace sim::detail {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+// Error codes the sim answers that winapi.h has no name for.
+constexpr plat::DWORD kErrorInvalidAddress = 487;
+constexpr plat::DWORD kErrorNegativeSeek = 131;
+constexpr plat::DWORD kErrorInvalidName = 123;
+constexpr plat::DWORD kErrorBadNetPath = 53;
+constexpr plat::DWORD kErrorFilenameTooLong = 206;
+constexpr plat::DWORD kErrorDirectory = 267;
+constexpr plat::DWORD kErrorFileInvalid = 1006;
+constexpr plat::DWORD kErrorMappedAlignment = 1132;
+constexpr plat::DWORD kErrorNoAccess = 998;
+constexpr plat::DWORD kErrorInvalidUserBuffer = 1784;
+constexpr plat::DWORD kErrorInvalidFlags = 1004;
+
+// ---- Last error, events, fault injection -------------------------------------
+void SetError(plat::DWORD code);
+plat::DWORD LastError();
+void Event(const std::string& line);
+// True when the next call of `op` must fail; *code receives the error.
+bool Inject(Op op, plat::DWORD* code);
+
+// ---- Handle table ---------------------------------------------------------------
+// Every kernel-style object (file, mapping, search, process, key, service,
+// device information set...) derives from Object and lives in one table.
+struct Object {
+  virtual ~Object() = default;
+};
+// Objects that CloseHandle closes and WaitForSingleObject accepts (files,
+// mappings, processes, threads, tokens); keys, services and device sets have
+// their own close functions.
+struct KernelObject : Object {};
+plat::HANDLE AddHandle(std::unique_ptr<Object> object);
+Object* FindHandle(plat::HANDLE handle);
+template <class T>
+T* Find(plat::HANDLE handle) {
+  return dynamic_cast<T*>(FindHandle(handle));
+}
+// Destroys the object; false when the handle is unknown.
+bool RemoveHandle(plat::HANDLE handle);
+
+// ---- Paths ------------------------------------------------------------------------
+struct Resolved {
+  plat::DWORD error = 0;  // non-zero: the path is unusable (3, 123, 206, ...)
+  fs::path host;          // host path (existing components in host spelling)
+  std::string key;        // lower-case path relative to fs/, identifies the file
+  std::string windows;    // normalised Windows path, "C:\Dir\name"
+  std::string name;       // last component ("" for a drive root)
+  bool parentExists = false;
+  bool exists = false;
+  bool isDirectory = false;
+};
+// Resolves a Windows path. `wildcardLast` allows '*' and '?' in the last component.
+Resolved Resolve(const char* path, bool wildcardLast = false);
+// The error a missing target gives: 2 when its directory exists, else 3.
+inline plat::DWORD MissingError(const Resolved& r) {
+  return r.parentExists ? plat::ERROR_FILE_NOT_FOUND : plat::ERROR_PATH_NOT_FOUND;
+}
+std::string WindowsDirectory();  // parent of the profile's system directory
+std::string Lower(std::string_view text);
+bool EqualNoCase(std::string_view a, std::string_view b);
+
+// ---- Machine ------------------------------------------------------------------------
+struct Machine;
+Machine& M();  // boots a temporary machine on first use
+fs::path FsRoot();
+
+// Stored attributes (read-only, hidden, system, archive) by file key.
+plat::DWORD StoredAttributes(const std::string& key, bool isDirectory);
+void SetStoredAttributes(const std::string& key, plat::DWORD attributes, bool isDirectory);
+void ForgetAttributes(const std::string& key);  // the key and everything below it
+// True when an open handle on `key` keeps it from being deleted.
+bool FileInUseForDelete(const std::string& key);
+bool LibraryEntryAvailable(const std::string& library, const std::string& name, plat::DWORD* error);
+int ShutdownPrivilegeEnabled();
+
+// Persistence hooks of the parts.
+void LoadFiles(const Json& state);
+void SaveFiles(Json& state);
+void LoadRegistry(const Json& state);
+void SaveRegistry(Json& state);
+void LoadServices(const Json& state);
+void SaveServices(Json& state);
+void ApplyRestart();  // pending service deletions and automatic starts of a reboot
+void LoadDevices(const Json& state);
+void SaveDevices(Json& state);
+void ResetProcessState();  // per-boot state of the system part
+
+// Services used by the device manager.
+bool EnsureService(const std::string& name, plat::DWORD type, plat::DWORD start,
+                   plat::DWORD errorControl, const std::string& imagePath,
+                   const std::string& group);
+bool StartServiceByName(const std::string& name, plat::DWORD* error);
+
+// Registry helpers used by the other parts (HKEY_LOCAL_MACHINE paths).
+bool RegWriteString(plat::HKEY root, const std::string& path, const std::string& name,
+                    const std::string& value);
+bool RegWriteDword(plat::HKEY root, const std::string& path, const std::string& name,
+                   plat::DWORD value);
+bool RegDeleteTree(plat::HKEY root, const std::string& path);
+
+// Per-run settings and machine facts used by the system part.
+std::optional<int> TakeAnswer();
+void WriteOut(const char* text, std::size_t length);
+bool FastSleep();
+std::optional<plat::SYSTEMTIME> FixedTime();
+plat::HMODULE ModuleHandle();
+const std::string& ModulePath();
+void RecordRestart();
+
+// The simulated libraries' entry points ("setupapi.dll"/"newdev.dll", lower
+// case) by name; none when the library has no such export.
+plat::FARPROC DeviceEntryPoint(const std::string& library, const std::string& name);
+
+// Host file helpers for the simulated file system.
+bool ReadWhole(const fs::path& host, std::string* content);
+bool WriteWhole(const fs::path& host, std::string_view content);
+
+}  // namespace sim::detail
