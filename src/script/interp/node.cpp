@@ -1,0 +1,71 @@
+// Syntax tree records: creation, item lists and release.
+#include "script/interp/node.h"
+
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "entry/global.h"
+
+namespace setup {
+
+namespace {
+
+// Moves every subtree that `node` owns onto `pending`.
+void DetachOwned(SyntaxNode& node, std::vector<NodePtr>& pending) {
+  for (NodePtr* slot :
+       {&node.m_pChild0, &node.m_pChild1, &node.m_pChild2, &node.m_pItems, &node.m_pNext}) {
+    if (*slot) {
+      (*slot)->m_pParent = nullptr;
+      (*slot)->m_pPrev = nullptr;
+      pending.push_back(std::move(*slot));
+    }
+  }
+}
+
+bool OwnsAnything(const SyntaxNode& node) {
+  return node.m_pChild0 || node.m_pChild1 || node.m_pChild2 || node.m_pItems || node.m_pNext;
+}
+
+}  // namespace
+
+// Trees can be deep (long statement lists, left-nested operator chains), so the
+// subtrees are released from an explicit work list instead of by recursion:
+// each released node has already given up its own subtrees.
+SyntaxNode::~SyntaxNode() {
+  if (!OwnsAnything(*this)) return;
+  std::vector<NodePtr> pending;
+  DetachOwned(*this, pending);
+  while (!pending.empty()) {
+    NodePtr node = std::move(pending.back());
+    pending.pop_back();
+    DetachOwned(*node, pending);
+  }
+}
+
+NodePtr NewNode(NodeKind kind) {
+  NodePtr node(new (std::nothrow) SyntaxNode());
+  if (!node) return nullptr;
+  node->m_nKind = kind;
+  node->m_nLine = theGlobal.m_nLineNo;
+  return node;
+}
+
+void FreeNode(NodePtr& holder) {
+  holder.reset();
+}
+
+void AppendItem(NodePtr& head, NodePtr item) {
+  if (!item) return;
+  if (!head) {
+    item->m_pPrev = nullptr;
+    head = std::move(item);
+    return;
+  }
+  SyntaxNode* tail = head.get();
+  while (tail->m_pNext) tail = tail->m_pNext.get();
+  item->m_pPrev = tail;
+  tail->m_pNext = std::move(item);
+}
+
+}  // namespace setup
