@@ -2,12 +2,16 @@
 // window, the value stack's edge cases, the include stack, the release order
 // and the built-in table.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cstring>
 #include <string>
 
 #include "builtins/table.h"
+#include "common/package_writer.h"
+#include "entry/action.h"
 #include "entry/global.h"
+#include "entry/startup.h"
 #include "platform/sim/machine.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
@@ -252,7 +256,9 @@ TEST_F(StoreTest, AllocGlobalsPreparesEveryGlobal) {
   EXPECT_EQ(theVariables.Find("names")->m_pArray->m_Strings.size(), 3u);
   EXPECT_EQ(theVariables.Find("n")->m_nNum, 0);
 
-  theVariables.Append(Named(ValueType::None, "odd"), "odd");
+  VariablePtr odd = Named(ValueType::Num, "odd");
+  odd->m_nType = ValueType::None;
+  theVariables.Append(std::move(odd), "odd");
   EXPECT_EQ(AllocGlobals(), 0);
 }
 
@@ -381,6 +387,85 @@ TEST_F(StoreTest, HandlersReadArgumentsFromTheTopOfTheStack) {
   EXPECT_FALSE(ArgNum(0, 3, &number));  // a string has no number
   EXPECT_EQ(ArgText(0, 9), nullptr);    // more than the stack holds
   EXPECT_EQ(ArgText(3, 3), nullptr);
+}
+
+// ---- Action on one load --------------------------------------------------------------------
+
+const plat::HMODULE kModule =
+    reinterpret_cast<plat::HMODULE>(static_cast<std::uintptr_t>(0x10000000));
+
+class ActionTest : public StoreTest {
+ protected:
+  void Load(const std::string& script) {
+    std::vector<char> module = {'M', 'Z'};
+    std::string error;
+    ASSERT_TRUE(
+        pack::AppendPackage(module, {{"setup.cxx", {script.begin(), script.end()}}}, &error))
+        << error;
+    ASSERT_TRUE(sim::SetModule(kModule, "C:\\Setup\\Setup.dll", module));
+    ASSERT_EQ(DllMain(kModule, kDllProcessAttach, nullptr), plat::TRUE) << m_Out;
+    m_Out.clear();
+  }
+  void TearDown() override {
+    DllMain(kModule, kDllProcessDetach, nullptr);
+    theGlobal.m_hModule = nullptr;
+    StoreTest::TearDown();
+  }
+  std::string Expanded() { return sim::GetFile("C:\\WINDOWS\\setup.cxx.e").value_or("<none>"); }
+};
+
+TEST_F(ActionTest, ParametersBecomeThePrelude) {
+  Load("num main() {\r\n  return _Parameters_Num\r\n}\r\n");
+  sim::SetFixedTime(plat::SYSTEMTIME{2008, 5, 3, 7, 20, 4, 0, 0});
+  EXPECT_EQ(Action("/a/b x /\tc /"), 4);
+  const std::string expanded = Expanded();
+  EXPECT_EQ(expanded.substr(0, expanded.find("num main")),
+            "///Generate By Halden.Ru.      [2008.5.7 28:4]\r\n"
+            "num _Parameters_Num = 4 \r\n"
+            "string _Parameters[4]={\"a\",\"b\",\"\tc\",\"\",}\r\n");
+  sim::SetFixedTime(std::nullopt);
+
+  // No parameters: two prelude lines; a later call rewrites the file.
+  EXPECT_EQ(Action("install"), 0);
+  EXPECT_EQ(Expanded().find("string _Parameters"), std::string::npos);
+  EXPECT_NE(m_Out.find("not any module parameters."), std::string::npos);
+}
+
+TEST_F(ActionTest, ParameterCountAndLengthLimits) {
+  Load("num main() {\r\n  return _Parameters_Num\r\n}\r\n");
+  std::string command;
+  for (int i = 0; i < 99; ++i) command += "/p" + std::to_string(i) + " ";
+  EXPECT_EQ(Action(command.c_str()), 99);
+  ASSERT_TRUE(sim::PutFile("C:\\WINDOWS\\setup.cxx.e", "untouched"));
+  m_Out.clear();
+  EXPECT_EQ(Action((command + "/last").c_str()), -1);
+  EXPECT_EQ(m_Out, "\ntoo many in put parameters.");
+  EXPECT_EQ(Expanded(), "untouched");
+
+  m_Out.clear();
+  EXPECT_EQ(Action(("/" + std::string(252, 'x')).c_str()), 1);
+  EXPECT_EQ(Action(("/ok /" + std::string(253, 'x')).c_str()), -1);
+  EXPECT_NE(m_Out.find("\nparameter 2 is longer than 252 characters."), std::string::npos);
+  EXPECT_EQ(Action(nullptr), 0);
+}
+
+TEST_F(ActionTest, RepeatedCallsStartCleanAndKeepMemoryFlat) {
+  Load(
+      "num g[3] = {1, 2, 3}\r\nstring s = \"x\"\r\n"
+      "num f(num n) {\r\n  string t = s + \"y\"\r\n  return n + g[2]\r\n}\r\n"
+      "num main() {\r\n  return f(_Parameters_Num)\r\n}\r\n");
+  for (int i = 0; i < 10; ++i) ASSERT_EQ(Action("/a"), 4);
+  const std::size_t before = mallinfo2().uordblks;
+  for (int i = 0; i < 1000; ++i) {
+    m_Out.clear();  // keeps its capacity
+    ASSERT_EQ(Action("/a /b"), 5);
+    ASSERT_EQ(theGlobal.ErrorFlag, 0);
+    ASSERT_TRUE(theVariables.Empty());
+    ASSERT_TRUE(theValueStack.empty());
+  }
+  const std::size_t after = mallinfo2().uordblks;
+  EXPECT_LT(after, before + 4096) << "heap grew from " << before << " to " << after;
+  EXPECT_EQ(m_Events, "");  // no "memory leak" box from a dirty table
 }
 
 }  // namespace

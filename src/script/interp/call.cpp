@@ -55,12 +55,12 @@ VariablePtr DefaultResult(ValueType type) {
 }
 
 int CallTail(const char* name) {
-  ReportError("   see the declare of external function '%s'.", name);
+  if (!RunAbandoned()) ReportError("   see the declare of external function '%s'.", name);
   return FailWith("Error in CallT()");
 }
 
 int InLineTail(const char* name) {
-  ReportError("see the declare of internal function '%s'.", name);
+  if (!RunAbandoned()) ReportError("see the declare of internal function '%s'.", name);
   return FailWith("Error in InLineFunT()");
 }
 
@@ -166,12 +166,8 @@ int CallT(SyntaxNode* node) {
     ReportError("The function '%s' had not defined so far.", name);
     return CallTail(name);
   }
-  if (!StackHasRoom()) {
-    ReportError("call stack overflow in '%s'.", name);
-    return CallTail(name);
-  }
   if (!_before_gen_callexfun(node)) {
-    ReportError("_before_gen_callexfun() of '%s' failed.", name);
+    if (!RunAbandoned()) ReportError("_before_gen_callexfun() of '%s' failed.", name);
     return CallTail(name);
   }
   if (!EnterFunction(function->m_szName)) return CallTail(name);
@@ -181,7 +177,7 @@ int CallT(SyntaxNode* node) {
     return CallTail(name);
   }
   if (!Generate(body)) {
-    ReportError("Generate '%s' failed.", name);
+    if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
     return CallTail(name);
   }
 
@@ -237,7 +233,7 @@ int _after_gen_callinlinefun(SyntaxNode* node) {
 int InLineFunT(SyntaxNode* node) {
   const char* name = NameOf(node);
   if (!_before_gen_callinlinefun(node)) {
-    ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
+    if (!RunAbandoned()) ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);
   }
   const BuiltinEntry* entry = GetBuiltinEntry(name);
@@ -294,7 +290,7 @@ int PrepareMainCall(NodePtr& node) {
 }
 
 int RunMain(std::int32_t* result) {
-  theGlobal.m_nSteps = 0;
+  ResetRunLimits();
   NodePtr call;
   int ok = AllocGlobals() && FindFunction("main") != nullptr;
   for (std::size_t i = 0; ok && i < theStatements.size(); ++i) {

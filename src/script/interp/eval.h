@@ -61,6 +61,14 @@ VariablePtr MakeString(const std::optional<std::string>& text);
 // Marks the run as failed and passes the evaluator's trace line on.
 int FailWith(const char* trace);
 
+// A run stopped by a limit (host stack, step budget) unwinds many levels at
+// once; after the limit's own report the calls on the way up stay silent, so
+// the output does not depend on how deep the run was.
+void AbandonRun();
+bool RunAbandoned();
+// Clears the mark at the start of a run.
+void ResetRunLimits();
+
 // "NUM" or "STRING": the type word of the system's messages.
 const char* TypeWord(ValueType type);
 

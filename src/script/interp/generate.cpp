@@ -11,6 +11,8 @@ namespace setup {
 
 namespace {
 
+bool s_bAbandoned = false;  // a limit stopped the run; see AbandonRun
+
 // Runs the evaluator of one node; -1 for a kind without an evaluator.
 int Dispatch(SyntaxNode* node) {
   switch (node->m_nKind) {
@@ -60,8 +62,9 @@ bool TakeStep() {
   if (theGlobal.m_nStepLimit == 0) return true;
   if (theGlobal.m_nSteps >= theGlobal.m_nStepLimit) {
     // Report once; the failure then unwinds the whole run.
-    if (theGlobal.m_nSteps++ == theGlobal.m_nStepLimit) {
+    if (!s_bAbandoned) {
       ReportError("step limit of %u evaluation steps reached.", theGlobal.m_nStepLimit);
+      AbandonRun();
     }
     return false;
   }
@@ -74,7 +77,14 @@ bool TakeStep() {
 int Generate(SyntaxNode* node) {
   for (SyntaxNode* current = node; current != nullptr; current = current->m_pNext.get()) {
     if (!StackHasRoom()) {
-      ReportError("statements nested too deeply.");
+      // Deep recursion or a very deep expression: named after the function
+      // running when the host stack ran short.
+      const CallFrame* frame = TopFrame();
+      if (!s_bAbandoned) {
+        ReportError("call stack overflow in '%s'.",
+                    frame != nullptr ? frame->m_szFunName.c_str() : "(global)");
+      }
+      AbandonRun();
       return FailWith("Error in Generate()");
     }
     if (!TakeStep() || Dispatch(current) <= 0) return FailWith("Error in Generate()");
@@ -104,6 +114,17 @@ int ExternalFunT(SyntaxNode*) {
 }
 
 // ---- Shared helpers ------------------------------------------------------------------
+
+void AbandonRun() {
+  s_bAbandoned = true;
+}
+bool RunAbandoned() {
+  return s_bAbandoned;
+}
+void ResetRunLimits() {
+  s_bAbandoned = false;
+  theGlobal.m_nSteps = 0;
+}
 
 VariablePtr EvaluateOperand(SyntaxNode* node) {
   if (node == nullptr) return nullptr;

@@ -1,0 +1,1 @@
+--answer no --put data/tool.exe --fast-sleep

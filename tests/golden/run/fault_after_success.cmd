@@ -1,0 +1,4 @@
+--fail CreateFile:5:6
+/first
+/second
+/third

@@ -1,0 +1,3 @@
+--fail ReadFile:5:2
+/first
+/second

@@ -1,0 +1,3 @@
+--fail CreateFile:5:3
+/first
+/second

@@ -1,0 +1,4 @@
+// A script without main compiles; the run fails without a message.
+num helper() {
+  return 1
+}

@@ -1,0 +1,4 @@
+
+
+install
+no slash here

@@ -1,0 +1,1 @@
+--step-limit 500
