@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -73,13 +72,7 @@ class StartupTest : public ::testing::Test {
     ASSERT_TRUE(sim::PutFile(windowsDir + "\\system32\\newdev.dll", "library"));
   }
 
-  plat::BOOL Attach() {
-    const plat::BOOL result = DllMain(kModule, kDllProcessAttach, nullptr);
-    if (!result)
-      std::fprintf(stderr, "attach refused; stdout: %s\nevents: %s\n", m_Out.c_str(),
-                   m_Events.c_str());
-    return result;
-  }
+  plat::BOOL Attach() { return DllMain(kModule, kDllProcessAttach, nullptr); }
   void Detach() { DllMain(kModule, kDllProcessDetach, nullptr); }
 
   std::string m_Out;
@@ -127,15 +120,6 @@ TEST_F(StartupTest, WindowsDirectoryFollowsTheSystemDirectory) {
   EXPECT_EQ(DirValue("WINDIR_TEMP"), "C:\\WINNT\\Temp");
   EXPECT_NE(plat::GetFileAttributesA("C:\\WINNT\\Temp"), plat::INVALID_FILE_ATTRIBUTES);
   EXPECT_EQ(plat::GetFileAttributesA("C:\\WINNT\\inf"), plat::INVALID_FILE_ATTRIBUTES);
-}
-
-TEST_F(StartupTest, WindowsDirectoryOnAnotherDrive) {
-  UseWindowsDirectory("D:\\OS\\Win");
-  InstallScript();
-  ASSERT_EQ(Attach(), plat::TRUE) << m_Out;
-  EXPECT_EQ(DirValue("WINDIR"), "D:\\OS\\Win");
-  EXPECT_EQ(DirValue("WINDIR_INF"), "D:\\OS\\Win\\inf");
-  EXPECT_EQ(DirValue("WINDIR_ROOT"), "D:");
 }
 
 TEST_F(StartupTest, ThreadNotificationsChangeNothing) {
@@ -305,13 +289,16 @@ TEST_F(StartupTest, ShortWindowsDirectoryHasNoRoot) {
 }
 
 TEST_F(StartupTest, ScriptPathLongerThan255CharactersRefusesToLoad) {
-  const std::string windowsDir = "C:\\" + std::string(240, 'w');
+  // Long enough for a 259-character script path, short enough that the
+  // system directory's files still fit the platform's path limit.
+  const std::string windowsDir = "C:\\" + std::string(233, 'w');
   UseWindowsDirectory(windowsDir);
-  InstallScript("a_rather_long_script_name.cxx");
+  const std::string longName = "a_rather_long_name.cxx";
+  InstallScript(longName);
   EXPECT_EQ(Attach(), plat::FALSE);
   EXPECT_EQ(m_Events, "[msgbox] Prompt: Not any script section -> 1\n");
   EXPECT_STREQ(theGlobal.m_szFileName, "");
-  EXPECT_FALSE(sim::GetFile(windowsDir + "\\a_rather_long_script_name.cxx").has_value());
+  EXPECT_FALSE(sim::GetFile(windowsDir + "\\" + longName).has_value()) << "removed again";
 
   // 255 characters still fit.
   m_Events.clear();
