@@ -1,0 +1,3 @@
+include "C:\fuzz.cxx"
+include WINDIR
+num x = !y
