@@ -636,8 +636,21 @@ Profile& GetProfile() {
   return M().profile;
 }
 
+namespace {
+// The control interface may place files on any drive: make the drive exist.
+void EnsureDrive(const std::string& windowsPath) {
+  if (windowsPath.size() >= 2 && windowsPath[1] == ':' &&
+      std::isalpha(static_cast<unsigned char>(windowsPath[0]))) {
+    std::error_code ec;
+    char drive = static_cast<char>(std::toupper(static_cast<unsigned char>(windowsPath[0])));
+    fs::create_directories(FsRoot() / std::string(1, drive), ec);
+  }
+}
+}  // namespace
+
 bool SetModule(plat::HMODULE module, const std::string& windowsPath,
                const std::vector<char>& bytes) {
+  EnsureDrive(windowsPath);
   Resolved r = Resolve(windowsPath.c_str());
   if (r.error != 0 || r.isDirectory) return false;
   std::error_code ec;
@@ -657,6 +670,7 @@ std::string HostPath(const std::string& windowsPath) {
 }
 
 bool PutFile(const std::string& windowsPath, std::string_view content) {
+  EnsureDrive(windowsPath);
   Resolved r = Resolve(windowsPath.c_str());
   if (r.error != 0 || r.isDirectory) return false;
   std::error_code ec;

@@ -175,6 +175,24 @@ void ClearFailures();
 // How many restarts ExitWindowsEx has recorded on this machine (persisted).
 int RestartRequests();
 
+// Whether a registry key was opened to everyone (RegSetKeySecurity with a
+// present, null DACL); none when the key does not exist.
+std::optional<bool> KeyOpenToEveryone(plat::HKEY root, const std::string& path);
+
+// A service of the service control manager.
+struct Service {
+  std::string name;
+  std::string displayName;
+  plat::DWORD type = 0;
+  plat::DWORD startType = 0;
+  plat::DWORD errorControl = 0;
+  std::string imagePath;
+  std::string group;
+  bool running = false;
+  bool markedForDelete = false;  // removed once stopped and no handle is open
+};
+std::vector<Service> Services();
+
 // A device node of the device manager.
 struct Device {
   std::string instanceId;                // "ROOT\NET\0000"

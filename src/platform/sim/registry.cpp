@@ -1,0 +1,586 @@
+// The registry of the simulated machine: four root trees of keys with
+// case-insensitive names (case preserved), typed values, open handles with
+// access rights, and the security descriptor calls that open a key to everyone.
+#include <algorithm>
+#include <cstring>
+
+#include "platform/sim/simcore.h"
+#include "platform/winapi.h"
+
+namespace sim::detail {
+namespace {
+
+using plat::BYTE;
+using plat::DWORD;
+using plat::HKEY;
+using plat::LONG;
+using plat::REGSAM;
+
+constexpr LONG kErrorBadPathname = 161;
+constexpr LONG kErrorKeyDeleted = 1018;
+constexpr DWORD kErrorUnknownRevision = 1305;
+constexpr DWORD kErrorInvalidSecurityDescr = 1338;
+constexpr REGSAM kGenericRead = 0x80000000u;
+constexpr REGSAM kGenericWrite = 0x40000000u;
+constexpr REGSAM kGenericAll = 0x10000000u;
+constexpr REGSAM kMaximumAllowed = 0x02000000u;
+constexpr plat::WORD kDaclPresent = 0x4;
+constexpr plat::WORD kDaclDefaulted = 0x8;
+
+struct RegValue {
+  std::string name;
+  DWORD type = plat::REG_NONE;
+  std::vector<BYTE> data;
+};
+
+struct RegKey {
+  std::string name;
+  std::vector<std::shared_ptr<RegKey>> children;  // sorted without regard to case
+  std::vector<RegValue> values;                   // in creation order
+  bool openToEveryone = false;                    // a present, null DACL was applied
+  bool deleted = false;                           // handles to it answer ERROR_KEY_DELETED
+};
+using KeyPtr = std::shared_ptr<RegKey>;
+
+// The layout of an absolute SECURITY_DESCRIPTOR.
+struct SecurityDescriptor {
+  BYTE revision;
+  BYTE sbz1;
+  plat::WORD control;
+  void* owner;
+  void* group;
+  void* sacl;
+  void* dacl;
+};
+static_assert(sizeof(SecurityDescriptor) <= plat::SECURITY_DESCRIPTOR_MIN_LENGTH);
+
+struct KeyHandle : Object {
+  KeyPtr key;
+  REGSAM access = 0;
+};
+
+constexpr const char* kRootNames[] = {"HKEY_CLASSES_ROOT", "HKEY_CURRENT_USER",
+                                      "HKEY_LOCAL_MACHINE", "HKEY_USERS"};
+KeyPtr theRoots[4];
+
+KeyPtr& Root(std::size_t index) {
+  if (!theRoots[index]) {
+    theRoots[index] = std::make_shared<RegKey>();
+    theRoots[index]->name = kRootNames[index];
+  }
+  return theRoots[index];
+}
+
+int RootIndex(HKEY key) {
+  auto value = reinterpret_cast<std::uintptr_t>(key);
+  if (value >= 0x80000000u && value <= 0x80000003u) return static_cast<int>(value - 0x80000000u);
+  return -1;
+}
+
+REGSAM Normalize(REGSAM access) {
+  if (access & kGenericRead) access |= plat::KEY_READ;
+  if (access & kGenericWrite) access |= plat::KEY_WRITE;
+  if (access & (kGenericAll | kMaximumAllowed)) access |= plat::KEY_ALL_ACCESS;
+  return access;
+}
+
+// The key a handle refers to, with its access rights; *status tells why not.
+KeyPtr Base(HKEY handle, REGSAM* access, LONG* status) {
+  int root = RootIndex(handle);
+  if (root >= 0) {
+    *access = plat::KEY_ALL_ACCESS;
+    return Root(static_cast<std::size_t>(root));
+  }
+  auto* h = Find<KeyHandle>(handle);
+  if (!h) {
+    *status = static_cast<LONG>(plat::ERROR_INVALID_HANDLE);
+    return nullptr;
+  }
+  if (h->key->deleted) {
+    *status = kErrorKeyDeleted;
+    return nullptr;
+  }
+  *access = h->access;
+  return h->key;
+}
+
+bool SplitPath(const char* path, std::vector<std::string>* parts, LONG* status) {
+  parts->clear();
+  if (path == nullptr) return true;
+  if (path[0] == '\\') {
+    *status = kErrorBadPathname;
+    return false;
+  }
+  std::string current;
+  for (const char* p = path;; ++p) {
+    if (*p == '\\' || *p == '\0') {
+      if (current.size() > 255) {
+        *status = static_cast<LONG>(plat::ERROR_INVALID_PARAMETER);
+        return false;
+      }
+      if (!current.empty()) parts->push_back(current);
+      current.clear();
+      if (*p == '\0') break;
+    } else {
+      current += *p;
+    }
+  }
+  return true;
+}
+
+KeyPtr Child(const KeyPtr& key, const std::string& name) {
+  for (const KeyPtr& child : key->children) {
+    if (EqualNoCase(child->name, name)) return child;
+  }
+  return nullptr;
+}
+
+KeyPtr Walk(KeyPtr key, const std::vector<std::string>& parts) {
+  for (const std::string& part : parts) {
+    key = Child(key, part);
+    if (!key) return nullptr;
+  }
+  return key;
+}
+
+KeyPtr AddChild(const KeyPtr& key, const std::string& name) {
+  auto child = std::make_shared<RegKey>();
+  child->name = name;
+  auto at = std::lower_bound(
+      key->children.begin(), key->children.end(), name,
+      [](const KeyPtr& k, const std::string& n) { return Lower(k->name) < Lower(n); });
+  key->children.insert(at, child);
+  return child;
+}
+
+// Creates the missing keys of a path; answers the last one.
+KeyPtr CreatePath(KeyPtr key, const std::vector<std::string>& parts, bool* created) {
+  *created = false;
+  for (const std::string& part : parts) {
+    KeyPtr next = Child(key, part);
+    if (!next) {
+      next = AddChild(key, part);
+      *created = true;
+    }
+    key = next;
+  }
+  return key;
+}
+
+void MarkDeleted(const KeyPtr& key) {
+  key->deleted = true;
+  for (const KeyPtr& child : key->children) MarkDeleted(child);
+}
+
+// Removes `key` from its parent (the key the path walks to before it).
+void Unlink(const KeyPtr& parent, const KeyPtr& key) {
+  auto& siblings = parent->children;
+  siblings.erase(std::remove(siblings.begin(), siblings.end(), key), siblings.end());
+  MarkDeleted(key);
+}
+
+RegValue* FindValue(const KeyPtr& key, const char* name) {
+  std::string wanted = name ? name : "";
+  for (RegValue& value : key->values) {
+    if (EqualNoCase(value.name, wanted)) return &value;
+  }
+  return nullptr;
+}
+
+void SetValue(const KeyPtr& key, const std::string& name, DWORD type, const BYTE* data,
+              std::size_t size) {
+  RegValue* value = FindValue(key, name.c_str());
+  if (!value) {
+    key->values.push_back({name, type, {}});
+    value = &key->values.back();
+  }
+  value->type = type;
+  value->data.assign(data, data + size);
+}
+
+std::string Hex(const std::vector<BYTE>& data) {
+  static const char kDigits[] = "0123456789abcdef";
+  std::string out;
+  for (BYTE b : data) {
+    out += kDigits[b >> 4];
+    out += kDigits[b & 0xF];
+  }
+  return out;
+}
+
+std::vector<BYTE> Unhex(const std::string& text) {
+  auto digit = [](char c) -> int {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return 0;
+  };
+  std::vector<BYTE> out;
+  for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
+    out.push_back(static_cast<BYTE>(digit(text[i]) * 16 + digit(text[i + 1])));
+  }
+  return out;
+}
+
+Json Save(const KeyPtr& key) {
+  Json node = Json::object();
+  node["name"] = key->name;
+  if (key->openToEveryone) node["everyone"] = true;
+  Json values = Json::array();
+  for (const RegValue& value : key->values) {
+    values.push_back({{"name", value.name}, {"type", value.type}, {"data", Hex(value.data)}});
+  }
+  node["values"] = values;
+  Json children = Json::array();
+  for (const KeyPtr& child : key->children) children.push_back(Save(child));
+  node["keys"] = children;
+  return node;
+}
+
+void Load(const KeyPtr& key, const Json& node, int depth) {
+  key->openToEveryone = node.value("everyone", false);
+  for (const Json& value : node.value("values", Json::array())) {
+    std::vector<BYTE> data = Unhex(value.value("data", std::string()));
+    SetValue(key, value.value("name", std::string()), value.value("type", plat::REG_NONE),
+             data.data(), data.size());
+  }
+  if (depth > 512) return;  // a corrupt, absurdly deep state file
+  for (const Json& child : node.value("keys", Json::array())) {
+    std::string name = child.value("name", std::string());
+    if (name.empty() || Child(key, name)) continue;
+    Load(AddChild(key, name), child, depth + 1);
+  }
+}
+
+template <class T>
+T Fail(DWORD code, T result) {
+  SetError(code);
+  return result;
+}
+
+KeyPtr PathKey(HKEY root, const std::string& path, bool create) {
+  int index = RootIndex(root);
+  if (index < 0) return nullptr;
+  std::vector<std::string> parts;
+  LONG status = 0;
+  if (!SplitPath(path.c_str(), &parts, &status)) return nullptr;
+  bool created = false;
+  KeyPtr base = Root(static_cast<std::size_t>(index));
+  return create ? CreatePath(base, parts, &created) : Walk(base, parts);
+}
+
+}  // namespace
+
+void LoadRegistry(const Json& state) {
+  for (std::size_t i = 0; i < 4; ++i) {
+    theRoots[i].reset();
+    Root(i);
+  }
+  if (state.contains("registry")) {
+    const Json& registry = state["registry"];
+    for (std::size_t i = 0; i < 4; ++i) {
+      if (registry.contains(kRootNames[i])) Load(Root(i), registry[kRootNames[i]], 0);
+    }
+    return;
+  }
+  // A fresh machine's registry.
+  bool created = false;
+  for (const char* path :
+       {"SOFTWARE", "SYSTEM\\CurrentControlSet\\Services",
+        "SYSTEM\\CurrentControlSet\\Control\\Class", "SYSTEM\\CurrentControlSet\\Enum"}) {
+    std::vector<std::string> parts;
+    LONG status = 0;
+    SplitPath(path, &parts, &status);
+    CreatePath(Root(2), parts, &created);
+  }
+  CreatePath(Root(1), {"Software"}, &created);
+  CreatePath(Root(3), {".DEFAULT"}, &created);
+}
+
+void SaveRegistry(Json& state) {
+  Json registry = Json::object();
+  for (std::size_t i = 0; i < 4; ++i) registry[kRootNames[i]] = Save(Root(i));
+  state["registry"] = registry;
+}
+
+bool RegWriteString(HKEY root, const std::string& path, const std::string& name,
+                    const std::string& value) {
+  KeyPtr key = PathKey(root, path, true);
+  if (!key) return false;
+  SetValue(key, name, plat::REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), value.size() + 1);
+  return true;
+}
+
+bool RegWriteDword(HKEY root, const std::string& path, const std::string& name, DWORD value) {
+  KeyPtr key = PathKey(root, path, true);
+  if (!key) return false;
+  SetValue(key, name, plat::REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
+  return true;
+}
+
+bool RegDeleteTree(HKEY root, const std::string& path) {
+  std::size_t cut = path.find_last_of('\\');
+  KeyPtr parent = PathKey(root, cut == std::string::npos ? "" : path.substr(0, cut), false);
+  if (!parent) return false;
+  KeyPtr key = Child(parent, cut == std::string::npos ? path : path.substr(cut + 1));
+  if (!key) return false;
+  Unlink(parent, key);
+  return true;
+}
+
+}  // namespace sim::detail
+
+namespace sim {
+
+std::optional<bool> KeyOpenToEveryone(plat::HKEY root, const std::string& path) {
+  detail::KeyPtr key = detail::PathKey(root, path, false);
+  if (!key) return std::nullopt;
+  return key->openToEveryone;
+}
+
+}  // namespace sim
+
+namespace plat {
+
+using namespace sim::detail;
+using sim::Op;
+
+LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD, REGSAM access, HKEY* result) {
+  if (result) *result = nullptr;
+  DWORD code = 0;
+  if (Inject(Op::RegOpenKey, &code)) return static_cast<LONG>(code);
+  if (result == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
+  REGSAM baseAccess = 0;
+  LONG status = 0;
+  KeyPtr base = Base(key, &baseAccess, &status);
+  if (!base) return status;
+  std::vector<std::string> parts;
+  if (!SplitPath(subKey, &parts, &status)) return status;
+  KeyPtr target = Walk(base, parts);
+  if (!target) return static_cast<LONG>(ERROR_FILE_NOT_FOUND);
+  auto handle = std::make_unique<KeyHandle>();
+  handle->key = target;
+  handle->access = Normalize(access);
+  *result = AddHandle(std::move(handle));
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+LONG RegOpenKeyA(HKEY key, LPCSTR subKey, HKEY* result) {
+  if (RootIndex(key) >= 0 && (subKey == nullptr || *subKey == '\0') && result) {
+    DWORD code = 0;
+    if (Inject(Op::RegOpenKey, &code)) return static_cast<LONG>(code);
+    *result = key;
+    return static_cast<LONG>(ERROR_SUCCESS);
+  }
+  return RegOpenKeyExA(key, subKey, 0, kMaximumAllowed, result);
+}
+
+LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD, REGSAM access,
+                     SECURITY_ATTRIBUTES*, HKEY* result, DWORD* disposition) {
+  if (result) *result = nullptr;
+  DWORD code = 0;
+  if (Inject(Op::RegCreateKey, &code)) return static_cast<LONG>(code);
+  if (result == nullptr || subKey == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
+  REGSAM baseAccess = 0;
+  LONG status = 0;
+  KeyPtr base = Base(key, &baseAccess, &status);
+  if (!base) return status;
+  std::vector<std::string> parts;
+  if (!SplitPath(subKey, &parts, &status)) return status;
+  bool created = false;
+  KeyPtr target = CreatePath(base, parts, &created);
+  auto handle = std::make_unique<KeyHandle>();
+  handle->key = target;
+  handle->access = Normalize(access);
+  *result = AddHandle(std::move(handle));
+  if (disposition) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+LONG RegCloseKey(HKEY key) {
+  if (RootIndex(key) >= 0) return static_cast<LONG>(ERROR_SUCCESS);
+  if (!Find<KeyHandle>(key)) return static_cast<LONG>(ERROR_INVALID_HANDLE);
+  RemoveHandle(key);
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+LONG RegSetValueExA(HKEY key, LPCSTR valueName, DWORD, DWORD type, const BYTE* data, DWORD size) {
+  DWORD code = 0;
+  if (Inject(Op::RegSetValue, &code)) return static_cast<LONG>(code);
+  REGSAM access = 0;
+  LONG status = 0;
+  KeyPtr target = Base(key, &access, &status);
+  if (!target) return status;
+  if (!(access & KEY_SET_VALUE)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  if (data == nullptr && size > 0) return static_cast<LONG>(kErrorNoAccess);
+  static const BYTE kEmpty = 0;
+  SetValue(target, valueName ? valueName : "", type, data ? data : &kEmpty, size);
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+LONG RegQueryValueExA(HKEY key, LPCSTR valueName, DWORD* reserved, DWORD* type, BYTE* data,
+                      DWORD* size) {
+  DWORD code = 0;
+  if (Inject(Op::RegQueryValue, &code)) return static_cast<LONG>(code);
+  REGSAM access = 0;
+  LONG status = 0;
+  KeyPtr target = Base(key, &access, &status);
+  if (!target) return status;
+  if (!(access & KEY_QUERY_VALUE)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  if (reserved != nullptr || (data != nullptr && size == nullptr)) {
+    return static_cast<LONG>(ERROR_INVALID_PARAMETER);
+  }
+  const RegValue* value = FindValue(target, valueName);
+  if (!value) return static_cast<LONG>(ERROR_FILE_NOT_FOUND);
+  if (type) *type = value->type;
+  auto needed = static_cast<DWORD>(value->data.size());
+  if (data == nullptr) {
+    if (size) *size = needed;
+    return static_cast<LONG>(ERROR_SUCCESS);
+  }
+  if (*size < needed) {
+    *size = needed;
+    return static_cast<LONG>(ERROR_MORE_DATA);
+  }
+  if (needed > 0) std::memcpy(data, value->data.data(), needed);
+  *size = needed;
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, LPSTR className,
+                   DWORD* classSize, FILETIME* lastWrite) {
+  DWORD code = 0;
+  if (Inject(Op::RegEnumKey, &code)) return static_cast<LONG>(code);
+  REGSAM access = 0;
+  LONG status = 0;
+  KeyPtr target = Base(key, &access, &status);
+  if (!target) return status;
+  if (!(access & KEY_ENUMERATE_SUB_KEYS)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  if (name == nullptr || nameSize == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
+  if (index >= target->children.size()) return static_cast<LONG>(ERROR_NO_MORE_ITEMS);
+  const std::string& child = target->children[index]->name;
+  if (child.size() + 1 > *nameSize) return static_cast<LONG>(ERROR_MORE_DATA);
+  std::memcpy(name, child.c_str(), child.size() + 1);
+  *nameSize = static_cast<DWORD>(child.size());
+  if (className && classSize && *classSize > 0) className[0] = '\0';
+  if (classSize) *classSize = 0;
+  if (lastWrite) *lastWrite = FILETIME{0, 0};
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+LONG RegEnumKeyA(HKEY key, DWORD index, LPSTR name, DWORD nameSize) {
+  DWORD size = nameSize;
+  return RegEnumKeyExA(key, index, name, &size, nullptr, nullptr, nullptr, nullptr);
+}
+
+namespace {
+
+// Finds the key a delete call names; an empty path names the handle's own key.
+LONG DeleteTarget(HKEY key, LPCSTR subKey, KeyPtr* parent, KeyPtr* target) {
+  REGSAM access = 0;
+  LONG status = 0;
+  KeyPtr base = Base(key, &access, &status);
+  if (!base) return status;
+  if (subKey == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
+  std::vector<std::string> parts;
+  if (!SplitPath(subKey, &parts, &status)) return status;
+  if (parts.empty()) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  std::string last = parts.back();
+  parts.pop_back();
+  *parent = Walk(base, parts);
+  *target = *parent ? Child(*parent, last) : nullptr;
+  if (!*target) return static_cast<LONG>(ERROR_FILE_NOT_FOUND);
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+}  // namespace
+
+LONG RegDeleteKeyA(HKEY key, LPCSTR subKey) {
+  DWORD code = 0;
+  if (Inject(Op::RegDeleteKey, &code)) return static_cast<LONG>(code);
+  KeyPtr parent, target;
+  LONG status = DeleteTarget(key, subKey, &parent, &target);
+  if (status != 0) return status;
+  if (!target->children.empty()) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  Unlink(parent, target);
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+LONG RegDeleteValueA(HKEY key, LPCSTR valueName) {
+  DWORD code = 0;
+  if (Inject(Op::RegDeleteValue, &code)) return static_cast<LONG>(code);
+  REGSAM access = 0;
+  LONG status = 0;
+  KeyPtr target = Base(key, &access, &status);
+  if (!target) return status;
+  if (!(access & KEY_SET_VALUE)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  RegValue* value = FindValue(target, valueName);
+  if (!value) return static_cast<LONG>(ERROR_FILE_NOT_FOUND);
+  target->values.erase(target->values.begin() + (value - target->values.data()));
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+DWORD SHDeleteKeyA(HKEY key, LPCSTR subKey) {
+  DWORD code = 0;
+  if (Inject(Op::SHDeleteKey, &code)) return code;
+  KeyPtr parent, target;
+  LONG status = DeleteTarget(key, subKey, &parent, &target);
+  if (status != 0) return static_cast<DWORD>(status);
+  Unlink(parent, target);
+  return ERROR_SUCCESS;
+}
+
+LONG RegSetKeySecurity(HKEY key, DWORD information, PSECURITY_DESCRIPTOR descriptor) {
+  DWORD code = 0;
+  if (Inject(Op::RegSetKeySecurity, &code)) return static_cast<LONG>(code);
+  REGSAM access = 0;
+  LONG status = 0;
+  KeyPtr target = Base(key, &access, &status);
+  if (!target) return status;
+  if (descriptor == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
+  SecurityDescriptor sd;
+  std::memcpy(&sd, descriptor, sizeof sd);
+  if (sd.revision != SECURITY_DESCRIPTOR_REVISION) {
+    return static_cast<LONG>(kErrorInvalidSecurityDescr);
+  }
+  if (information & DACL_SECURITY_INFORMATION) {
+    if (!(access & WRITE_DAC)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+    target->openToEveryone = (sd.control & kDaclPresent) && sd.dacl == nullptr;
+  }
+  return static_cast<LONG>(ERROR_SUCCESS);
+}
+
+BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision) {
+  DWORD code = 0;
+  if (Inject(Op::InitializeSecurityDescriptor, &code)) return Fail(code, FALSE);
+  if (descriptor == nullptr) return Fail(kErrorNoAccess, FALSE);
+  if (revision != SECURITY_DESCRIPTOR_REVISION) return Fail(kErrorUnknownRevision, FALSE);
+  SecurityDescriptor sd{};
+  sd.revision = static_cast<BYTE>(revision);
+  std::memcpy(descriptor, &sd, sizeof sd);
+  SetError(ERROR_SUCCESS);
+  return TRUE;
+}
+
+BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL daclPresent, void* dacl,
+                               BOOL daclDefaulted) {
+  DWORD code = 0;
+  if (Inject(Op::SetSecurityDescriptorDacl, &code)) return Fail(code, FALSE);
+  if (descriptor == nullptr) return Fail(kErrorNoAccess, FALSE);
+  SecurityDescriptor sd;
+  std::memcpy(&sd, descriptor, sizeof sd);
+  if (sd.revision != SECURITY_DESCRIPTOR_REVISION) return Fail(kErrorInvalidSecurityDescr, FALSE);
+  sd.control = static_cast<WORD>(sd.control & ~(kDaclPresent | kDaclDefaulted));
+  if (daclPresent) {
+    sd.control |= kDaclPresent;
+    if (daclDefaulted) sd.control |= kDaclDefaulted;
+    sd.dacl = dacl;
+  } else {
+    sd.dacl = nullptr;
+  }
+  std::memcpy(descriptor, &sd, sizeof sd);
+  SetError(ERROR_SUCCESS);
+  return TRUE;
+}
+
+}  // namespace plat
