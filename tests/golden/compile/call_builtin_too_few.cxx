@@ -1,0 +1,1 @@
+num main() { getat("abc") return 0 }

@@ -1,0 +1,1 @@
+num main() { getat("abc", 1, 2) return 0 }

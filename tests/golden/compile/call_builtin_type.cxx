@@ -1,0 +1,1 @@
+num main() { getat(1, 1) return 0 }

@@ -1,0 +1,2 @@
+num f();
+num main() { return f(1) }

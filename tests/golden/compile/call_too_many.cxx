@@ -1,0 +1,2 @@
+num f(num a);
+num main() { return f(1, 2) }

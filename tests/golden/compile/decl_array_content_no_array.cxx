@@ -1,0 +1,2 @@
+num a
+num main() { a = {1} return a }

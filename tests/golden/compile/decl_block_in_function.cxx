@@ -1,0 +1,4 @@
+num main() {
+  { num x }
+  return 0
+}

@@ -1,0 +1,2 @@
+num main() { return 1 ;
+}

@@ -1,0 +1,2 @@
+num n
+num v[n]

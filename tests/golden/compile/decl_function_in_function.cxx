@@ -1,0 +1,4 @@
+num main() {
+  num helper() { return 1 }
+  return 0
+}

@@ -1,0 +1,2 @@
+num f() { return 1 }
+num f() { return 2 }

@@ -1,0 +1,1 @@
+num main() { num x if (1) { num x } return 0 }

@@ -1,0 +1,2 @@
+num f(num a);
+num f(num b) { return b }

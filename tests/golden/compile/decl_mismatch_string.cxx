@@ -1,0 +1,2 @@
+string f(num a);
+string f(string a) { return a }

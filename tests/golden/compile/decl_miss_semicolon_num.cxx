@@ -1,0 +1,2 @@
+num f()
+num x

@@ -1,0 +1,1 @@
+num f(num a, num a);

@@ -1,0 +1,1 @@
+string f(num a, string a);

@@ -1,0 +1,1 @@
+num f(bool a);

@@ -1,0 +1,3 @@
+string f() { return "a" }
+num g() { return 1 }
+string f();

@@ -1,0 +1,2 @@
+num a
+string a

@@ -1,0 +1,2 @@
+string s
+num main() { s = s + 1 return 0 }

@@ -1,0 +1,2 @@
+num m[2]
+num main() { return m[] }

@@ -1,0 +1,2 @@
+num m[2][3]
+num main() { return m[1] }

@@ -1,0 +1,2 @@
+num a
+num main() { a = "x" return 0 }

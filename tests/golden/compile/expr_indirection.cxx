@@ -1,0 +1,1 @@
+num main() { x = 1 return 0 }

@@ -1,0 +1,2 @@
+num a
+num main() { a = ; return 0 }

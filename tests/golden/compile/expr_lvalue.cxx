@@ -1,0 +1,2 @@
+num a
+num main() { 3 += a return 0 }

@@ -1,0 +1,1 @@
+num main() { "a" += "b" return 0 }

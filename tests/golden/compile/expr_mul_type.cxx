@@ -1,0 +1,2 @@
+string s
+num main() { s = s * s return 0 }

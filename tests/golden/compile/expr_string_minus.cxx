@@ -1,0 +1,2 @@
+string s
+num main() { s = "ab" - "cd" return 0 }

@@ -1,0 +1,2 @@
+string s
+num main() { s -= "b" return 0 }

@@ -1,0 +1,4 @@
+num shared = 5
+num helper(num x) { return x * 2 }
+end
+this is never read

@@ -1,0 +1,1 @@
+include "include\inc_self.cxx"

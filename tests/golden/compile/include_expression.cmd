@@ -1,0 +1,1 @@
+--check --put include/inc_defs.cxx --put include/inc_self.cxx

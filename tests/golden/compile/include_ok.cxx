@@ -1,0 +1,2 @@
+include "include\inc_defs.cxx"
+num main() { return shared + helper(2) }

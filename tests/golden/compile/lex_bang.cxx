@@ -1,0 +1,2 @@
+num x
+num main() { x = !x return 0 }

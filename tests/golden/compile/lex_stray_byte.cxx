@@ -1,0 +1,3 @@
+num a
+num main() { return a }
+a.b = 1

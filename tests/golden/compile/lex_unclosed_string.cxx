@@ -1,0 +1,2 @@
+string s = "abc
+num main() { return 0 }

@@ -1,0 +1,2 @@
+define F(x, y) x + y
+num main() { return F(1) }

@@ -1,0 +1,1 @@
+define 1X 2

@@ -1,0 +1,2 @@
+define N 3
+num n = N

@@ -1,0 +1,2 @@
+define INC include "x.cxx"
+num main() { INC return 0 }

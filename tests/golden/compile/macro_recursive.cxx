@@ -1,0 +1,2 @@
+define LOOP LOOP
+num main() { LOOP return 0 }

@@ -1,0 +1,1 @@
+define	TAB 1

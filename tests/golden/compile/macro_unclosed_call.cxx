@@ -1,0 +1,2 @@
+define F(x) x
+num main() { return F(1, 2

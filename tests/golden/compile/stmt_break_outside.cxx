@@ -1,0 +1,1 @@
+num main() { break return 0 }

@@ -1,0 +1,1 @@
+num main() { switch ("") { case "": { } case "": { } } return 0 }

@@ -1,0 +1,1 @@
+num main() { switch ("s") { case 1: { } } return 0 }

@@ -1,0 +1,1 @@
+num main() { continue return 0 }

@@ -1,0 +1,1 @@
+num main() { switch (1) { default: return 0 } }

@@ -1,0 +1,1 @@
+num main() { if () { } return 0 }

@@ -1,0 +1,1 @@
+num main() { if ("a") { } return 0 }

@@ -1,0 +1,1 @@
+num main() { _mscall 1 return 0 }

@@ -1,0 +1,1 @@
+num main() { switch (1) { return 0 } }

@@ -1,0 +1,1 @@
+num main() { switch () { } return 0 }

@@ -1,0 +1,1 @@
+num main() { num i while (i < 3) { } return i }

@@ -1,0 +1,1 @@
+num main() { while () { } return 0 }

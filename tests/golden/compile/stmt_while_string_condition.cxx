@@ -1,0 +1,1 @@
+num main() { while ("a") { } return 0 }
