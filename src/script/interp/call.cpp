@@ -35,7 +35,9 @@ VariablePtr FreshLocal(const Variable& local) {
     return nullptr;
   }
   if (local.m_pArray) {
-    value->m_pArray = local.m_pArray->CloneEmpty(static_cast<std::int32_t>(local.m_nType));
+    if (ReserveArrayElements(local.m_pArray->ElementCount())) {
+      value->m_pArray = local.m_pArray->CloneEmpty(static_cast<std::int32_t>(local.m_nType));
+    }
     if (!value->m_pArray) {
       ReportError("not enough memory for array '%s'.",
                   local.m_szName ? local.m_szName->c_str() : "");
@@ -142,7 +144,13 @@ int LeaveFunction() {
   if (theFrameBase < 0 || theFrameBase >= static_cast<std::int64_t>(theValueStack.size())) {
     return FailWith("Error in LeaveFunction()");
   }
-  while (static_cast<std::int64_t>(theValueStack.size()) - 1 > theFrameBase) PopValue();
+  while (static_cast<std::int64_t>(theValueStack.size()) - 1 > theFrameBase) {
+    VariablePtr value = PopValue();
+    // The frame's own arrays give their elements back to the run's budget.
+    if (value->m_pArray && !value->m_bBorrowedArray) {
+      ReleaseArrayElements(value->m_pArray->ElementCount());
+    }
+  }
   theFrameBase = theValueStack.back()->m_nSavedFrameBase;
   PopValue();
   return 1;

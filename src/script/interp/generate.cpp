@@ -123,6 +123,7 @@ bool RunAbandoned() {
 }
 void ResetRunLimits() {
   s_bAbandoned = false;
+  ResetArrayBudget();
   theGlobal.m_nSteps = 0;
 }
 

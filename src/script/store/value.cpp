@@ -10,6 +10,24 @@
 
 namespace setup {
 
+namespace {
+std::int64_t s_nLiveElements = 0;  // array elements reserved by the current run
+}  // namespace
+
+bool ReserveArrayElements(std::int64_t count) {
+  if (count < 0 || count > kMaxLiveArrayElements - s_nLiveElements) return false;
+  s_nLiveElements += count;
+  return true;
+}
+
+void ReleaseArrayElements(std::int64_t count) {
+  s_nLiveElements = count >= s_nLiveElements ? 0 : s_nLiveElements - count;
+}
+
+void ResetArrayBudget() {
+  s_nLiveElements = 0;
+}
+
 Variable::~Variable() {
   // An initializer's element values belong to its syntax node: detach them.
   if (m_bBorrowedArray) static_cast<void>(m_pArray.release());
@@ -71,7 +89,10 @@ int AllocGlobals() {
       continue;
     }
     // Same dimensions, fresh element storage.
-    auto store = var.m_pArray->CloneEmpty(static_cast<std::int32_t>(var.m_nType));
+    std::unique_ptr<ArrayStore> store;
+    if (ReserveArrayElements(var.m_pArray->ElementCount())) {
+      store = var.m_pArray->CloneEmpty(static_cast<std::int32_t>(var.m_nType));
+    }
     if (!store) {
       ReportError("not enough memory for array '%s'.", var.m_szName ? var.m_szName->c_str() : "");
       theGlobal.ErrorFlag = 1;

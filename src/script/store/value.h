@@ -21,8 +21,11 @@ enum class ValueType : std::int32_t {
 // Largest number of elements one array may hold; a larger declaration fails
 // like an allocation failure instead of exhausting the host's memory.
 constexpr std::int64_t kMaxArrayElements = std::int64_t{1} << 22;
+// Elements that the arrays of one run (globals and the locals of active
+// calls) may hold together, so that recursion cannot multiply a large array.
+constexpr std::int64_t kMaxLiveArrayElements = std::int64_t{1} << 24;
 // Longest text that string concatenation may build (bytes, without the NUL).
-constexpr std::size_t kMaxTextLength = std::size_t{1} << 20;
+constexpr std::size_t kMaxTextLength = std::size_t{1} << 16;
 
 // Element storage of an array; the first index varies fastest.
 struct ArrayStore {
@@ -77,5 +80,12 @@ VariablePtr NewStringValue(std::int32_t size);
 VariablePtr NewNumValue();
 // Prepares the storage of every global before a run; 0 on failure.
 [[nodiscard]] int AllocGlobals();
+
+// The run's budget of live array elements (kMaxLiveArrayElements): Reserve
+// answers false, taking nothing, when `count` more would exceed it.
+[[nodiscard]] bool ReserveArrayElements(std::int64_t count);
+void ReleaseArrayElements(std::int64_t count);
+// Empties the budget at the start of a run.
+void ResetArrayBudget();
 
 }  // namespace setup

@@ -1,0 +1,3 @@
+
+/nest
+/again
