@@ -71,9 +71,14 @@ KeyPtr& Root(std::size_t index) {
   return theRoots[index];
 }
 
+// The predefined roots, also in their sign-extended 64-bit form (a script's
+// negative number 0x80000002 widened to a pointer).
 int RootIndex(HKEY key) {
-  auto value = reinterpret_cast<std::uintptr_t>(key);
-  if (value >= 0x80000000u && value <= 0x80000003u) return static_cast<int>(value - 0x80000000u);
+  auto value = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(key));
+  auto high = static_cast<std::uint32_t>(value >> 32);
+  auto low = static_cast<std::uint32_t>(value);
+  if (high != 0 && high != 0xFFFFFFFFu) return -1;
+  if (low >= 0x80000000u && low <= 0x80000003u) return static_cast<int>(low - 0x80000000u);
   return -1;
 }
 
