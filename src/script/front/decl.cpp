@@ -423,9 +423,9 @@ NodePtr init_assign_stmt() {
   Global& g = theGlobal;
   ValueType type = ValueType::None;
   if (g.m_szInitName) {
-    if (VariableExistsTyped(*g.m_szInitName, ValueType::String, 1)) {
+    if (ScopeHasVariable(*g.m_szInitName, ValueType::String, true)) {
       type = ValueType::String;
-    } else if (VariableExistsTyped(*g.m_szInitName, ValueType::Num, 1)) {
+    } else if (ScopeHasVariable(*g.m_szInitName, ValueType::Num, true)) {
       type = ValueType::Num;
     }
   }

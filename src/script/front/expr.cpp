@@ -131,6 +131,20 @@ NodePtr Constant() {
 
 }  // namespace
 
+bool ScopeHasVariable(const std::string& name, ValueType type, bool localOnly) {
+  const Global& g = theGlobal;
+  if (g.m_bInFunction == 1) {
+    const FunctionEntry* function = g.m_szExFunName ? FindFunction(*g.m_szExFunName) : nullptr;
+    if (function == nullptr) return false;
+    if (const Variable* local = function->FindLocal(name)) {
+      if (local->m_nType == type) return true;
+    }
+    if (localOnly) return false;
+  }
+  const Variable* global = theVariables.Find(name);
+  return global != nullptr && global->m_nType == type;
+}
+
 void LinkChild(SyntaxNode* parent, NodePtr& slot, NodePtr child) {
   if (child) child->m_pParent = parent;
   slot = std::move(child);
@@ -239,9 +253,9 @@ NodePtr factor_level() {
   if (token == TK_IDENT) {
     const std::string name = g.m_szToken;
     ValueType type = ValueType::None;
-    if (VariableExistsTyped(name, ValueType::Num, 0)) {
+    if (ScopeHasVariable(name, ValueType::Num, false)) {
       type = ValueType::Num;
-    } else if (VariableExistsTyped(name, ValueType::String, 0)) {
+    } else if (ScopeHasVariable(name, ValueType::String, false)) {
       type = ValueType::String;
     } else if (FunctionExists(name)) {
       NodePtr call = callexfun_stmt();

@@ -62,6 +62,12 @@ void define_stmt();
 NodePtr macro_call_stmt();
 void include_stmt();
 
+// Whether the scope has a variable of the name and type: the locals of the
+// function being compiled, then (unless localOnly) the globals. Names are
+// unique within a scope (redefinitions are rejected), so the tables' name
+// indexes answer it without walking the lists.
+bool ScopeHasVariable(const std::string& name, ValueType type, bool localOnly);
+
 // Sets the parent of a child expression and hangs it in `slot`.
 void LinkChild(SyntaxNode* parent, NodePtr& slot, NodePtr child);
 
