@@ -1,0 +1,1 @@
+--answer 7 --answer yes

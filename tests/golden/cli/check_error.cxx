@@ -1,0 +1,6 @@
+// --check reports as Action does; nothing runs.
+num main() {
+  num x = 1
+  x = 2;
+  return x
+}

@@ -1,0 +1,5 @@
+
+/install
+/a /b/c
+
+install

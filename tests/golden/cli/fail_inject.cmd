@@ -1,0 +1,1 @@
+--fail GetSystemDirectory:5

@@ -1,0 +1,4 @@
+// An injected failure of the system directory query makes start-up fail.
+num main() {
+  return 1
+}

@@ -1,0 +1,1 @@
+--fail ReadFile:5

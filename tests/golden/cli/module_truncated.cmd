@@ -1,0 +1,2 @@
+--module data/tiny.dll
+/install

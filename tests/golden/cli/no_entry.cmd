@@ -1,0 +1,1 @@
+--no-entry SetupApi.dll:SetupDiEnumDeviceInfo

@@ -1,0 +1,1 @@
+--sysdir C:\WINNT\system32

@@ -1,0 +1,318 @@
+// Command line of setup-run: CLI11 definitions and the value parsers.
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+namespace setuprun {
+
+namespace {
+
+constexpr const char* kDescription =
+    "Runs a setup script through the library's whole life cycle on a simulated machine:\n"
+    "packs SCRIPT (and every --add FILE), loads the library, calls Action once per COMMAND\n"
+    "(\"\" when none is given) and unloads it. Standard output carries exactly what the\n"
+    "library prints; standard error the machine's event log and one line\n"
+    "\"Action returned N\" per call.\n"
+    "Exit status: 0 the run worked (whatever Action answered), 1 the library refused to\n"
+    "load, 2 usage error, 3 the machine state could not be used.";
+
+constexpr const char* kUsage =
+    "usage: setup-run [options] SCRIPT [COMMAND...]\n"
+    "       setup-run [options] --module FILE [COMMAND...]\n"
+    "       setup-run --check [options] SCRIPT [COMMAND]\n"
+    "Run 'setup-run --help' for the options.\n";
+
+bool StartsWith(const std::string& text, const char* prefix) {
+  return text.rfind(prefix, 0) == 0;
+}
+
+// "ID=HWID[,HWID...]"
+std::optional<DeviceSpec> ParseDevice(const std::string& text) {
+  std::size_t eq = text.find('=');
+  if (eq == std::string::npos || eq == 0 || eq + 1 == text.size()) return std::nullopt;
+  DeviceSpec device;
+  device.instanceId = text.substr(0, eq);
+  std::size_t start = eq + 1;
+  while (start <= text.size()) {
+    std::size_t comma = text.find(',', start);
+    if (comma == std::string::npos) comma = text.size();
+    if (comma == start) return std::nullopt;
+    device.hardwareIds.push_back(text.substr(start, comma - start));
+    start = comma + 1;
+  }
+  return device;
+}
+
+// "OP:CODE[:SKIP]"
+std::optional<Fault> ParseFault(const std::string& text) {
+  std::size_t first = text.find(':');
+  if (first == std::string::npos || first == 0) return std::nullopt;
+  Fault fault;
+  fault.op = text.substr(0, first);
+  std::size_t second = text.find(':', first + 1);
+  std::optional<plat::DWORD> code = ParseNumber(
+      text.substr(first + 1, second == std::string::npos ? std::string::npos : second - first - 1));
+  if (!code) return std::nullopt;
+  fault.error = *code;
+  if (second != std::string::npos) {
+    std::optional<plat::DWORD> skip = ParseNumber(text.substr(second + 1));
+    if (!skip || *skip > 1'000'000) return std::nullopt;
+    fault.skip = static_cast<int>(*skip);
+  }
+  return fault;
+}
+
+// "MAJOR.MINOR" (NT platform) or "MAJOR.MINOR.PLATFORM".
+bool ParseOs(const std::string& text, Options* options) {
+  std::vector<plat::DWORD> parts;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    std::size_t dot = text.find('.', start);
+    if (dot == std::string::npos) dot = text.size();
+    std::string part = text.substr(start, dot - start);
+    if (part.empty() || part.find_first_not_of("0123456789") != std::string::npos ||
+        part.size() > 9) {
+      return false;
+    }
+    parts.push_back(static_cast<plat::DWORD>(std::stoul(part)));
+    start = dot + 1;
+  }
+  if (parts.size() != 2 && parts.size() != 3) return false;
+  options->osMajor = parts[0];
+  options->osMinor = parts[1];
+  options->osPlatform = parts.size() == 3 ? parts[2] : plat::VER_PLATFORM_WIN32_NT;
+  return true;
+}
+
+}  // namespace
+
+plat::SYSTEMTIME DefaultFixedTime() {
+  plat::SYSTEMTIME time{};
+  time.wYear = 2008;
+  time.wMonth = 5;
+  time.wDayOfWeek = 3;  // a Wednesday
+  time.wDay = 7;
+  time.wHour = 9;
+  time.wMinute = 4;
+  return time;
+}
+
+std::optional<plat::DWORD> ParseNumber(const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  const bool hex = StartsWith(text, "0x") || StartsWith(text, "0X");
+  const std::string digits = hex ? text.substr(2) : text;
+  if (digits.empty() || digits.size() > (hex ? 8u : 10u)) return std::nullopt;
+  if (digits.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789") !=
+      std::string::npos) {
+    return std::nullopt;
+  }
+  unsigned long long value = std::stoull(digits, nullptr, hex ? 16 : 10);
+  if (value > 0xFFFFFFFFull) return std::nullopt;
+  return static_cast<plat::DWORD>(value);
+}
+
+std::optional<int> ParseAnswer(const std::string& text) {
+  if (text == "ok") return plat::IDOK;
+  if (text == "cancel") return 2;
+  if (text == "yes") return plat::IDYES;
+  if (text == "no") return plat::IDNO;
+  std::optional<plat::DWORD> number = ParseNumber(text);
+  if (!number || *number > 0x7FFFFFFF) return std::nullopt;
+  return static_cast<int>(*number);
+}
+
+// "YYYY-MM-DD HH:MM[:SS]" in UTC.
+std::optional<plat::SYSTEMTIME> ParseTime(const std::string& text) {
+  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  char tail = 0;
+  int fields = std::sscanf(text.c_str(), "%4d-%2d-%2d %2d:%2d:%2d%c", &year, &month, &day, &hour,
+                           &minute, &second, &tail);
+  if (fields != 5 && fields != 6) return std::nullopt;
+  static const int kDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  if (year < 1601 || year > 9999 || month < 1 || month > 12 || day < 1 || day > kDays[month - 1] ||
+      hour > 23 || minute > 59 || second > 59 || hour < 0 || minute < 0 || second < 0) {
+    return std::nullopt;
+  }
+  // Day of the week (Sakamoto's method; 0 = Sunday).
+  static const int kOffsets[] = {0, 3, 2, 5, 0, 3, 5, 1, 4, 6, 2, 4};
+  int y = month < 3 ? year - 1 : year;
+  int weekday = (y + y / 4 - y / 100 + y / 400 + kOffsets[month - 1] + day) % 7;
+  plat::SYSTEMTIME time{};
+  time.wYear = static_cast<plat::WORD>(year);
+  time.wMonth = static_cast<plat::WORD>(month);
+  time.wDayOfWeek = static_cast<plat::WORD>(weekday);
+  time.wDay = static_cast<plat::WORD>(day);
+  time.wHour = static_cast<plat::WORD>(hour);
+  time.wMinute = static_cast<plat::WORD>(minute);
+  time.wSecond = static_cast<plat::WORD>(second);
+  return time;
+}
+
+int ParseOptions(int argc, char** argv, Options* options) {
+  CLI::App app(kDescription, "setup-run");
+  app.get_formatter()->column_width(34);
+
+  std::vector<std::string> positionals;
+  std::string os;
+  std::string lcid;
+  std::vector<std::string> answers;
+  std::vector<std::string> puts;
+  std::vector<std::string> faults;
+  std::vector<std::string> missing;
+  std::vector<std::string> devices;
+  bool fixedTime = false;
+  std::string time;
+
+  app.add_option("SCRIPT COMMAND", positionals,
+                 "The script (left out with --module), then one Action command string per "
+                 "argument, e.g. \"/install /silent\"");
+  app.add_option("--add", options->addFiles, "Pack FILE beside the script (under its base name)")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  app.add_option("--put", puts,
+                 "Copy a host FILE into the machine before loading (at WINPATH, or at FILE's "
+                 "relative path under the machine's current directory)")
+      ->type_name("FILE[=WINPATH]")
+      ->allow_extra_args(false);
+  app.add_option("--module", options->module, "Run a module built by setup-pack instead of SCRIPT")
+      ->type_name("FILE");
+  app.add_flag("--check", options->check,
+               "Compile SCRIPT only and print the compiler's messages as Action would");
+  app.add_option("--machine", options->machineDir,
+                 "Keep the machine's state in DIR (created with defaults when missing)")
+      ->type_name("DIR");
+  app.add_option("--os", os, "Windows version, NT platform unless PLATFORM is given")
+      ->type_name("MAJOR.MINOR[.PLATFORM]");
+  app.add_option("--lcid", lcid, "System default locale, hexadecimal (e.g. 804)")->type_name("HEX");
+  app.add_option("--sysdir", options->sysdir, "System directory (e.g. C:\\WINNT\\system32)")
+      ->type_name("PATH");
+  app.add_option("--cwd", options->currentDir, "Current directory of the simulated process")
+      ->type_name("PATH");
+  app.add_flag("--no-newdev", options->noNewdev, "Remove newdev.dll from the system directory");
+  app.add_flag("--no-setupapi", options->noSetupapi,
+               "Remove SetupApi.dll from the system directory");
+  app.add_flag("--driver-reboot", options->driverReboot,
+               "Driver updates report that a restart is required");
+  app.add_option("--answer", answers,
+                 "Queue a message-box answer: a number (1 OK, 2 Cancel, 6 Yes, 7 No) or "
+                 "ok/cancel/yes/no; repeatable")
+      ->type_name("N")
+      ->allow_extra_args(false);
+  app.add_flag("--fast-sleep", options->fastSleep, "Log sleeps instead of sleeping");
+  app.add_flag("--fixed-time", fixedTime,
+               "Pin the clock to 2008-05-07 09:04 UTC (also env SETUP_FIXED_TIME=1)");
+  app.add_option("--time", time, "Pin the clock to this UTC time")
+      ->type_name("\"YYYY-MM-DD HH:MM[:SS]\"");
+  app.add_option("--keep-expanded", options->keepExpanded,
+                 "Copy the expanded script to FILE before unloading")
+      ->type_name("FILE");
+  app.add_option("--fail", faults,
+                 "Make the machine's operation OP fail with error CODE, after SKIP successful "
+                 "calls; repeatable")
+      ->type_name("OP:CODE[:SKIP]")
+      ->allow_extra_args(false);
+  app.add_option("--no-entry", missing, "Hide an entry point of SetupApi.dll or newdev.dll")
+      ->type_name("LIBRARY:NAME")
+      ->allow_extra_args(false);
+  app.add_option("--device", devices, "Add a device node with these hardware ids; repeatable")
+      ->type_name("ID=HWID[,HWID...]")
+      ->allow_extra_args(false);
+  app.add_option("--step-limit", options->stepLimit,
+                 "Fail the run after N evaluation steps (0: no limit)")
+      ->type_name("N");
+
+  auto usageError = [](const std::string& message) {
+    std::cerr << "setup-run: " << message << "\n" << kUsage;
+    return kExitUsage;
+  };
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app.help();
+    return kExitOk;
+  } catch (const CLI::ParseError& error) {
+    return usageError(error.what());
+  }
+
+  if (!os.empty() && !ParseOs(os, options)) {
+    return usageError("--os wants MAJOR.MINOR or MAJOR.MINOR.PLATFORM, not '" + os + "'");
+  }
+  if (!lcid.empty()) {
+    std::optional<plat::DWORD> value =
+        ParseNumber(StartsWith(lcid, "0x") || StartsWith(lcid, "0X") ? lcid : "0x" + lcid);
+    if (!value) return usageError("--lcid wants a hexadecimal locale id, not '" + lcid + "'");
+    options->lcid = *value;
+  }
+  for (const std::string& answer : answers) {
+    std::optional<int> value = ParseAnswer(answer);
+    if (!value)
+      return usageError("--answer wants a number or ok/cancel/yes/no, not '" + answer + "'");
+    options->answers.push_back(*value);
+  }
+  for (const std::string& put : puts) {
+    std::size_t eq = put.find('=');
+    PutFile file;
+    file.hostPath = put.substr(0, eq);
+    if (eq != std::string::npos) file.windowsPath = put.substr(eq + 1);
+    if (file.hostPath.empty() || (eq != std::string::npos && file.windowsPath.empty())) {
+      return usageError("--put wants FILE or FILE=WINPATH, not '" + put + "'");
+    }
+    options->putFiles.push_back(file);
+  }
+  for (const std::string& text : faults) {
+    std::optional<Fault> fault = ParseFault(text);
+    if (!fault) return usageError("--fail wants OP:CODE[:SKIP], not '" + text + "'");
+    options->faults.push_back(*fault);
+  }
+  for (const std::string& text : missing) {
+    std::size_t colon = text.find(':');
+    if (colon == std::string::npos || colon == 0 || colon + 1 == text.size()) {
+      return usageError("--no-entry wants LIBRARY:NAME, not '" + text + "'");
+    }
+    options->missingEntries.emplace_back(text.substr(0, colon), text.substr(colon + 1));
+  }
+  for (const std::string& text : devices) {
+    std::optional<DeviceSpec> device = ParseDevice(text);
+    if (!device) return usageError("--device wants ID=HWID[,HWID...], not '" + text + "'");
+    options->devices.push_back(*device);
+  }
+
+  const char* env = std::getenv("SETUP_FIXED_TIME");
+  if (!time.empty()) {
+    options->fixedTime = ParseTime(time);
+    if (!options->fixedTime) {
+      return usageError("--time wants \"YYYY-MM-DD HH:MM[:SS]\", not '" + time + "'");
+    }
+  } else if (fixedTime) {
+    options->fixedTime = DefaultFixedTime();
+  } else if (env != nullptr && *env != '\0' && std::string(env) != "0") {
+    options->fixedTime = std::string(env) == "1" ? DefaultFixedTime() : ParseTime(env);
+    if (!options->fixedTime) {
+      return usageError("SETUP_FIXED_TIME wants 1 or \"YYYY-MM-DD HH:MM[:SS]\", not '" +
+                        std::string(env) + "'");
+    }
+  }
+
+  std::size_t first = 0;
+  if (options->module.empty()) {
+    if (positionals.empty()) return usageError("no SCRIPT given");
+    options->script = positionals[0];
+    first = 1;
+  } else if (options->check) {
+    return usageError("--check compiles a SCRIPT; it cannot be combined with --module");
+  } else if (!options->addFiles.empty()) {
+    return usageError("--add packs files beside SCRIPT; a --module carries its own package");
+  }
+  options->commands.assign(positionals.begin() + static_cast<std::ptrdiff_t>(first),
+                           positionals.end());
+  if (options->check && options->commands.size() > 1) {
+    return usageError("--check compiles for one COMMAND at most");
+  }
+  return -1;
+}
+
+}  // namespace setuprun
