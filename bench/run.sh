@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Times the script language against Lua 5.4 on the same programs:
+# bench/scripts/NAME.cxx through setup-run, bench/lua/NAME.lua through lua5.4.
+# Both print (setup-run: "Action returned N") the same checksum, which is
+# compared. setup-run's fixed cost (process, machine, load, compile) is
+# measured with a run of size 0 and subtracted.
+#
+#   bench/run.sh            default sizes
+#   BENCH_SCALE=4 bench/run.sh   four times the work
+# The in-process Google Benchmark variant is build/host/setup_bench.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+SCALE=${BENCH_SCALE:-1}
+SETUP_RUN=${SETUP_RUN:-build/host/setup-run}
+LUA=${LUA:-lua5.4}
+
+if [ ! -x "$SETUP_RUN" ]; then
+  bash scripts/install-tools.sh host >/dev/null
+  cmake --preset host >/dev/null
+  cmake --build --preset host --target setup-run >/dev/null
+fi
+if ! command -v "$LUA" >/dev/null 2>&1; then
+  echo "bench: $LUA is missing (apt-get install lua5.4)" >&2
+  exit 1
+fi
+
+# name and size (fib's size grows the work exponentially, so it is not scaled).
+BENCHES=("fib 24" "loop $((200000 * SCALE))" "strings $((100000 * SCALE))" "arrays $((200 * SCALE))")
+
+now() { date +%s%N; }
+
+# Runs the script; prints "<result> <nanoseconds>".
+run_script() {
+  local name=$1 size=$2 start end err
+  start=$(now)
+  err=$("$SETUP_RUN" --fixed-time "bench/scripts/$name.cxx" "/$size" 2>&1 >/dev/null)
+  end=$(now)
+  echo "$(sed -n 's/^Action returned //p' <<<"$err" | tail -1) $((end - start))"
+}
+
+printf '%-10s %10s %12s %12s %10s %8s\n' bench size "script ms" "lua ms" "ratio" check
+for entry in "${BENCHES[@]}"; do
+  read -r name size <<<"$entry"
+  read -r _ base < <(run_script "$name" 0)
+  read -r result elapsed < <(run_script "$name" "$size")
+  start=$(now)
+  expected=$("$LUA" "bench/lua/$name.lua" "$size")
+  lua=$(( $(now) - start ))
+  script=$(( elapsed > base ? elapsed - base : 0 ))
+  check=ok
+  [ "$result" = "$expected" ] || check="DIFF($result/$expected)"
+  awk -v n="$name" -v z="$size" -v s="$script" -v l="$lua" -v c="$check" 'BEGIN {
+    printf "%-10s %10d %12.1f %12.1f %9.1fx %8s\n", n, z, s / 1e6, l / 1e6, (l > 0 ? s / l : 0), c }'
+done
