@@ -1,0 +1,6 @@
+num r(num n) {
+  return r(n + 1)
+}
+num main() {
+  return r(0)
+}
