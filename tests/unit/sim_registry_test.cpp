@@ -1,0 +1,191 @@
+// Registry of the simulated machine: keys, values, enumeration, deletion,
+// access rights and security descriptors.
+#include <cstring>
+
+#include "sim_fixture.h"
+
+namespace {
+
+using namespace plat;
+
+class SimRegistry : public SimTest {
+ protected:
+  HKEY Create(const char* path, DWORD* disposition = nullptr, HKEY root = HKEY_LOCAL_MACHINE) {
+    HKEY key = nullptr;
+    EXPECT_EQ(
+        RegCreateKeyExA(root, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, disposition), 0);
+    return key;
+  }
+  static LONG SetString(HKEY key, const char* name, const char* text) {
+    return RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
+                          static_cast<DWORD>(std::strlen(text) + 1));
+  }
+};
+
+TEST_F(SimRegistry, KeysAreFoundWithoutRegardToCase) {
+  DWORD disposition = 0;
+  HKEY key = Create("SOFTWARE\\Vendor\\Product", &disposition);
+  EXPECT_EQ(disposition, REG_CREATED_NEW_KEY);
+  RegCloseKey(key);
+  key = Create("software\\VENDOR\\product", &disposition);
+  EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY);
+  RegCloseKey(key);
+  HKEY opened = nullptr;
+  EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "Software\\vendor", &opened), 0);
+  char name[32];
+  EXPECT_EQ(RegEnumKeyA(opened, 0, name, sizeof name), 0);
+  EXPECT_STREQ(name, "Product");  // the case of creation
+  RegCloseKey(opened);
+  EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "Software\\Missing", &opened), 2);
+  EXPECT_EQ(opened, nullptr);
+  EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "\\Software", &opened), 161);
+  EXPECT_EQ(RegOpenKeyA(reinterpret_cast<HKEY>(0x1234), "x", &opened),
+            static_cast<LONG>(ERROR_INVALID_HANDLE));
+}
+
+TEST_F(SimRegistry, SignExtendedRootsAreTheRoots) {
+  RegCloseKey(Create("SOFTWARE\\Signed"));
+  // A script's number 0x80000002 is negative; widened to a pointer it is
+  // sign-extended on a 64-bit host.
+  auto widened = reinterpret_cast<HKEY>(static_cast<std::intptr_t>(
+      static_cast<std::int32_t>(static_cast<std::uint32_t>(0x80000002u))));
+  HKEY key = nullptr;
+  EXPECT_EQ(RegOpenKeyA(widened, "SOFTWARE\\Signed", &key), 0);
+  RegCloseKey(key);
+}
+
+TEST_F(SimRegistry, QueryFollowsTheSizeProtocol) {
+  HKEY key = Create("SOFTWARE\\Values");
+  ASSERT_EQ(SetString(key, "Name", "hello"), 0);
+  DWORD number = 0x12345678;
+  ASSERT_EQ(RegSetValueExA(key, "Count", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), 4),
+            0);
+  ASSERT_EQ(SetString(key, nullptr, "default"), 0);
+
+  DWORD type = 0, size = 0;
+  EXPECT_EQ(RegQueryValueExA(key, "NAME", nullptr, &type, nullptr, &size), 0);
+  EXPECT_EQ(type, REG_SZ);
+  EXPECT_EQ(size, 6u);
+  BYTE small[3] = {'#', '#', '#'};
+  size = sizeof small;
+  EXPECT_EQ(RegQueryValueExA(key, "Name", nullptr, &type, small, &size), 234);
+  EXPECT_EQ(size, 6u);
+  BYTE data[16];
+  size = sizeof data;
+  EXPECT_EQ(RegQueryValueExA(key, "Name", nullptr, &type, data, &size), 0);
+  EXPECT_STREQ(reinterpret_cast<char*>(data), "hello");
+  size = sizeof data;
+  EXPECT_EQ(RegQueryValueExA(key, "Count", nullptr, &type, data, &size), 0);
+  EXPECT_EQ(type, REG_DWORD);
+  EXPECT_EQ(size, 4u);
+  DWORD read = 0;
+  std::memcpy(&read, data, 4);
+  EXPECT_EQ(read, 0x12345678u);
+  size = sizeof data;
+  EXPECT_EQ(RegQueryValueExA(key, "", nullptr, &type, data, &size), 0);
+  EXPECT_STREQ(reinterpret_cast<char*>(data), "default");
+  EXPECT_EQ(RegQueryValueExA(key, "Missing", nullptr, &type, data, &size), 2);
+  EXPECT_EQ(RegQueryValueExA(key, "Name", nullptr, &type, data, nullptr), 87);
+  EXPECT_EQ(RegDeleteValueA(key, "count"), 0);
+  EXPECT_EQ(RegDeleteValueA(key, "count"), 2);
+  RegCloseKey(key);
+}
+
+TEST_F(SimRegistry, EnumerationIsSortedAndBounded) {
+  for (const char* name : {"SOFTWARE\\E\\beta", "SOFTWARE\\E\\Alpha", "SOFTWARE\\E\\gamma_long"}) {
+    RegCloseKey(Create(name));
+  }
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\E", &key), 0);
+  char name[8];
+  EXPECT_EQ(RegEnumKeyA(key, 0, name, sizeof name), 0);
+  EXPECT_STREQ(name, "Alpha");
+  EXPECT_EQ(RegEnumKeyA(key, 1, name, sizeof name), 0);
+  EXPECT_STREQ(name, "beta");
+  EXPECT_EQ(RegEnumKeyA(key, 2, name, sizeof name), 234);  // "gamma_long" needs 11
+  EXPECT_EQ(RegEnumKeyA(key, 3, name, sizeof name), 259);
+  char longName[260];
+  DWORD size = sizeof longName;
+  EXPECT_EQ(RegEnumKeyExA(key, 2, longName, &size, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(size, 10u);
+  EXPECT_STREQ(longName, "gamma_long");
+  RegCloseKey(key);
+}
+
+TEST_F(SimRegistry, DeletingKeys) {
+  RegCloseKey(Create("SOFTWARE\\Tree\\Child\\Leaf"));
+  HKEY leaf = nullptr;
+  ASSERT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Tree\\Child\\Leaf", &leaf), 0);
+  EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Tree"), 5);  // has subkeys
+  EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Tree\\Nothing"), 2);
+  EXPECT_EQ(SHDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Tree"), 0u);
+  EXPECT_EQ(SHDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Tree"), 2u);
+  HKEY gone = nullptr;
+  EXPECT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Tree", &gone), 2);
+  // A handle to a deleted key answers "key deleted".
+  EXPECT_EQ(SetString(leaf, "x", "y"), 1018);
+  RegCloseKey(leaf);
+  RegCloseKey(Create("SOFTWARE\\Single"));
+  EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "software\\single"), 0);
+}
+
+TEST_F(SimRegistry, HandlesCarryTheirAccessRights) {
+  RegCloseKey(Create("SOFTWARE\\Rights\\Sub"));
+  HKEY readOnly = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Rights", 0, KEY_READ, &readOnly), 0);
+  EXPECT_EQ(SetString(readOnly, "v", "x"), 5);
+  EXPECT_EQ(RegDeleteValueA(readOnly, "v"), 5);
+  RegCloseKey(readOnly);
+  HKEY enumOnly = nullptr;
+  ASSERT_EQ(
+      RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Rights", 0, KEY_ENUMERATE_SUB_KEYS, &enumOnly),
+      0);
+  char name[16];
+  EXPECT_EQ(RegEnumKeyA(enumOnly, 0, name, sizeof name), 0);
+  DWORD size = sizeof name;
+  EXPECT_EQ(RegQueryValueExA(enumOnly, "v", nullptr, nullptr, reinterpret_cast<BYTE*>(name), &size),
+            5);
+  RegCloseKey(enumOnly);
+}
+
+TEST_F(SimRegistry, NullDaclOpensAKeyToEveryone) {
+  RegCloseKey(Create("SOFTWARE\\Secure"));
+  EXPECT_EQ(sim::KeyOpenToEveryone(HKEY_LOCAL_MACHINE, "SOFTWARE\\Secure"), false);
+  EXPECT_FALSE(sim::KeyOpenToEveryone(HKEY_LOCAL_MACHINE, "SOFTWARE\\None").has_value());
+
+  alignas(8) unsigned char descriptor[SECURITY_DESCRIPTOR_MIN_LENGTH];
+  EXPECT_FALSE(InitializeSecurityDescriptor(descriptor, 2));
+  EXPECT_EQ(GetLastError(), 1305u);
+  ASSERT_TRUE(InitializeSecurityDescriptor(descriptor, SECURITY_DESCRIPTOR_REVISION));
+  ASSERT_TRUE(SetSecurityDescriptorDacl(descriptor, TRUE, nullptr, FALSE));
+
+  HKEY noDac = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Secure", 0, KEY_READ, &noDac), 0);
+  EXPECT_EQ(RegSetKeySecurity(noDac, DACL_SECURITY_INFORMATION, descriptor), 5);
+  RegCloseKey(noDac);
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Secure", 0, WRITE_DAC, &key), 0);
+  EXPECT_EQ(RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor), 0);
+  RegCloseKey(key);
+  EXPECT_EQ(sim::KeyOpenToEveryone(HKEY_LOCAL_MACHINE, "software\\secure"), true);
+
+  unsigned char garbage[SECURITY_DESCRIPTOR_MIN_LENGTH] = {};
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Secure", 0, WRITE_DAC, &key), 0);
+  EXPECT_EQ(RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, garbage), 1338);
+  RegCloseKey(key);
+}
+
+TEST_F(SimRegistry, InjectedRegistryFailures) {
+  sim::FailNext(sim::Op::RegCreateKey, ERROR_ACCESS_DENIED);
+  HKEY key = nullptr;
+  EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\F", 0, nullptr, 0, KEY_ALL_ACCESS,
+                            nullptr, &key, nullptr),
+            5);
+  key = Create("SOFTWARE\\F");
+  sim::FailNext(sim::Op::RegSetValue, 1);
+  EXPECT_EQ(SetString(key, "v", "x"), 1);
+  EXPECT_EQ(SetString(key, "v", "x"), 0);
+  RegCloseKey(key);
+}
+
+}  // namespace
