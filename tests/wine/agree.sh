@@ -7,11 +7,11 @@
 #   agree.sh SETUP_PACK SETUP_RUN WIN64_DIR WORK_DIR GOLDEN_DIR
 # Exit 0 all agree, 1 some differ, 77 skipped (Wine, DLL or harness missing).
 set -u
-setup_pack=$1
-setup_run=$2
-win64_dir=$3
-work=$4
-golden=$5
+setup_pack=$(realpath -m "$1")
+setup_run=$(realpath -m "$2")
+win64_dir=$(realpath -m "$3")
+work=$(realpath -m "$4")
+golden=$(realpath -m "$5")
 
 skip() {
   echo "SKIPPED: $*"
@@ -32,9 +32,9 @@ scratch="$work/agree"
 host="$win64_dir/setup-host.exe"
 
 # Built-ins whose results depend on the machine (files, registry, services,
-# devices, programs, boxes, clock, locale) and include (relative paths): cases
-# using them are left out.
-STATEFUL='\b(checkregstatus|installdriverbyhardwareid|installusbdriver|copyfile|deletefile|deletefilex|addsubreg|addregvalues|addregvalued|createservice|deleteservice|execute|reboot|extractresfile|sleep|deletereg|deleteregx|deleteregbyfindstr|msgbox|createdirectory|deletedirectory|updatedevicebyhardwareid|deletedriverbyhardwareid|checkdevicestatus|getregvalued|getregvalues|enumsubreg|getlanguage|updatedevicelist|disabledriverbyhardwareid|enabledriverbyhardwareid|startservice|stopservice|include)\b'
+# devices, programs, boxes, clock, locale): cases using them are left out, and
+# so are includes of absolute paths.
+STATEFUL='\b(checkregstatus|installdriverbyhardwareid|installusbdriver|copyfile|deletefile|deletefilex|addsubreg|addregvalues|addregvalued|createservice|deleteservice|execute|reboot|extractresfile|sleep|deletereg|deleteregx|deleteregbyfindstr|msgbox|createdirectory|deletedirectory|updatedevicebyhardwareid|deletedriverbyhardwareid|checkdevicestatus|getregvalued|getregvalues|enumsubreg|getlanguage|updatedevicelist|disabledriverbyhardwareid|enabledriverbyhardwareid|startservice|stopservice)\b|include +"[A-Za-z]:'
 
 # Windows spelling of a host path on Wine's Z: drive.
 winpath() { printf 'Z:%s' "$(realpath -m "$1" | tr '/' '\\')"; }
@@ -54,9 +54,11 @@ while IFS= read -r -d '' script; do
   name=${base#"$golden"/}
   case "/$name" in */cli/*) continue ;; esac  # the runner's own cases
 
-  # Options: only --add, --fixed-time and --fast-sleep keep a case independent
-  # of the machine; the commands follow on the next lines.
+  # Options: only --add, --put FILE, --fixed-time and --fast-sleep keep a case
+  # independent of the machine; a --check case runs through Action on both
+  # sides. The commands follow on the next lines.
   options=()
+  puts=()
   commands=()
   usable=1
   if [ -f "$base.cmd" ]; then
@@ -70,7 +72,12 @@ while IFS= read -r -d '' script; do
         while [ $i -lt ${#words[@]} ]; do
           case "${words[$i]}" in
             --add) options+=("${words[$((i + 1))]:-}"); i=$((i + 2)) ;;
-            --fixed-time | --fast-sleep) i=$((i + 1)) ;;
+            --put)
+              case "${words[$((i + 1))]:-}" in
+                *=* | /* | *..* | "") usable=0; break ;;
+              esac
+              puts+=("${words[$((i + 1))]}"); i=$((i + 2)) ;;
+            --fixed-time | --fast-sleep | --check) i=$((i + 1)) ;;
             *) usable=0; break ;;
           esac
         done
@@ -93,10 +100,18 @@ while IFS= read -r -d '' script; do
   mkdir -p "$case_dir"
   (cd "$dir" && "$setup_pack" create "$case_dir/Setup.dll" --base "$win64_dir/Setup.dll" \
     "$(basename "$script")" "${options[@]}") >"$case_dir/pack.log" 2>&1 || {
-    echo "DIFFER: $name (setup-pack failed)"; cat "$case_dir/pack.log"; differ=$((differ + 1)); continue; }
+    echo "DIFFER: $name (setup-pack failed)"; cat "$case_dir/pack.log"
+    checked=$((checked + 1)); differ=$((differ + 1)); continue; }
 
+  # A --put file lands in the simulated current directory; under Wine the
+  # harness runs in the case directory, so the file goes there.
   add_args=()
   for file in "${options[@]}"; do add_args+=(--add "$file"); done
+  for file in "${puts[@]}"; do
+    add_args+=(--put "$file")
+    mkdir -p "$case_dir/$(dirname "$file")"
+    cp "$dir/$file" "$case_dir/$file"
+  done
   (cd "$dir" && "$setup_run" --fixed-time --os 6.1 --lcid 409 --sysdir 'C:\windows\system32' \
     "${add_args[@]}" -- "$(basename "$script")" "${commands[@]}") \
     >"$case_dir/sim.out" 2>"$case_dir/sim.err"
