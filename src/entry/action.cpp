@@ -206,6 +206,7 @@ SETUP_EXPORT std::int32_t SETUP_STDCALL Action(const char* command) {
   // Deep scripts are measured against this frame.
   theGlobal.m_pStackBase = static_cast<const char*>(__builtin_frame_address(0));
 
+  ResetRunLimits();
   std::int32_t result = -1;
   RunState state;
   bool unopened = false;

@@ -66,8 +66,6 @@ int FailWith(const char* trace);
 // the output does not depend on how deep the run was.
 void AbandonRun();
 bool RunAbandoned();
-// Clears the mark at the start of a run.
-void ResetRunLimits();
 
 // "NUM" or "STRING": the type word of the system's messages.
 const char* TypeWord(ValueType type);

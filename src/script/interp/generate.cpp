@@ -5,6 +5,7 @@
 #include "diag/report.h"
 #include "entry/global.h"
 #include "script/interp/eval.h"
+#include "script/interp/run.h"
 #include "script/store/symbols.h"
 
 namespace setup {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "script/interp/node.h"
 
@@ -11,6 +12,11 @@ namespace setup {
 // success stores main's number in `result` when main returned a num. 0 when
 // the run failed or there is no main (no message for the latter).
 [[nodiscard]] int RunMain(std::int32_t* result);
+
+// Clears the limits of a run: the step count, the element budget, the mark
+// of a run stopped by a limit. RunMain starts with it; Action too, since the
+// compiler evaluates macro constants before the run.
+void ResetRunLimits();
 
 // The call node for main, one argument-less item per parameter of main, and
 // main's parameter values (0 or no text) pushed on the value stack.

@@ -1,1 +1,3 @@
 --step-limit 500
+
+/done
