@@ -74,15 +74,17 @@ int CompileScript() {
 int CheckScriptFile(const char* path) {
   Global& g = theGlobal;
   if (path == nullptr) return 0;
+  // `path` may be m_szFileName itself.
   const std::string savedFileName = g.m_szFileName;
-  std::strncpy(g.m_szFileName, path, sizeof g.m_szFileName - 1);
+  const std::string source = path;
+  std::strncpy(g.m_szFileName, source.c_str(), sizeof g.m_szFileName - 1);
   g.m_szFileName[sizeof g.m_szFileName - 1] = '\0';
   g.m_pStackBase = static_cast<const char*>(__builtin_frame_address(0));
 
   int compiled = 0;
-  g.m_pSourceFile = plat::TextFile::Open(path, "r");
+  g.m_pSourceFile = plat::TextFile::Open(source.c_str(), "r");
   if (!g.m_pSourceFile) {
-    ReportError("file %s not found.", path);
+    ReportError("file %s not found.", source.c_str());
   } else {
     front::ResetReader();
     if (CompileScript() && !g.ErrorFlag) {
