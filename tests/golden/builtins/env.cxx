@@ -17,6 +17,7 @@ num main() {
   msgbox("", e, 0)
   show("sleep", sleep(250))
   show("sleep 0", sleep(0))
+  show("sleep -1", sleep((-1)))
   show("execute missing", execute("missing.exe /q"))
   show("execute", execute("data\tool.exe /Q /C:patch.inf"))
   show("execute empty", execute(""))

@@ -16,6 +16,9 @@ num fact(num n) {
   return n * fact(n - 1)
 }
 
+// A global initializer runs before main and may call functions.
+num early = fact(4)
+
 num fib(num n) {
   if (n < 2) {
     return n
@@ -67,6 +70,7 @@ string greet(string who) {
 
 num main() {
   num before = 42
+  show("early", early)
   show("fact 10", fact(10))
   show("fib 15", fib(15))
   keepLocal(2)
