@@ -93,22 +93,15 @@ TEST_F(PackageTest, ScriptExtensionIgnoresCaseAndTheNameKeepsIt) {
 }
 
 TEST_F(PackageTest, EntryNearestTheTableEndWins) {
-  Install(Module({{"setup.Cxx", Bytes("first")}, {"extra.cxx", Bytes("second")}, {"a.inf", {}}}));
+  Install(Module({{"setup.Cxx", Bytes("first")},
+                  {"a.sys", Bytes("old")},
+                  {"extra.cxx", Bytes("second")},
+                  {"a.sys", Bytes("new")}}));
   ASSERT_EQ(GetScript(), 1);
   EXPECT_EQ(*m_Path, "C:\\WINDOWS\\extra.cxx");
   EXPECT_EQ(sim::GetFile(*m_Path), "second");
-
-  ASSERT_EQ(ExtractPackageFile("setup.Cxx", "C:\\one.txt"), 1);
-  EXPECT_EQ(sim::GetFile("C:\\one.txt"), "first");
-}
-
-TEST_F(PackageTest, ScriptInAnotherWindowsDirectory) {
-  sim::GetProfile().systemDirectory = "C:\\WINNT\\system32";
-  ASSERT_TRUE(sim::PutFile("C:\\WINNT\\system32\\placeholder", ""));
-  Install(Module({{"setup.cxx", Bytes("s")}}));
-  ASSERT_EQ(GetScript(), 1);
-  EXPECT_EQ(*m_Path, "C:\\WINNT\\setup.cxx");
-  EXPECT_EQ(sim::GetFile("C:\\WINNT\\setup.cxx"), "s");
+  ASSERT_EQ(ExtractPackageFile("a.sys", "C:\\a.sys"), 1);
+  EXPECT_EQ(sim::GetFile("C:\\a.sys"), "new");
 }
 
 TEST_F(PackageTest, NamesWithoutScriptExtensionDoNotQualify) {
@@ -122,6 +115,10 @@ TEST_F(PackageTest, NamesWithoutScriptExtensionDoNotQualify) {
 
 TEST_F(PackageTest, ExtractMatchesNamesByteForByte) {
   Install(Module({{"drv.inf", Bytes("inf")}}));
+  EXPECT_EQ(ExtractPackageFile(nullptr, "C:\\x"), 0);
+  EXPECT_EQ(ExtractPackageFile("drv.inf", nullptr), 0);
+  EXPECT_EQ(theGlobal.ErrorFlag, 0);
+
   EXPECT_EQ(ExtractPackageFile("DRV.INF", "C:\\out.inf"), 0);
   EXPECT_EQ(m_Out, "\n$ Can not find 'DRV.INF' in resource file list. ");
   EXPECT_EQ(theGlobal.ErrorFlag, 1);
@@ -131,12 +128,6 @@ TEST_F(PackageTest, ExtractMatchesNamesByteForByte) {
   EXPECT_EQ(ExtractPackageFile("drv.inf", "C:\\out.inf"), 1);
   EXPECT_EQ(sim::GetFile("C:\\out.inf"), "inf");
   EXPECT_EQ(m_Out, "");
-}
-
-TEST_F(PackageTest, ExtractDuplicatesTakesTheLastRecord) {
-  Install(Module({{"a.sys", Bytes("old")}, {"b.sys", Bytes("b")}, {"a.sys", Bytes("new")}}));
-  ASSERT_EQ(ExtractPackageFile("a.sys", "C:\\a.sys"), 1);
-  EXPECT_EQ(sim::GetFile("C:\\a.sys"), "new");
 }
 
 TEST_F(PackageTest, ExtractEmptyEntryAndReplaceExistingFile) {
@@ -155,67 +146,39 @@ TEST_F(PackageTest, ExtractIntoMissingDirectoryReportsPathNotFound) {
   EXPECT_EQ(theGlobal.ErrorFlag, 1);
 }
 
-TEST_F(PackageTest, ExtractWithoutNameOrDestinationDoesNothing) {
-  Install(Module({{"drv.sys", Bytes("d")}}));
-  EXPECT_EQ(ExtractPackageFile(nullptr, "C:\\x"), 0);
-  EXPECT_EQ(ExtractPackageFile("drv.sys", nullptr), 0);
-  EXPECT_EQ(m_Out, "");
-  EXPECT_EQ(theGlobal.ErrorFlag, 0);
-}
+// ---- Damaged packages -----------------------------------------------------------
 
-TEST_F(PackageTest, ExtractFromEmptyTable) {
+TEST_F(PackageTest, TrailersThatAreNotAPackagesAreNotFound) {
+  const std::vector<char> good = Module({{"setup.cxx", Bytes("s")}});
+  std::vector<std::vector<char>> modules = {Bytes(std::string(100, 'M')), good, good};
+  modules[1][good.size() - 2] = 'Y';          // magic "KVY"
+  PutWord(modules[2], good.size() - 12, 13);  // trailer length
+  for (std::uint32_t count : {2u, 1000u, 0x00F0F0F1u, 0xFFFFFFFFu}) {
+    modules.push_back(good);
+    PutWord(modules.back(), good.size() - 8, count);  // more records than the file holds
+  }
+  for (std::size_t i = 0; i < modules.size(); ++i) {
+    Install(modules[i]);
+    m_Out.clear();
+    EXPECT_EQ(GetScript(), 0) << i;
+    EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\a"), 0) << i;
+    EXPECT_EQ(m_Out,
+              "\n$ can not find any *.cxx in resource file list. "
+              "\n$ Can not find 'setup.cxx' in resource file list. ")
+        << i;
+  }
   Install(Module({}));
+  m_Out.clear();
   EXPECT_EQ(ExtractPackageFile("x", "C:\\x"), 0);
   EXPECT_EQ(m_Out, "\n$ Can not find 'x' in resource file list. ");
 }
 
-// ---- Damaged packages -----------------------------------------------------------
-
-TEST_F(PackageTest, ModuleWithoutPackageIsNotFound) {
-  Install(Bytes(std::string(100, 'M')));
-  EXPECT_EQ(GetScript(), 0);
-  EXPECT_EQ(ExtractPackageFile("a", "C:\\a"), 0);
-  EXPECT_EQ(m_Out,
-            "\n$ can not find any *.cxx in resource file list. "
-            "\n$ Can not find 'a' in resource file list. ");
-  EXPECT_EQ(theGlobal.ErrorFlag, 1);
-}
-
-TEST_F(PackageTest, TrailerWithWrongMagicOrLengthIsNotFound) {
-  std::vector<char> module = Module({{"setup.cxx", Bytes("s")}});
-  std::vector<char> badMagic = module;
-  badMagic[badMagic.size() - 2] = 'Y';
-  Install(badMagic);
-  EXPECT_EQ(GetScript(), 0);
-
-  std::vector<char> badLength = module;
-  PutWord(badLength, badLength.size() - 12, 13);
-  Install(badLength);
-  EXPECT_EQ(GetScript(), 0);
-  EXPECT_EQ(m_Out,
-            "\n$ can not find any *.cxx in resource file list. "
-            "\n$ can not find any *.cxx in resource file list. ");
-}
-
-TEST_F(PackageTest, RecordCountLargerThanTheFileIsNotFound) {
-  for (std::uint32_t count : {2u, 1000u, 0x00F0F0F1u, 0xFFFFFFFFu}) {
-    std::vector<char> module = Module({{"setup.cxx", Bytes("s")}});
-    PutWord(module, module.size() - 8, count);
-    Install(module);
-    m_Out.clear();
-    EXPECT_EQ(GetScript(), 0) << count;
-    EXPECT_EQ(m_Out, "\n$ can not find any *.cxx in resource file list. ") << count;
-  }
-}
-
-TEST_F(PackageTest, FileShorterThanATrailerFailsSilently) {
-  Install(Bytes("KVX"));
+TEST_F(PackageTest, TruncatedPackageNeverReadsOutsideTheFile) {
+  Install(Bytes("KVX"));  // shorter than a trailer: the seek fails
   EXPECT_EQ(GetScript(), 0);
   EXPECT_EQ(m_Out, "");
   EXPECT_EQ(theGlobal.ErrorFlag, 1);
-}
 
-TEST_F(PackageTest, TruncatedPackageNeverReadsOutsideTheFile) {
   const std::vector<char> whole = Module({{"a.inf", Bytes("aaaa")}, {"setup.cxx", Bytes("ss")}});
   for (std::size_t cut = 1; cut < whole.size(); cut += 7) {
     Install(std::vector<char>(whole.begin(), whole.end() - static_cast<std::ptrdiff_t>(cut)));
@@ -230,9 +193,13 @@ TEST_F(PackageTest, RecordRangeOutsideTheDataIsReportedAsNotGenerated) {
     std::uint32_t offset;
     std::uint32_t size;
   };
-  // Offsets are absolute: data begins behind the image and the header word.
+  // Offsets are absolute; data may end exactly where the table begins.
   const std::vector<char> good = Module({{"drv.inf", Bytes("abcd")}});
   const std::uint32_t tableStart = static_cast<std::uint32_t>(RecordAt(good, 1, 0));
+  Install(good);
+  EXPECT_EQ(ExtractPackageFile("drv.inf", "C:\\edge.inf"), 1);
+  EXPECT_EQ(sim::GetFile("C:\\edge.inf"), "abcd");
+
   for (const Damage damage : {Damage{tableStart - 3, 4}, Damage{0, tableStart + 1},
                               Damage{0xFFFFFFF0u, 0x20}, Damage{tableStart, 0xFFFFFFFFu}}) {
     std::vector<char> module = good;
@@ -255,16 +222,6 @@ TEST_F(PackageTest, RecordRangeOutsideTheDataIsReportedAsNotGenerated) {
   EXPECT_EQ(theGlobal.ErrorFlag, 1);
 }
 
-TEST_F(PackageTest, RecordDataMayEndExactlyAtTheTable) {
-  const std::vector<char> module = Module({{"a.bin", Bytes("xyz")}});
-  std::vector<pack::EntryInfo> entries;
-  ASSERT_TRUE(pack::ReadPackageTable(module, entries, nullptr));
-  ASSERT_EQ(entries.size(), 1u);
-  EXPECT_EQ(entries[0].offset + entries[0].size, RecordAt(module, 1, 0));
-  Install(module);
-  EXPECT_EQ(ExtractPackageFile("a.bin", "C:\\a.bin"), 1);
-}
-
 TEST_F(PackageTest, NameWithoutTerminatorNeverMatches) {
   std::vector<char> module = Module({{"keep.cxx", Bytes("k")}, {"x.cxx", Bytes("x")}});
   const std::size_t name = RecordAt(module, 2, 1) + 8;
@@ -279,73 +236,53 @@ TEST_F(PackageTest, NameWithoutTerminatorNeverMatches) {
 
 // ---- Failures of the platform ------------------------------------------------------
 
-TEST_F(PackageTest, ModuleUnavailableFailsWithoutReport) {
-  Install(Module({{"setup.cxx", Bytes("s")}}));
-  sim::FailNext(sim::Op::GetModuleFileName, plat::ERROR_INVALID_HANDLE);
-  EXPECT_EQ(GetScript(), 0);
-  sim::FailNext(sim::Op::CreateFile, plat::ERROR_SHARING_VIOLATION);
-  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
-  EXPECT_EQ(m_Out, "");
-  EXPECT_EQ(theGlobal.ErrorFlag, 0);
-}
+// One injected failure: the call of `op` after `skip` successful ones fails.
+struct Fault {
+  sim::Op op;
+  plat::DWORD error;
+  int skip;
+  bool script;         // GetScriptFromPackage, else ExtractPackageFile to C:\\s.txt
+  const char* output;  // the exact report
+  int flag;            // ErrorFlag afterwards
+};
 
-TEST_F(PackageTest, SizeOrSeekFailureSetsTheFlagSilently) {
+TEST_F(PackageTest, EveryPlatformFailureHasItsReportAndFlag) {
+  using sim::Op;
+  const Fault faults[] = {
+      {Op::GetModuleFileName, 6, 0, true, "", 0},
+      {Op::CreateFile, 32, 0, false, "", 0},
+      {Op::GetFileSize, 6, 0, true, "", 1},
+      {Op::SetFilePointer, 87, 0, false, "", 1},
+      {Op::ReadFile, 87, 0, false, "\n$ Read File list header error , read 0 bytes ", 1},
+      {Op::ReadFile, 87, 1, true, "", 1},  // the first record
+      {Op::CreateFileMapping, 8, 0, true,
+       "\n$ mapping file list failed , err:win error code:0x00000008. ", 1},
+      {Op::MapViewOfFile, 8, 0, true, "\n$ mapping file list failed:win error code:0x00000008. ",
+       1},
+      {Op::CreateFileMapping, 8, 0, false,
+       "\n$ create mapping file failed:win error code:0x00000008 ", 1},
+      {Op::MapViewOfFile, 8, 0, false, "\n$ mapping file list failed:win error code:0x00000008 ",
+       1},
+      {Op::CreateFile, 5, 1, true,  // the destination, after the module's open
+       "\n$ can not generate 'C:\\WINDOWS\\setup.cxx':win error code:0x00000005. ", 1},
+      {Op::WriteFile, 112, 0, true, "\n$ can not generate 'setup.cxx':win error code:0x00000070 ",
+       1},
+      {Op::CreateFile, 5, 1, false, "\n$ can not generate 'C:\\s.txt':win error code:0x00000005 ",
+       1},
+      {Op::WriteFile, 112, 0, false, "\n$ can not generate 'C:\\s.txt':win error code:0x00000070 ",
+       1},
+  };
   Install(Module({{"setup.cxx", Bytes("s")}}));
-  sim::FailNext(sim::Op::GetFileSize, plat::ERROR_INVALID_HANDLE);
-  EXPECT_EQ(GetScript(), 0);
-  EXPECT_EQ(theGlobal.ErrorFlag, 1);
-  theGlobal.ErrorFlag = 0;
-  sim::FailNext(sim::Op::SetFilePointer, plat::ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
-  EXPECT_EQ(theGlobal.ErrorFlag, 1);
-  theGlobal.ErrorFlag = 0;
-  sim::FailNext(sim::Op::ReadFile, plat::ERROR_INVALID_PARAMETER, 1);  // the first record
-  EXPECT_EQ(GetScript(), 0);
-  EXPECT_EQ(theGlobal.ErrorFlag, 1);
-  EXPECT_EQ(m_Out, "");
-}
-
-TEST_F(PackageTest, TrailerReadFailure) {
-  Install(Module({{"setup.cxx", Bytes("s")}}));
-  sim::FailNext(sim::Op::ReadFile, plat::ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
-  EXPECT_EQ(m_Out, "\n$ Read File list header error , read 0 bytes ");
-  EXPECT_EQ(theGlobal.ErrorFlag, 1);
-}
-
-TEST_F(PackageTest, MappingFailuresUseEachOperationsWording) {
-  Install(Module({{"setup.cxx", Bytes("s")}}));
-  sim::FailNext(sim::Op::CreateFileMapping, plat::ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(GetScript(), 0);
-  sim::FailNext(sim::Op::MapViewOfFile, plat::ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(GetScript(), 0);
-  sim::FailNext(sim::Op::CreateFileMapping, plat::ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
-  sim::FailNext(sim::Op::MapViewOfFile, plat::ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s"), 0);
-  EXPECT_EQ(m_Out,
-            "\n$ mapping file list failed , err:win error code:0x00000008. "
-            "\n$ mapping file list failed:win error code:0x00000008. "
-            "\n$ create mapping file failed:win error code:0x00000008 "
-            "\n$ mapping file list failed:win error code:0x00000008 ");
-}
-
-TEST_F(PackageTest, DestinationAndWriteFailures) {
-  Install(Module({{"setup.cxx", Bytes("s")}}));
-  sim::FailNext(sim::Op::CreateFile, plat::ERROR_ACCESS_DENIED, 1);  // after the module's open
-  EXPECT_EQ(GetScript(), 0);
-  sim::FailNext(sim::Op::WriteFile, 112);
-  EXPECT_EQ(GetScript(), 0);
-  sim::FailNext(sim::Op::CreateFile, plat::ERROR_ACCESS_DENIED, 1);
-  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s.txt"), 0);
-  sim::FailNext(sim::Op::WriteFile, 112);
-  EXPECT_EQ(ExtractPackageFile("setup.cxx", "C:\\s.txt"), 0);
-  EXPECT_EQ(m_Out,
-            "\n$ can not generate 'C:\\WINDOWS\\setup.cxx':win error code:0x00000005. "
-            "\n$ can not generate 'setup.cxx':win error code:0x00000070 "
-            "\n$ can not generate 'C:\\s.txt':win error code:0x00000005 "
-            "\n$ can not generate 'C:\\s.txt':win error code:0x00000070 ");
-  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+  for (const Fault& fault : faults) {
+    SCOPED_TRACE(std::string(sim::OpName(fault.op)) + (fault.script ? " script" : " extract"));
+    m_Out.clear();
+    theGlobal.ErrorFlag = 0;
+    sim::FailNext(fault.op, fault.error, fault.skip);
+    EXPECT_EQ(fault.script ? GetScript() : ExtractPackageFile("setup.cxx", "C:\\s.txt"), 0);
+    EXPECT_EQ(m_Out, fault.output);
+    EXPECT_EQ(theGlobal.ErrorFlag, fault.flag);
+    sim::ClearFailures();
+  }
 }
 
 // ---- Extensions -------------------------------------------------------------------
@@ -443,25 +380,6 @@ TEST(PackageWriter, FilesRoundTripThroughCreateListAndExtract) {
   EXPECT_FALSE(pack::CreatePackageFile(out, "", {dir.string()}, &error));
   EXPECT_FALSE(pack::ReadPackageTable(Bytes("MZbase and nothing else"), entries, &error));
   fs::remove_all(dir);
-}
-
-class PackageWriterLibraryTest : public PackageTest {};
-
-TEST_F(PackageWriterLibraryTest, LibraryReadsWhatTheWriterWrote) {
-  std::vector<pack::Entry> entries;
-  for (int i = 0; i < 40; ++i) {
-    entries.push_back(
-        {"file" + std::to_string(i) + ".bin", Bytes(std::string(i * 37, char('a' + i % 26)))});
-  }
-  entries.push_back({"install.cxx", Bytes("num main()\r\n{\r\n    return 0\r\n}\r\n")});
-  Install(Module(entries));
-  ASSERT_EQ(GetScript(), 1);
-  EXPECT_EQ(sim::GetFile("C:\\WINDOWS\\install.cxx"), "num main()\r\n{\r\n    return 0\r\n}\r\n");
-  for (int i = 0; i < 40; i += 13) {
-    const std::string name = "file" + std::to_string(i) + ".bin";
-    ASSERT_EQ(ExtractPackageFile(name.c_str(), ("C:\\" + name).c_str()), 1);
-    EXPECT_EQ(sim::GetFile("C:\\" + name), std::string(i * 37, char('a' + i % 26)));
-  }
 }
 
 }  // namespace

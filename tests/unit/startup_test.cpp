@@ -201,13 +201,6 @@ TEST_F(StartupTest, PackageWithoutScriptRefusesToLoad) {
   EXPECT_STREQ(theGlobal.m_szFileName, "");
 }
 
-TEST_F(StartupTest, ModuleWithoutAnyPackageRefusesToLoad) {
-  ASSERT_TRUE(sim::SetModule(kModule, kModulePath, Bytes("MZ just an image, no package")));
-  EXPECT_EQ(Attach(), plat::FALSE);
-  EXPECT_EQ(m_Out, "\n$ can not find any *.cxx in resource file list. ");
-  EXPECT_EQ(m_Events, "[msgbox] Prompt: Not any script section -> 1\n");
-}
-
 TEST_F(StartupTest, MissingSetupApiRefusesToLoadAndRemovesTheScript) {
   InstallScript();
   ASSERT_TRUE(plat::DeleteFileA("C:\\WINDOWS\\system32\\SetupApi.dll"));
@@ -221,19 +214,16 @@ TEST_F(StartupTest, MissingSetupApiRefusesToLoadAndRemovesTheScript) {
 
 TEST_F(StartupTest, MissingRequiredEntryPointRefusesToLoad) {
   InstallScript();
+  sim::RemoveEntryPoint("SetupApi.dll", "SetupCopyOEMInfA");  // optional
+  ASSERT_EQ(Attach(), plat::TRUE);
+  EXPECT_EQ(theGlobal.m_Device.SetupCopyOEMInfA, nullptr);
+  Detach();
+
   sim::RemoveEntryPoint("SetupApi.dll", "SetupDiGetDeviceInstallParamsA");
   EXPECT_EQ(Attach(), plat::FALSE);
   EXPECT_EQ(m_Out, "\nsystem cannot support Setup Api.\n\n");
   EXPECT_EQ(m_Events, "[msgbox] Prompt: Init dll failed -> 1\n");
   EXPECT_EQ(theGlobal.m_hSetupApi, nullptr);  // released by the detach
-}
-
-TEST_F(StartupTest, OemInfCopyEntryPointIsOptional) {
-  InstallScript();
-  sim::RemoveEntryPoint("SetupApi.dll", "SetupCopyOEMInfA");
-  ASSERT_EQ(Attach(), plat::TRUE);
-  EXPECT_EQ(theGlobal.m_Device.SetupCopyOEMInfA, nullptr);
-  EXPECT_EQ(m_Out, "");
 }
 
 TEST_F(StartupTest, MissingNewdevIsOnlyAWarning) {
@@ -312,6 +302,13 @@ TEST_F(StartupTest, ScriptPathLongerThan255CharactersRefusesToLoad) {
 
 TEST_F(StartupTest, DetachDeletesTheScriptAndTheExpandedFile) {
   InstallScript();
+  // Without an Action call there is no expanded file to delete.
+  ASSERT_EQ(Attach(), plat::TRUE);
+  ASSERT_TRUE(sim::PutFile("C:\\WINDOWS\\setup.cxx.e", "left by someone else"));
+  Detach();
+  EXPECT_FALSE(sim::GetFile("C:\\WINDOWS\\setup.cxx").has_value());
+  EXPECT_TRUE(sim::GetFile("C:\\WINDOWS\\setup.cxx.e").has_value());
+
   ASSERT_EQ(Attach(), plat::TRUE);
   theGlobal.m_szExpandFile = std::string(theGlobal.m_szFileName) + ".e";
   ASSERT_TRUE(sim::PutFile(*theGlobal.m_szExpandFile, "expanded"));
@@ -323,19 +320,10 @@ TEST_F(StartupTest, DetachDeletesTheScriptAndTheExpandedFile) {
   EXPECT_EQ(theGlobal.m_hSetupApi, nullptr);
   EXPECT_EQ(theGlobal.m_hNewDev, nullptr);
   EXPECT_EQ(theGlobal.m_Device.SetupDiGetClassDevsA, nullptr);
-}
-
-TEST_F(StartupTest, DetachWithoutActionDeletesOnlyTheScript) {
-  InstallScript();
-  ASSERT_EQ(Attach(), plat::TRUE);
-  ASSERT_TRUE(sim::PutFile("C:\\WINDOWS\\setup.cxx.e", "left by someone else"));
-  Detach();
-  EXPECT_FALSE(sim::GetFile("C:\\WINDOWS\\setup.cxx").has_value());
-  EXPECT_TRUE(sim::GetFile("C:\\WINDOWS\\setup.cxx.e").has_value());
   // A second detach (the loader's, after a failed attach) finds nothing to do.
+  ASSERT_TRUE(sim::PutFile("C:\\WINDOWS\\setup.cxx", "a new file"));
   Detach();
-  EXPECT_TRUE(sim::GetFile("C:\\WINDOWS\\setup.cxx.e").has_value());
-  EXPECT_EQ(m_Out, "");
+  EXPECT_TRUE(sim::GetFile("C:\\WINDOWS\\setup.cxx").has_value());
 }
 
 TEST_F(StartupTest, ReaderFailureLeavesItsOutputButDeletesNothing) {
