@@ -58,6 +58,14 @@ TEST_F(SimFiles, TrailingDotsAndInvalidCharacters) {
   EXPECT_EQ(GetLastError(), 206u);
 }
 
+TEST_F(SimFiles, TheSystemDriveAlwaysExists) {
+  EXPECT_FALSE(CreateDirectoryA("D:\\Win", nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+  sim::GetProfile().systemDirectory = "D:\\Win\\system32";
+  EXPECT_TRUE(CreateDirectoryA("D:\\Win", nullptr));
+  EXPECT_EQ(sim::HostPath("d:\\win"), FsRoot() + "D/Win");
+}
+
 // ---- Error codes ----------------------------------------------------------------
 
 TEST_F(SimFiles, OpenAndCreateAnswerWindowsErrorCodes) {

@@ -405,8 +405,15 @@ Resolved Resolve(const char* path, bool wildcardLast) {
   fs::path host = FsRoot() / std::string(1, drive);
   std::error_code ec;
   if (!fs::is_directory(host, ec)) {
-    r.error = plat::ERROR_PATH_NOT_FOUND;
-    return r;
+    // The drive of the system directory always exists, even when the profile
+    // has just moved the system directory there.
+    const std::string& system = profile.systemDirectory;
+    bool systemDrive = system.size() >= 2 && system[1] == ':' &&
+                       std::toupper(static_cast<unsigned char>(system[0])) == drive;
+    if (!systemDrive || !fs::create_directories(host, ec)) {
+      r.error = plat::ERROR_PATH_NOT_FOUND;
+      return r;
+    }
   }
   r.windows = std::string(1, drive) + ":\\";
   bool exists = true;  // every component so far exists
