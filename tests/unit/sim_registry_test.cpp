@@ -175,6 +175,23 @@ TEST_F(SimRegistry, NullDaclOpensAKeyToEveryone) {
   RegCloseKey(key);
 }
 
+TEST_F(SimRegistry, NestingIsLimitedTo512Levels) {
+  std::string path = "k";
+  for (int i = 1; i < 512; ++i) path += "\\k";
+  HKEY key = nullptr;
+  EXPECT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, (path + "\\k").c_str(), 0, nullptr, 0,
+                            KEY_ALL_ACCESS, nullptr, &key, nullptr),
+            87);
+  ASSERT_EQ(RegCreateKeyExA(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                            &key, nullptr),
+            0);
+  HKEY deeper = nullptr;
+  EXPECT_EQ(RegCreateKeyExA(key, "more", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &deeper, nullptr),
+            87);
+  RegCloseKey(key);
+  EXPECT_EQ(SHDeleteKeyA(HKEY_CURRENT_USER, "k"), 0u);
+}
+
 TEST_F(SimRegistry, InjectedRegistryFailures) {
   sim::FailNext(sim::Op::RegCreateKey, ERROR_ACCESS_DENIED);
   HKEY key = nullptr;

@@ -3,6 +3,7 @@
 // the class installer (register, remove, property change), INF class lookup,
 // OEM INF copies and driver installation by hardware id.
 #include <algorithm>
+#include <cctype>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>

@@ -23,6 +23,7 @@
 //   [process] not found: CMDLINE (error N)
 //   [reboot] restart requested
 //   [reboot] refused: shutdown privilege not held
+//   [reboot] shutdown requested  /  [reboot] logoff requested
 //   [sleep] N ms                          (only with fast sleep)
 //   [service] start: NAME  /  [service] stop: NAME  /  [service] delete: NAME
 //   [device] register: INSTANCE-ID  /  [device] remove: INSTANCE-ID

@@ -26,6 +26,7 @@ constexpr REGSAM kGenericAll = 0x10000000u;
 constexpr REGSAM kMaximumAllowed = 0x02000000u;
 constexpr plat::WORD kDaclPresent = 0x4;
 constexpr plat::WORD kDaclDefaulted = 0x8;
+constexpr int kMaxDepth = 512;  // the registry's nesting limit
 
 struct RegValue {
   std::string name;
@@ -37,6 +38,7 @@ struct RegKey {
   std::string name;
   std::vector<std::shared_ptr<RegKey>> children;  // sorted without regard to case
   std::vector<RegValue> values;                   // in creation order
+  int depth = 0;                                  // levels below the root
   bool openToEveryone = false;                    // a present, null DACL was applied
   bool deleted = false;                           // handles to it answer ERROR_KEY_DELETED
 };
@@ -151,6 +153,7 @@ KeyPtr Walk(KeyPtr key, const std::vector<std::string>& parts) {
 KeyPtr AddChild(const KeyPtr& key, const std::string& name) {
   auto child = std::make_shared<RegKey>();
   child->name = name;
+  child->depth = key->depth + 1;
   auto at = std::lower_bound(
       key->children.begin(), key->children.end(), name,
       [](const KeyPtr& k, const std::string& n) { return Lower(k->name) < Lower(n); });
@@ -249,7 +252,7 @@ void Load(const KeyPtr& key, const Json& node, int depth) {
     SetValue(key, value.value("name", std::string()), value.value("type", plat::REG_NONE),
              data.data(), data.size());
   }
-  if (depth > 512) return;  // a corrupt, absurdly deep state file
+  if (depth >= kMaxDepth) return;  // a corrupt, absurdly deep state file
   for (const Json& child : node.value("keys", Json::array())) {
     std::string name = child.value("name", std::string());
     if (name.empty() || Child(key, name)) continue;
@@ -392,6 +395,9 @@ LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD, REGSAM access
   if (!base) return status;
   std::vector<std::string> parts;
   if (!SplitPath(subKey, &parts, &status)) return status;
+  if (base->depth + static_cast<int>(parts.size()) > kMaxDepth) {
+    return static_cast<LONG>(ERROR_INVALID_PARAMETER);
+  }
   bool created = false;
   KeyPtr target = CreatePath(base, parts, &created);
   auto handle = std::make_unique<KeyHandle>();
