@@ -210,16 +210,20 @@ bool LoadState(Machine& m, std::string* error) {
   return true;
 }
 
-// Directories and files of a fresh default machine (created when missing).
-void EnsureDefaultTree(Machine& m) {
+// Directories and files of a fresh default machine.
+void CreateDefaultTree(Machine& m) {
   std::error_code ec;
   fs::create_directories(m.stateDir / "fs" / "C", ec);
   std::string win = WindowsDirectory();
-  for (const char* sub : {"", "\\system32", "\\system32\\drivers", "\\inf", "\\Temp"}) {
-    Resolved r = Resolve((win + sub).c_str());
+  const std::string& system = m.profile.systemDirectory;
+  for (std::string dir : {win, system, system + "\\drivers", win + "\\inf", win + "\\Temp"}) {
+    Resolved r = Resolve(dir.c_str());
     if (r.error == 0 && !r.exists) fs::create_directories(r.host, ec);
   }
-  (void)m;
+  for (const char* library : {"SetupApi.dll", "newdev.dll"}) {
+    Resolved r = Resolve((system + "\\" + library).c_str());
+    if (r.error == 0 && !r.exists) WriteWhole(r.host, std::string("MZ simulated ") + library);
+  }
 }
 
 }  // namespace
@@ -555,20 +559,14 @@ bool Boot(const std::string& stateDir, std::string* error) {
     }
   }
   // Install before loading: loading resolves paths through the machine.
+  bool fresh = !fs::exists(m->stateDir / "machine.json", ec);
   theMachine = std::move(m);
   if (!LoadState(*theMachine, error)) {
     if (theMachine->temporary) fs::remove_all(theMachine->stateDir, ec);
     theMachine.reset();
     return false;
   }
-  EnsureDefaultTree(*theMachine);
-  for (const char* library : {"SetupApi.dll", "newdev.dll"}) {
-    Resolved r = Resolve((theMachine->profile.systemDirectory + "\\" + library).c_str());
-    // A fresh machine has the device libraries; a saved one keeps what it had.
-    if (r.error == 0 && !r.exists && !fs::exists(theMachine->stateDir / "machine.json", ec)) {
-      WriteWhole(r.host, std::string("MZ simulated ") + library);
-    }
-  }
+  if (fresh) CreateDefaultTree(*theMachine);
   ResetProcessState();
   if (theMachine->restartPending) {
     ApplyRestart();
