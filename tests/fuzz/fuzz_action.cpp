@@ -16,7 +16,7 @@
 namespace {
 
 plat::HMODULE const kModule = reinterpret_cast<plat::HMODULE>(0x10000000);
-constexpr std::uint32_t kStepBudget = 200000;
+constexpr std::uint32_t kStepBudget = 50000;
 
 }  // namespace
 
