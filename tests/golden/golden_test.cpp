@@ -285,6 +285,11 @@ struct GoldenCase {
   fs::path script;   // absolute path of <name>.cxx
 };
 
+// Shown by GoogleTest and ctest in place of the record's bytes.
+void PrintTo(const GoldenCase& test, std::ostream* out) {
+  *out << test.script.lexically_relative(SETUP_GOLDEN_DIR).generic_string();
+}
+
 std::vector<GoldenCase> FindCases() {
   std::vector<GoldenCase> cases;
   const fs::path root = SETUP_GOLDEN_DIR;
