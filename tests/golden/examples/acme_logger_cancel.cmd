@@ -1,0 +1,3 @@
+--answer no --answer yes --add ../../../examples/acme_logger/acmelog.inf --add ../../../examples/acme_logger/acmelog.sys --add ../../../examples/acme_logger/acmelog.cat
+/install
+/uninstall
