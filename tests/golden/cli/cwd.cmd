@@ -1,0 +1,1 @@
+--cwd C:\Work --put include/common.inc

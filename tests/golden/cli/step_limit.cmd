@@ -1,0 +1,2 @@
+--step-limit 1000
+/run

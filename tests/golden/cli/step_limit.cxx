@@ -1,0 +1,8 @@
+// An endless loop is cut by the step budget.
+num main() {
+  num i = 0
+  while (1) {
+    i += 1
+  }
+  return i
+}
