@@ -121,12 +121,12 @@ bool PrepareMachine(const Options& options) {
       return false;
     }
   }
-  for (const DeviceSpec& spec : options.devices) {
+  for (const DeviceSpec& wanted : options.devices) {
     sim::Device device;
-    device.instanceId = spec.instanceId;
-    device.hardwareIds = spec.hardwareIds;
+    device.instanceId = wanted.instanceId;
+    device.hardwareIds = wanted.hardwareIds;
     if (!sim::AddDevice(device)) {
-      Complain("cannot add device '" + spec.instanceId + "' (already present?)");
+      Complain("cannot add device '" + wanted.instanceId + "' (already present?)");
       return false;
     }
   }
