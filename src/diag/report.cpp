@@ -30,58 +30,48 @@ std::int32_t ReportedLine() {
   return line;
 }
 
+// Formats the caller's text and writes it between `before` and `after`; a
+// format of none writes `missing` instead. Answers 1, or 0 for no format.
+int Emit(const std::string& before, const char* after, const char* missing, const char* format,
+         va_list args) {
+  if (format == nullptr) {
+    WriteText(missing);
+    return 0;
+  }
+  char text[kReportBufferSize];
+  FormatText(text, sizeof text, format, args);
+  Write(before + text + after);
+  return 1;
+}
+
 }  // namespace
 
 int ReportWarning(const char* format, ...) {
-  if (format == nullptr) {
-    WriteText("\nno warn information.\n");
-    return 0;
-  }
-  char text[kReportBufferSize];
+  std::string before = "\n";
+  before.append(theGlobal.m_szFileName,
+                strnlen(theGlobal.m_szFileName, sizeof theGlobal.m_szFileName));
+  before += '(' + std::to_string(ReportedLine()) + "):";
   va_list args;
   va_start(args, format);
-  FormatText(text, sizeof text, format, args);
+  const int result = Emit(before, "", "\nno warn information.\n", format, args);
   va_end(args);
-
-  std::string line = "\n";
-  line.append(theGlobal.m_szFileName,
-              strnlen(theGlobal.m_szFileName, sizeof theGlobal.m_szFileName));
-  line += '(';
-  line += std::to_string(ReportedLine());
-  line += "):";
-  line += text;
-  Write(line);
-  return 1;
+  return result;
 }
 
 int PrintLine(const char* format, ...) {
-  if (format == nullptr) {
-    WriteText("\nno debug information.\n");
-    return 0;
-  }
-  char text[kReportBufferSize];
   va_list args;
   va_start(args, format);
-  FormatText(text, sizeof text, format, args);
+  const int result = Emit("\n", "", "\nno debug information.\n", format, args);
   va_end(args);
-
-  Write(std::string("\n") + text);
-  return 1;
+  return result;
 }
 
 int ReportError(const char* format, ...) {
-  if (format == nullptr) {
-    WriteText("\nno debug information.\n");
-    return 0;
-  }
-  char text[kReportBufferSize];
   va_list args;
   va_start(args, format);
-  FormatText(text, sizeof text, format, args);
+  const int result = Emit("\n$ ", " ", "\nno debug information.\n", format, args);
   va_end(args);
-
-  Write(std::string("\n$ ") + text + " ");
-  return 1;
+  return result;
 }
 
 void TraceLine(const char* /*text*/) {}
