@@ -494,9 +494,7 @@ TEST(GoldenRunner, RunsAModuleBuiltBySetupPack) {
   ScratchDir scratch;
   ASSERT_FALSE(scratch.Path().empty());
   WriteWhole(scratch.Path() / "setup.CXX", "num main() {\n  return 42\n}\n");
-  WriteWhole(scratch.Path() / "base.bin", std::string("MZ image bytes\0\1\2", 17));
-  RunResult packed = RunProcess(
-      {pack.string(), "create", "mod.dll", "--base", "base.bin", "setup.CXX"}, scratch.Path());
+  RunResult packed = RunProcess({pack.string(), "create", "mod.dll", "setup.CXX"}, scratch.Path());
   ASSERT_EQ(packed.exitCode, 0) << packed.out << packed.err;
   RunResult run =
       RunProcess({SETUP_RUN_PATH, "--module", "mod.dll", "/go", "/again"}, scratch.Path());
