@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "../support/pe_builder.h"
 #include "common/package_writer.h"
 #include "common/pe_image.h"
 
@@ -16,74 +17,32 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void Put16(std::vector<char>& image, std::size_t at, std::uint16_t value) {
-  for (int i = 0; i < 2; ++i) image[at + i] = static_cast<char>(value >> (8 * i));
-}
-void Put32(std::vector<char>& image, std::size_t at, std::uint32_t value) {
-  for (int i = 0; i < 4; ++i) image[at + i] = static_cast<char>(value >> (8 * i));
-}
-
-// A minimal PE image: DOS header, PE header, one section at RVA 0x1000 (file
-// offset 0x200) holding the export directory and the exported names.
-std::vector<char> MakePe(bool is64, bool dll, const std::vector<std::string>& exports) {
-  std::vector<char> image(0x400, '\0');
-  image[0] = 'M';
-  image[1] = 'Z';
-  Put32(image, 0x3C, 0x80);
-  std::memcpy(image.data() + 0x80, "PE\0\0", 4);
-  const std::size_t coff = 0x84;
-  Put16(image, coff, is64 ? 0x8664 : 0x014C);
-  Put16(image, coff + 2, 1);
-  const std::uint16_t optionalSize = is64 ? 240 : 224;
-  Put16(image, coff + 16, optionalSize);
-  Put16(image, coff + 18, static_cast<std::uint16_t>(0x0002 | (dll ? 0x2000 : 0)));
-  const std::size_t optional = coff + 20;
-  Put16(image, optional, is64 ? 0x20B : 0x10B);
-  const std::size_t directories = optional + (is64 ? 112 : 96);
-  Put32(image, directories - 4, 16);
-  Put32(image, directories, 0x1000);  // export table RVA
-  Put32(image, directories + 4, 0x100);
-  const std::size_t section = optional + optionalSize;
-  std::memcpy(image.data() + section, ".edata\0\0", 8);
-  Put32(image, section + 8, 0x200);    // virtual size
-  Put32(image, section + 12, 0x1000);  // virtual address
-  Put32(image, section + 16, 0x200);   // raw size
-  Put32(image, section + 20, 0x200);   // raw offset
-  // Export directory at 0x200: names count at +24, names RVA at +32.
-  Put32(image, 0x200 + 24, static_cast<std::uint32_t>(exports.size()));
-  Put32(image, 0x200 + 32, 0x1040);
-  std::uint32_t nameRva = 0x1080;
-  for (std::size_t i = 0; i < exports.size(); ++i) {
-    Put32(image, 0x240 + 4 * i, nameRva);
-    std::memcpy(image.data() + 0x200 + (nameRva - 0x1000), exports[i].c_str(),
-                exports[i].size() + 1);
-    nameRva += static_cast<std::uint32_t>(exports[i].size() + 1);
-  }
-  return image;
-}
-
 std::vector<char> Bytes(const std::string& text) {
   return std::vector<char>(text.begin(), text.end());
 }
 
 TEST(PeImage, TellsTheKindOfBase) {
   std::string summary, error;
-  EXPECT_TRUE(pack::CheckSetupBase(MakePe(false, true, {"Action"}), &summary, &error)) << error;
+  EXPECT_TRUE(pack::CheckSetupBase(testsupport::MakePe(false, true, {"Action"}), &summary, &error))
+      << error;
   EXPECT_EQ(summary, "32-bit (x86) DLL exporting Action");
-  EXPECT_TRUE(pack::CheckSetupBase(MakePe(true, true, {"Other", "Action"}), &summary, &error));
+  EXPECT_TRUE(
+      pack::CheckSetupBase(testsupport::MakePe(true, true, {"Other", "Action"}), &summary, &error));
   EXPECT_EQ(summary, "64-bit (x64) DLL exporting Action");
 
-  EXPECT_FALSE(pack::CheckSetupBase(MakePe(false, false, {"Action"}), &summary, &error));
+  EXPECT_FALSE(
+      pack::CheckSetupBase(testsupport::MakePe(false, false, {"Action"}), &summary, &error));
   EXPECT_EQ(error, "a 32-bit (x86) PE executable, not a DLL");
-  EXPECT_FALSE(pack::CheckSetupBase(MakePe(true, true, {"action", "Action2"}), &summary, &error));
+  EXPECT_FALSE(pack::CheckSetupBase(testsupport::MakePe(true, true, {"action", "Action2"}),
+                                    &summary, &error));
   EXPECT_EQ(error, "a 64-bit (x64) DLL that does not export Action");
-  EXPECT_FALSE(pack::CheckSetupBase(MakePe(false, true, {}), &summary, &error));
+  EXPECT_FALSE(pack::CheckSetupBase(testsupport::MakePe(false, true, {}), &summary, &error));
   EXPECT_FALSE(pack::CheckSetupBase(Bytes("#!/bin/sh\necho hi\n"), &summary, &error));
   EXPECT_EQ(error, "not a PE file (no MZ header)");
 }
 
 TEST(PeImage, TruncatedOrCorruptImagesFailCleanly) {
-  const std::vector<char> image = MakePe(false, true, {"Action"});
+  const std::vector<char> image = testsupport::MakePe(false, true, {"Action"});
   pack::PeInfo info;
   std::string error;
   // Every prefix is refused or read without Action; none reads out of bounds.
@@ -93,13 +52,13 @@ TEST(PeImage, TruncatedOrCorruptImagesFailCleanly) {
     EXPECT_FALSE(pack::CheckSetupBase(cut, &summary, &error)) << size;
   }
   std::vector<char> wild = image;
-  Put32(wild, 0x3C, 0xFFFFFFF0);  // PE header offset past the end
+  testsupport::Put32(wild, 0x3C, 0xFFFFFFF0);  // PE header offset past the end
   EXPECT_FALSE(pack::ReadPeImage(wild, &info, &error));
   wild = image;
-  Put32(wild, 0x200 + 24, 0x7FFFFFFF);  // absurd name count
+  testsupport::Put32(wild, 0x200 + 24, 0x7FFFFFFF);  // absurd name count
   EXPECT_FALSE(pack::ReadPeImage(wild, &info, &error));
   wild = image;
-  Put32(wild, 0x240, 0x90000000);  // name outside every section
+  testsupport::Put32(wild, 0x240, 0x90000000);  // name outside every section
   EXPECT_FALSE(pack::ReadPeImage(wild, &info, &error));
 }
 
@@ -165,7 +124,7 @@ TEST_F(PackFiles, RefusesScriptCountsAndBasesTheLibraryCannotUse) {
   const std::string text = Write("notes.txt", "not a module");
   EXPECT_FALSE(pack::CreatePackageFile(out, text, {Path("setup.cxx")}, &error));
   EXPECT_NE(error.find("not a PE file"), std::string::npos) << error;
-  const std::string exe = WriteBytes("tool.exe", MakePe(false, false, {"Action"}));
+  const std::string exe = WriteBytes("tool.exe", testsupport::MakePe(false, false, {"Action"}));
   EXPECT_FALSE(pack::CreatePackageFile(out, exe, {Path("setup.cxx")}, &error));
   EXPECT_NE(error.find("not a DLL"), std::string::npos) << error;
   EXPECT_FALSE(fs::exists(out));
@@ -173,7 +132,7 @@ TEST_F(PackFiles, RefusesScriptCountsAndBasesTheLibraryCannotUse) {
 
 TEST_F(PackFiles, RepackingReplacesThePackage) {
   for (bool is64 : {false, true}) {
-    const std::vector<char> image = MakePe(is64, true, {"Action"});
+    const std::vector<char> image = testsupport::MakePe(is64, true, {"Action"});
     const std::string base = WriteBytes("base.dll", image);
     std::string error;
     std::vector<std::string> notes;

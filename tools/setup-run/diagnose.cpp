@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "entry/global.h"
@@ -65,29 +66,32 @@ void RunObserver::Begin(const std::string& command) {
   const ScriptFacts facts = std::move(m_Facts);
   *this = RunObserver(facts);
   m_Parameters = CountParameters(command);
+  m_Command = command;
 }
 
 RunObserver::Location RunObserver::Here() const {
   using setup::theGlobal;
-  Location here;
   const int prelude = theGlobal.m_nPreludeLines;
+  const auto& includes = setup::theIncludes;
+  const std::string current(theGlobal.m_szFileName,
+                            strnlen(theGlobal.m_szFileName, sizeof theGlobal.m_szFileName));
   // The outermost file is the expanded script: its lines count from the end
   // of the prelude, and it is named as the user gave it.
-  auto scriptLine = [prelude](int line) { return line > prelude ? line - prelude : line; };
-  const auto& includes = setup::theIncludes;
-  if (includes.empty()) {
-    here.file = m_Facts.label;
-    here.line = scriptLine(theGlobal.m_nLineNo);
-  } else {
-    here.file.assign(theGlobal.m_szFileName,
-                     strnlen(theGlobal.m_szFileName, sizeof theGlobal.m_szFileName));
-    here.line = theGlobal.m_nLineNo;
-    for (std::size_t i = includes.size(); i-- > 0;) {
-      const bool outermost = i == 0;
-      here.includedFrom.emplace_back(
-          outermost ? m_Facts.label : includes[i]->m_szFileName,
-          outermost ? scriptLine(includes[i]->m_nLineNo) : includes[i]->m_nLineNo);
-    }
+  const std::string script = includes.empty() ? current : includes.front()->m_szFileName;
+  auto place = [&](const std::string& name, int line) -> std::pair<std::string, int> {
+    if (name != script) return {name, line};
+    if (line <= prelude) return {"the parameter prelude", line};
+    return {m_Facts.label, line - prelude};
+  };
+  // An include that could not be opened leaves its frame pushed while the
+  // including file is still current: that frame is the current place.
+  std::size_t frames = includes.size();
+  if (frames > 0 && includes[frames - 1]->m_szFileName == current) --frames;
+
+  Location here;
+  std::tie(here.file, here.line) = place(current, theGlobal.m_nLineNo);
+  for (std::size_t i = frames; i-- > 0;) {
+    here.includedFrom.push_back(place(includes[i]->m_szFileName, includes[i]->m_nLineNo));
   }
   here.token.assign(theGlobal.m_szToken, strnlen(theGlobal.m_szToken, sizeof theGlobal.m_szToken));
   return here;
@@ -141,6 +145,10 @@ void RunObserver::End(int result, bool checkOnly) {
       Say("hint: " + script + " is not a text file (binary byte at offset " +
           std::to_string(*m_Facts.binaryAt) + ")");
     }
+    if (where.file == "the parameter prelude" && m_Command.find('"') != std::string::npos) {
+      Say("hint: a parameter of the command holds a double quote, which ends its text in the "
+          "prelude early");
+    }
     if (m_Parameters == 0 && m_Facts.mentionsParameters &&
         (token == "_Parameters" || m_FirstMessage.find("_Parameters") != std::string::npos)) {
       Say("hint: _Parameters is declared only when the command has a parameter; give a COMMAND "
@@ -169,8 +177,20 @@ void RunObserver::End(int result, bool checkOnly) {
   }
   std::string line = script + ": the run failed in function '" + m_RunCalls.back() + "'";
   if (m_RunCalls.size() > 1) {
-    line += " (called from";
-    for (std::size_t i = m_RunCalls.size() - 1; i-- > 0;) line += " '" + m_RunCalls[i] + "'";
+    // Recursion shows as one name with its depth: "main > walk x300".
+    line += " (calls: ";
+    for (std::size_t i = 0; i < m_RunCalls.size();) {
+      std::size_t same = i + 1;
+      while (same < m_RunCalls.size() && m_RunCalls[same] == m_RunCalls[i]) ++same;
+      line += (i ? " > " : "") + m_RunCalls[i];
+      // Deep recursion ends where the stack runs out, which varies by build.
+      if (same - i > 100) {
+        line += " x100+";
+      } else if (same - i > 1) {
+        line += " x" + std::to_string(same - i);
+      }
+      i = same;
+    }
     line += ")";
   }
   Say(line);

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace setuprun {
@@ -48,6 +49,7 @@ class RunObserver {
 
   ScriptFacts m_Facts;
   int m_Parameters = 0;
+  std::string m_Command;
   bool m_Compiled = false;
   bool m_CompileFailed = false;
   bool m_HasMain = true;

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "platform/sim/machine.h"
 #include "session.h"
@@ -52,8 +53,12 @@ bool ReadWhole(const fs::path& path, std::string* bytes) {
 
 void Row(const std::string& profile, const std::string& results, const std::string& boxes,
          const std::string& restart, const std::string& changes, const std::string& verdict) {
-  std::printf("%-8s %-12s %-9s %-8s %-8s %s\n", profile.c_str(), results.c_str(), boxes.c_str(),
-              restart.c_str(), changes.c_str(), verdict.c_str());
+  char line[512];
+  std::snprintf(line, sizeof line, "%-8s %-12s %-9s %-8s %-8s %s", profile.c_str(),
+                results.c_str(), boxes.c_str(), restart.c_str(), changes.c_str(), verdict.c_str());
+  std::string text = line;
+  text.erase(text.find_last_not_of(' ') + 1);
+  std::printf("%s\n", text.c_str());
 }
 
 }  // namespace

@@ -22,12 +22,14 @@ constexpr const char* kDescription =
     "library prints; standard error the machine's event log and one line\n"
     "\"Action returned N\" per call.\n"
     "Exit status: 0 the run worked (whatever Action answered), 1 the library refused to\n"
-    "load, 2 usage error, 3 the machine state could not be used.";
+    "load, 2 usage error, 3 the machine state could not be used, 4 --check: the script\n"
+    "does not compile, 5 --matrix: the results differ.";
 
 constexpr const char* kUsage =
     "usage: setup-run [options] SCRIPT [COMMAND...]\n"
     "       setup-run [options] --module FILE [COMMAND...]\n"
     "       setup-run --check [options] SCRIPT [COMMAND]\n"
+    "       setup-run --matrix NAME,NAME... [--expect N] [options] SCRIPT [COMMAND...]\n"
     "Run 'setup-run --help' for the options.\n";
 
 bool StartsWith(const std::string& text, const char* prefix) {
@@ -123,7 +125,7 @@ void PrintBuiltins() {
     std::string line = std::string(TypeWord(entry.nRetType)) + " " + entry.szName + "(";
     for (std::int32_t i = 0; i < entry.nParamCount; ++i) {
       if (i > 0) line += ", ";
-      line += TypeWord(entry.pParams[i].nType);
+      line += TypeWord(entry.pParams[i].m_nType);
     }
     std::cout << line << ")\n";
   }

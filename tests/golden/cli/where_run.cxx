@@ -1,4 +1,6 @@
-// A run failure: standard error names the innermost function.
+// A run failure: standard error names the innermost function and its callers.
+num Outer(num n);
+num Inner(num n);
 num main() {
   return Outer(2)
 }
