@@ -1,5 +1,6 @@
-// The release side of setup-pack: entry names, script count, base modules
-// (PE DLLs exporting Action) and re-packing.
+// The release side of setup-pack below its command line: entry names and
+// base modules (PE DLLs exporting Action), including the cross-built DLLs.
+// The command line itself is tested in tests/tools/pack_cli_test.cpp.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -80,87 +81,19 @@ TEST(PackageNames, RefusesNamesWindowsCannotWrite) {
   }
 }
 
-TEST(PackageNames, ExactlyOneScript) {
-  std::string error;
-  EXPECT_TRUE(pack::CheckScriptCount({"drv.inf", "Setup.CXX"}, &error));
-  EXPECT_FALSE(pack::CheckScriptCount({"drv.inf", "drv.sys"}, &error));
-  EXPECT_NE(error.find("no script"), std::string::npos);
-  EXPECT_FALSE(pack::CheckScriptCount({"a.cxx", "drv.inf", "b.Cxx"}, &error));
-  EXPECT_NE(error.find("2 scripts ('a.cxx', 'b.Cxx')"), std::string::npos) << error;
-}
-
 class PackFiles : public ::testing::Test {
  protected:
   void SetUp() override {
     m_Dir = fs::path(::testing::TempDir()) / "pack_files";
     fs::remove_all(m_Dir);
     fs::create_directories(m_Dir);
-    Write("setup.cxx", "num main() { return 0 }");
-    Write("other.cxx", "num main() { return 1 }");
-    Write("drv.inf", "[Version]");
+    std::string error;
+    ASSERT_TRUE(pack::WriteFileBytes(Path("setup.cxx"), Bytes("num main() { return 0 }"), &error));
   }
   void TearDown() override { fs::remove_all(m_Dir); }
-  std::string Write(const std::string& name, const std::string& text) {
-    std::string error;
-    EXPECT_TRUE(pack::WriteFileBytes(Path(name), Bytes(text), &error)) << error;
-    return Path(name);
-  }
-  std::string WriteBytes(const std::string& name, const std::vector<char>& bytes) {
-    std::string error;
-    EXPECT_TRUE(pack::WriteFileBytes(Path(name), bytes, &error)) << error;
-    return Path(name);
-  }
   std::string Path(const std::string& name) const { return (m_Dir / name).string(); }
   fs::path m_Dir;
 };
-
-TEST_F(PackFiles, RefusesScriptCountsAndBasesTheLibraryCannotUse) {
-  std::string error;
-  const std::string out = Path("out.dll");
-  EXPECT_FALSE(pack::CreatePackageFile(out, "", {Path("drv.inf")}, &error));
-  EXPECT_NE(error.find("no script"), std::string::npos);
-  EXPECT_FALSE(pack::CreatePackageFile(out, "", {Path("setup.cxx"), Path("other.cxx")}, &error));
-  EXPECT_NE(error.find("'setup.cxx', 'other.cxx'"), std::string::npos) << error;
-  const std::string text = Write("notes.txt", "not a module");
-  EXPECT_FALSE(pack::CreatePackageFile(out, text, {Path("setup.cxx")}, &error));
-  EXPECT_NE(error.find("not a PE file"), std::string::npos) << error;
-  const std::string exe = WriteBytes("tool.exe", testsupport::MakePe(false, false, {"Action"}));
-  EXPECT_FALSE(pack::CreatePackageFile(out, exe, {Path("setup.cxx")}, &error));
-  EXPECT_NE(error.find("not a DLL"), std::string::npos) << error;
-  EXPECT_FALSE(fs::exists(out));
-}
-
-TEST_F(PackFiles, RepackingReplacesThePackage) {
-  for (bool is64 : {false, true}) {
-    const std::vector<char> image = testsupport::MakePe(is64, true, {"Action"});
-    const std::string base = WriteBytes("base.dll", image);
-    std::string error;
-    std::vector<std::string> notes;
-    ASSERT_TRUE(pack::CreatePackageFile(Path("first.dll"), base,
-                                        {Path("setup.cxx"), Path("drv.inf")}, &error, &notes))
-        << error;
-    ASSERT_EQ(notes.size(), 1u);
-    EXPECT_NE(notes[0].find(is64 ? "64-bit" : "32-bit"), std::string::npos);
-
-    notes.clear();
-    ASSERT_TRUE(pack::CreatePackageFile(Path("second.dll"), Path("first.dll"), {Path("other.cxx")},
-                                        &error, &notes))
-        << error;
-    ASSERT_EQ(notes.size(), 2u);
-    EXPECT_NE(notes[1].find("replacing the package it already carries (2 entries)"),
-              std::string::npos);
-
-    std::vector<char> module;
-    ASSERT_TRUE(pack::ReadFileBytes(Path("second.dll"), module, &error));
-    // The image, then exactly one package: it starts where the image ends.
-    ASSERT_EQ(pack::PackageStart(module), image.size());
-    EXPECT_TRUE(std::equal(image.begin(), image.end(), module.begin()));
-    std::vector<pack::EntryInfo> entries;
-    ASSERT_TRUE(pack::ReadPackageTable(module, entries, &error));
-    ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(entries[0].name, "other.cxx");
-  }
-}
 
 TEST_F(PackFiles, CrossBuiltLibrariesAreUsableBases) {
   // The mingw builds, when they exist beside the host build.
