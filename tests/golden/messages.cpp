@@ -72,8 +72,8 @@ void SkipSpace(const std::string& text, std::size_t* pos) {
 
 }  // namespace
 
-/ void CollectMessages(const fs::path& file, const std::string& shownName,
-                       std::vector<Message>* messages) {
+void CollectMessages(const fs::path& file, const std::string& shownName,
+                     std::vector<Message>* messages) {
   std::string text;
   if (!ReadWhole(file, &text)) return;
   for (const char* function : {"ReportError", "ReportWarning", "PrintLine"}) {

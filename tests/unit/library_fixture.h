@@ -13,16 +13,16 @@ class LibraryTest : public SimTest {
  protected:
   void SetUp() override {
     SimTest::SetUp();
-    FreeAll();
-    ResetGlobal(theGlobal);
+    setup::FreeAll();
+    setup::ResetGlobal(setup::theGlobal);
   }
   // Releases before the machine stops: closing the source file and the tables
   // still talks to the machine.
   void TearDown() override {
-    FreeAll();
-    ResetGlobal(theGlobal);
-    theGlobal.m_hModule = nullptr;
-    std::memset(theGlobal.m_szFileName, 0, sizeof theGlobal.m_szFileName);
+    setup::FreeAll();
+    setup::ResetGlobal(setup::theGlobal);
+    setup::theGlobal.m_hModule = nullptr;
+    std::memset(setup::theGlobal.m_szFileName, 0, sizeof setup::theGlobal.m_szFileName);
     sim::SetStdoutSink({});
     sim::SetEventSink({});
     SimTest::TearDown();
