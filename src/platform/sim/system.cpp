@@ -57,12 +57,6 @@ constexpr Privilege kPrivileges[] = {
     {"SeChangeNotifyPrivilege", 23}, {"SeRemoteShutdownPrivilege", 24},
 };
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 std::string LastComponent(const std::string& path) {
   std::size_t cut = path.find_last_of("\\/");
   return cut == std::string::npos ? path : path.substr(cut + 1);
@@ -142,8 +136,7 @@ void SetLastError(DWORD code) {
 // ---- System information -------------------------------------------------------
 
 UINT GetSystemDirectoryA(LPSTR buffer, UINT size) {
-  DWORD code = 0;
-  if (Inject(Op::GetSystemDirectory, &code)) return Fail<UINT>(code, 0);
+  if (InjectFault(Op::GetSystemDirectory)) return 0;
   const std::string& dir = sim::GetProfile().systemDirectory;
   if (buffer == nullptr || size <= dir.size()) return static_cast<UINT>(dir.size() + 1);
   std::memcpy(buffer, dir.c_str(), dir.size() + 1);
@@ -151,8 +144,7 @@ UINT GetSystemDirectoryA(LPSTR buffer, UINT size) {
 }
 
 BOOL GetVersionExA(OSVERSIONINFOA* info) {
-  DWORD code = 0;
-  if (Inject(Op::GetVersionEx, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::GetVersionEx)) return FALSE;
   if (info == nullptr) return Fail(kErrorNoAccess, FALSE);
   DWORD size = info->dwOSVersionInfoSize;
   if (size != sizeof(OSVERSIONINFOA) && size != sizeof(OSVERSIONINFOA) + 8) {
@@ -227,8 +219,7 @@ void Sleep(DWORD milliseconds) {
 // ---- Libraries ------------------------------------------------------------------
 
 HMODULE LoadLibraryA(LPCSTR name) {
-  DWORD code = 0;
-  if (Inject(Op::LoadLibrary, &code)) return Fail<HMODULE>(code, nullptr);
+  if (InjectFault(Op::LoadLibrary)) return nullptr;
   if (name == nullptr || *name == '\0') return Fail<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
   std::string path(name);
   std::string file = LastComponent(path);
@@ -265,8 +256,7 @@ BOOL FreeLibrary(HMODULE module) {
 }
 
 FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
-  DWORD code = 0;
-  if (Inject(Op::GetProcAddress, &code)) return Fail<FARPROC>(code, nullptr);
+  if (InjectFault(Op::GetProcAddress)) return nullptr;
   const std::string* library = nullptr;
   for (const auto& [file, loaded] : theProcess.libraries) {
     if (reinterpret_cast<HMODULE>(loaded.handle) == module) library = &file;
@@ -278,6 +268,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
   }
   std::string entry(name);
   std::string displayName = *library;
+  DWORD code = 0;
   if (!LibraryEntryAvailable(displayName, entry, &code)) {
     return Fail<FARPROC>(ERROR_PROC_NOT_FOUND, nullptr);
   }
@@ -292,8 +283,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
 BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, SECURITY_ATTRIBUTES*,
                     SECURITY_ATTRIBUTES*, BOOL, DWORD, void*, LPCSTR currentDirectory,
                     STARTUPINFOA*, PROCESS_INFORMATION* process) {
-  DWORD code = 0;
-  if (Inject(Op::CreateProcess, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::CreateProcess)) return FALSE;
   std::string line = commandLine ? commandLine : "";
   std::string shown = !line.empty() ? line : (application ? application : "");
   auto notFound = [&](DWORD error) {
@@ -370,8 +360,7 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, SECURITY_ATTRIBUTES*,
 }
 
 DWORD WaitForSingleObject(HANDLE object, DWORD) {
-  DWORD code = 0;
-  if (Inject(Op::WaitForSingleObject, &code)) return Fail(code, WAIT_FAILED);
+  if (InjectFault(Op::WaitForSingleObject)) return WAIT_FAILED;
   if (object == INVALID_HANDLE_VALUE || Find<KernelObject>(object)) return WAIT_OBJECT_0;
   return Fail(ERROR_INVALID_HANDLE, WAIT_FAILED);
 }
@@ -381,8 +370,7 @@ HANDLE GetCurrentProcess() {
 }
 
 BOOL OpenProcessToken(HANDLE process, DWORD, HANDLE* token) {
-  DWORD code = 0;
-  if (Inject(Op::OpenProcessToken, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::OpenProcessToken)) return FALSE;
   if (process != INVALID_HANDLE_VALUE && !Find<ProcessObject>(process)) {
     return Fail(ERROR_INVALID_HANDLE, FALSE);
   }
@@ -393,8 +381,7 @@ BOOL OpenProcessToken(HANDLE process, DWORD, HANDLE* token) {
 }
 
 BOOL LookupPrivilegeValueA(LPCSTR system, LPCSTR name, LUID* luid) {
-  DWORD code = 0;
-  if (Inject(Op::LookupPrivilegeValue, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::LookupPrivilegeValue)) return FALSE;
   if (system != nullptr && *system != '\0') return Fail(kErrorBadNetPath, FALSE);
   if (name == nullptr || luid == nullptr) return Fail(kErrorNoAccess, FALSE);
   for (const Privilege& privilege : kPrivileges) {
@@ -410,8 +397,7 @@ BOOL LookupPrivilegeValueA(LPCSTR system, LPCSTR name, LUID* luid) {
 
 BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, TOKEN_PRIVILEGES* newState, DWORD,
                            TOKEN_PRIVILEGES*, DWORD* returnLength) {
-  DWORD code = 0;
-  if (Inject(Op::AdjustTokenPrivileges, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::AdjustTokenPrivileges)) return FALSE;
   if (!Find<TokenObject>(token)) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (returnLength) *returnLength = 0;
   if (disableAll) {
@@ -443,8 +429,7 @@ BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, TOKEN_PRIVILEGES* newS
 }
 
 BOOL ExitWindowsEx(UINT flags, DWORD) {
-  DWORD code = 0;
-  if (Inject(Op::ExitWindowsEx, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::ExitWindowsEx)) return FALSE;
   bool logoff = (flags & 0xB) == 0;  // neither shutdown (1), reboot (2) nor power off (8)
   if (!logoff && sim::GetProfile().platformId == VER_PLATFORM_WIN32_NT &&
       !theProcess.shutdownPrivilege) {
@@ -466,8 +451,7 @@ BOOL ExitWindowsEx(UINT flags, DWORD) {
 // ---- User interface ----------------------------------------------------------------
 
 int MessageBoxA(HWND, LPCSTR text, LPCSTR caption, UINT type) {
-  DWORD code = 0;
-  if (Inject(Op::MessageBox, &code)) return Fail(code, 0);
+  if (InjectFault(Op::MessageBox)) return 0;
   const std::string title = caption ? caption : "Error";
   std::vector<int> passedOver;
   int answer = TakeAnswer(title, StyleButtons(type), &passedOver).value_or(DefaultAnswer(type));
