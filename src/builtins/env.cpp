@@ -8,7 +8,7 @@
 #include "builtins/operations.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 
 namespace setup {
 

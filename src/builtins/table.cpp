@@ -5,7 +5,7 @@
 
 #include "builtins/handlers.h"
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/store/symbols.h"
 
 namespace setup {

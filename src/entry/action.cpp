@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "platform/winapi.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"

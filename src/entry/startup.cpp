@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "package/package.h"
 
 namespace setup {

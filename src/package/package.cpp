@@ -14,7 +14,7 @@
 #include <cstring>
 
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "entry/startup.h"
 #include "platform/winapi.h"
 

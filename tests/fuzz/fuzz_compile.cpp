@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "entry/action.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "platform/sim/machine.h"
 #include "platform/textfile.h"
 #include "script/front/lexer.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "entry/action.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "platform/sim/machine.h"
 #include "platform/textfile.h"
 #include "script/front/lexer.h"

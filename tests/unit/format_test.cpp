@@ -7,7 +7,7 @@
 #include <string>
 
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "platform/sim/machine.h"
 
 namespace setup {

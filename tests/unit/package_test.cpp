@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "common/package_writer.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "platform/sim/machine.h"
 
 namespace setup {

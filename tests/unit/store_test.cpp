@@ -10,7 +10,7 @@
 #include "builtins/table.h"
 #include "common/package_writer.h"
 #include "entry/action.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
 #include "script/interp/run.h"

@@ -11,7 +11,7 @@
 
 #include "common/package_writer.h"
 #include "entry/action.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
 #include "script/front/compile.h"

@@ -8,7 +8,7 @@
 
 #include "diag/report.h"
 #include "entry/action.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "entry/global.h"
+#include "base/global.h"
 
 namespace setup {
 

@@ -5,7 +5,7 @@
 
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/front/keywords.h"
 #include "script/store/symbols.h"
 

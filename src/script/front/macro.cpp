@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"

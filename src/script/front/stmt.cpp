@@ -7,7 +7,7 @@
 
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"

@@ -7,7 +7,7 @@
 
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/interp/eval.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"

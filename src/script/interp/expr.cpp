@@ -4,7 +4,7 @@
 #include <string>
 
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/front/lexer.h"
 #include "script/interp/eval.h"
 #include "script/store/symbols.h"

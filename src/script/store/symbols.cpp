@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 
 namespace setup {
 

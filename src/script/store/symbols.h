@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/textfile.h"
-#include "script/interp/node.h"
+#include "script/store/node.h"
 #include "script/store/value.h"
 
 namespace setup {

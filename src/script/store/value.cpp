@@ -5,7 +5,7 @@
 #include <new>
 
 #include "diag/report.h"
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/store/symbols.h"
 
 namespace setup {

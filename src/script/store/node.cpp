@@ -1,11 +1,11 @@
 // Syntax tree records: creation, item lists and release.
-#include "script/interp/node.h"
+#include "script/store/node.h"
 
 #include <new>
 #include <utility>
 #include <vector>
 
-#include "entry/global.h"
+#include "base/global.h"
 
 namespace setup {
 

@@ -1,4 +1,4 @@
-#include "entry/global.h"
+#include "base/global.h"
 
 #include <cstring>
 
