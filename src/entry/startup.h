@@ -20,8 +20,26 @@ plat::BOOL DllMain(plat::HMODULE module, plat::DWORD reason, void* reserved);
 int LibraryDetach();
 [[nodiscard]] int InitEnvironment(plat::HMODULE module);
 int ReleaseEnvironment();
-// The Windows directory: the system directory cut at its last backslash.
-[[nodiscard]] int GetWinDir(std::optional<std::string>& slot);
+
+// Entry points bound from SetupApi.dll and newdev.dll at start-up.
+struct DeviceApi {
+  plat::PFN_SetupDiGetClassDevsA SetupDiGetClassDevsA = nullptr;
+  plat::PFN_SetupDiEnumDeviceInfo SetupDiEnumDeviceInfo = nullptr;
+  plat::PFN_SetupDiGetDeviceRegistryPropertyA SetupDiGetDeviceRegistryPropertyA = nullptr;
+  plat::PFN_SetupDiCallClassInstaller SetupDiCallClassInstaller = nullptr;
+  plat::PFN_SetupDiDestroyDeviceInfoList SetupDiDestroyDeviceInfoList = nullptr;
+  plat::PFN_SetupDiGetINFClassA SetupDiGetINFClassA = nullptr;
+  plat::PFN_SetupDiCreateDeviceInfoList SetupDiCreateDeviceInfoList = nullptr;
+  plat::PFN_SetupDiCreateDeviceInfoA SetupDiCreateDeviceInfoA = nullptr;
+  plat::PFN_SetupDiSetDeviceRegistryPropertyA SetupDiSetDeviceRegistryPropertyA = nullptr;
+  plat::PFN_SetupDiDeleteDeviceInfo SetupDiDeleteDeviceInfo = nullptr;
+  plat::PFN_SetupDiGetDeviceInstallParamsA SetupDiGetDeviceInstallParamsA = nullptr;
+  plat::PFN_SetupCopyOEMInfA SetupCopyOEMInfA = nullptr;
+  plat::PFN_UpdateDriverForPlugAndPlayDevicesA UpdateDriverForPlugAndPlayDevicesA = nullptr;
+};
+
+// The device entry points BindDeviceApi bound (all none when it failed).
+extern DeviceApi theDeviceApi;
 [[nodiscard]] int BindDeviceApi();
 
 }  // namespace setup

@@ -15,7 +15,7 @@
 
 #include "diag/report.h"
 #include "base/global.h"
-#include "entry/startup.h"
+#include "base/windir.h"
 #include "platform/winapi.h"
 
 namespace setup {

@@ -268,8 +268,12 @@ TEST_F(StoreTest, BorrowedInitializerArrayIsDetachedNotFreed) {
   owned.m_Nums = {5};
   {
     VariablePtr value = NewNumValue();
-    value->m_pArray.reset(&owned);
-    value->m_bBorrowedArray = true;
+    value->m_pArray = BorrowArray(&owned);
+    EXPECT_TRUE(IsBorrowed(value->m_pArray));
+    // Giving the value an array of its own ends the borrow, not the store.
+    value->m_pArray = std::make_unique<ArrayStore>();
+    EXPECT_FALSE(IsBorrowed(value->m_pArray));
+    value->m_pArray = BorrowArray(&owned);
   }
   EXPECT_EQ(owned.m_Nums[0], 5);  // still alive: ASan would flag a free
 }
