@@ -14,7 +14,7 @@ namespace setup {
 struct KeywordEntry;
 struct BuiltinEntry;
 
-constexpr int kLineSize = 4096;   // m_szLine and m_szToken
+constexpr int kLineSize = 4096;  // m_szLine and m_szToken
 constexpr int kMaxTokenLen = 4095;
 
 class Global {
@@ -24,71 +24,72 @@ class Global {
   Global& operator=(const Global&) = delete;
 
   // ---- Start-up and environment (live as long as the library) ----
-  plat::HMODULE m_hModule = nullptr;      // the library's own module, set by start-up
-  char m_szFileName[256] = {};            // current source file: the extracted script outside includes
-  std::optional<std::string> m_szExpandFile;  // "<script>.e"; built by the first Action, freed at unload
-  std::int32_t m_nOsVersion = 0;          // OS_* code, set by start-up
-  std::int32_t m_nLanguage = 1;           // 1 for locale 0x0804, else 2; set by start-up
-  plat::HMODULE m_hSetupApi = nullptr;    // loaded SetupApi.dll
-  plat::HMODULE m_hNewDev = nullptr;      // loaded newdev.dll
+  plat::HMODULE m_hModule = nullptr;  // the library's own module, set by start-up
+  char m_szFileName[256] = {};        // current source file: the extracted script outside includes
+  std::optional<std::string>
+      m_szExpandFile;                   // "<script>.e"; built by the first Action, freed at unload
+  std::int32_t m_nOsVersion = 0;        // OS_* code, set by start-up
+  std::int32_t m_nLanguage = 1;         // 1 for locale 0x0804, else 2; set by start-up
+  plat::HMODULE m_hSetupApi = nullptr;  // loaded SetupApi.dll
+  plat::HMODULE m_hNewDev = nullptr;    // loaded newdev.dll
 
   // ---- Tables filled by construction ----
   // Each table's rows are stored by the code that owns their type (the lexer's
   // keyword table, builtins/table.cpp); construction fills them and points here.
-  std::int32_t m_nKeywordCount = 0;       // always 43
-  KeywordEntry* m_Keywords = nullptr;     // keywords and predefined constants
-  std::int32_t m_nBuiltinCount = 0;       // always 40
-  BuiltinEntry* m_Builtins = nullptr;     // the built-in functions
+  std::int32_t m_nKeywordCount = 0;    // always 43
+  KeywordEntry* m_Keywords = nullptr;  // keywords and predefined constants
+  std::int32_t m_nBuiltinCount = 0;    // always 40
+  BuiltinEntry* m_Builtins = nullptr;  // the built-in functions
 
   // ---- Per run (reset by ResetGlobal) ----
-  std::uint8_t ErrorFlag = 0;             // set by the part that detects a failure
-  plat::HANDLE m_hScriptFile = nullptr;   // extracted script, opened with read sharing during Action
+  std::uint8_t ErrorFlag = 0;            // set by the part that detects a failure
+  plat::HANDLE m_hScriptFile = nullptr;  // extracted script, opened with read sharing during Action
   std::unique_ptr<plat::TextFile> m_pSourceFile;  // current source stream of the lexer
-  std::int32_t m_nPreludeLines = 0;       // lines of the generated prelude; reports subtract it
+  std::int32_t m_nPreludeLines = 0;  // lines of the generated prelude; reports subtract it
 
   // Lexer: source reader
-  char m_szLine[kLineSize] = {};          // current line, NUL-terminated
-  std::int32_t m_nLineLen = 0;            // bytes in m_szLine
-  std::int32_t m_nLinePos = 0;            // next byte of m_szLine to deliver
-  std::int32_t m_nLineNo = 0;             // lines read from the current file
-  std::uint8_t m_bInMacro = 0;            // 1 while the reader delivers macro text
-  const char* m_pMacroText = nullptr;     // macro text being read (owned by a macro entry or frame)
-  std::int32_t m_nMacroPos = 0;           // next byte of m_pMacroText
+  char m_szLine[kLineSize] = {};       // current line, NUL-terminated
+  std::int32_t m_nLineLen = 0;         // bytes in m_szLine
+  std::int32_t m_nLinePos = 0;         // next byte of m_szLine to deliver
+  std::int32_t m_nLineNo = 0;          // lines read from the current file
+  std::uint8_t m_bInMacro = 0;         // 1 while the reader delivers macro text
+  const char* m_pMacroText = nullptr;  // macro text being read (owned by a macro entry or frame)
+  std::int32_t m_nMacroPos = 0;        // next byte of m_pMacroText
   // Lexer: current token
-  std::int32_t m_nToken = 0;              // TokenCode of the current token
-  char m_szToken[kLineSize] = {};         // its text, at most 4,095 characters
+  std::int32_t m_nToken = 0;       // TokenCode of the current token
+  char m_szToken[kLineSize] = {};  // its text, at most 4,095 characters
 
   // Parser
   std::optional<std::string> m_szExFunName;  // function whose body is being compiled
   std::optional<std::string> m_szInitName;   // variable whose declaration ended at '='
-  std::uint8_t m_bInFunction = 0;         // 1 while compiling a body / while a call frame exists
-  std::int32_t m_nLoopDepth = 0;          // while/switch statements around the parse point
-  std::uint8_t m_bContinueSeen = 0;       // a continue was parsed in the current case section
-  std::uint8_t m_bDefineStmt = 0;         // statement flags: the statement just parsed
-  std::uint8_t m_bMacroStmt = 0;          //   produced no node legitimately
+  std::uint8_t m_bInFunction = 0;            // 1 while compiling a body / while a call frame exists
+  std::int32_t m_nLoopDepth = 0;             // while/switch statements around the parse point
+  std::uint8_t m_bContinueSeen = 0;          // a continue was parsed in the current case section
+  std::uint8_t m_bDefineStmt = 0;            // statement flags: the statement just parsed
+  std::uint8_t m_bMacroStmt = 0;             //   produced no node legitimately
   std::uint8_t m_bIncludeStmt = 0;
   std::uint8_t m_bStringDecl = 0;
   std::uint8_t m_bNumDecl = 0;
   std::uint8_t m_bGlobalInit = 0;
   std::uint8_t m_bGlobalAssign = 0;
-  std::int32_t m_nMacroDepth = 0;         // macro expansions in progress (bounded)
+  std::int32_t m_nMacroDepth = 0;  // macro expansions in progress (bounded)
   // Set by the front end once the compilation is abandoned for nesting too
   // deep: the unwinding levels then add no further reports.
   std::uint8_t m_bCompileAbandoned = 0;
 
   // Interpreter
-  std::uint8_t m_bBreak = 0;              // control flags set by Generate
+  std::uint8_t m_bBreak = 0;  // control flags set by Generate
   std::uint8_t m_bContinue = 0;
   std::uint8_t m_bReturn = 0;
-  std::uint8_t m_bCallMain = 0;           // main's arguments come from the value stack
-  std::uint8_t m_bNeedReboot = 0;         // a driver or service operation needs a restart
-  const char* m_pStackBase = nullptr;     // host stack address at Action entry (depth guard)
+  std::uint8_t m_bCallMain = 0;        // main's arguments come from the value stack
+  std::uint8_t m_bNeedReboot = 0;      // a driver or service operation needs a restart
+  const char* m_pStackBase = nullptr;  // host stack address at Action entry (depth guard)
   // Test hook for fuzzers and tests: when non-zero, the evaluator steps one run
   // may take; the run fails once they are used up. Set by the host, never reset.
   std::uint32_t m_nStepLimit = 0;
-  std::uint32_t m_nSteps = 0;             // evaluator steps taken in this run (RunMain clears it)
-  std::uint8_t m_bRunAbandoned = 0;       // a limit stopped the run (set by AbandonRun)
-  std::int64_t m_nLiveElements = 0;       // array elements the run holds (the element budget)
+  std::uint32_t m_nSteps = 0;        // evaluator steps taken in this run (RunMain clears it)
+  std::uint8_t m_bRunAbandoned = 0;  // a limit stopped the run (set by AbandonRun)
+  std::int64_t m_nLiveElements = 0;  // array elements the run holds (the element budget)
 };
 
 extern Global theGlobal;

@@ -3,9 +3,9 @@
 
 #include <cstring>
 
+#include "base/global.h"
 #include "builtins/handlers.h"
 #include "diag/report.h"
-#include "base/global.h"
 #include "script/store/symbols.h"
 
 namespace setup {

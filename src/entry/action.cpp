@@ -11,8 +11,8 @@
 #include <stdexcept>
 #include <vector>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "platform/winapi.h"
 #include "script/front/compile.h"
 #include "script/interp/run.h"

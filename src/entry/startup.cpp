@@ -8,9 +8,9 @@
 
 #include <cstring>
 
-#include "diag/report.h"
 #include "base/global.h"
 #include "base/windir.h"
+#include "diag/report.h"
 #include "package/package.h"
 #include "script/front/keywords.h"
 

@@ -13,9 +13,9 @@
 
 #include <cstring>
 
-#include "diag/report.h"
 #include "base/global.h"
 #include "base/windir.h"
+#include "diag/report.h"
 #include "platform/winapi.h"
 
 namespace setup {

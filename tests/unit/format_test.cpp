@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "platform/sim/machine.h"
 
 namespace setup {

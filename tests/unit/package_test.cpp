@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "common/package_writer.h"
 #include "base/global.h"
+#include "common/package_writer.h"
 #include "platform/sim/machine.h"
 
 namespace setup {

@@ -1,6 +1,5 @@
 // Library start-up, environment and shutdown on the simulated machine.
 #include "entry/startup.h"
-#include "base/windir.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "common/package_writer.h"
 #include "base/global.h"
+#include "base/windir.h"
+#include "common/package_writer.h"
 #include "platform/sim/machine.h"
+#include "script/front/keywords.h"
 
 namespace setup {
 namespace {

@@ -7,12 +7,13 @@
 #include <cstring>
 #include <string>
 
+#include "base/global.h"
 #include "builtins/table.h"
 #include "common/package_writer.h"
 #include "entry/action.h"
-#include "base/global.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
+#include "script/front/lexer.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
 #include "script/store/value.h"
@@ -341,7 +342,7 @@ TEST_F(StoreTest, FreeAllEmptiesEveryTable) {
   EXPECT_TRUE(theValueStack.empty());
   EXPECT_TRUE(theCallFrames.empty());
   EXPECT_EQ(theFrameBase, -1);
-  EXPECT_EQ(theGlobal.theStringResult, nullptr);
+  EXPECT_EQ(theStringResult, nullptr);
   EXPECT_EQ(theGlobal.m_bInFunction, 0);
   EXPECT_EQ(FindFunction("f"), nullptr);
   EXPECT_EQ(m_Events, "");  // no broken-stack box on the way

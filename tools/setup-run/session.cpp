@@ -9,9 +9,9 @@
 #include <memory>
 #include <sstream>
 
+#include "base/global.h"
 #include "common/package_writer.h"
 #include "entry/action.h"
-#include "base/global.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
 #include "script/front/compile.h"

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"

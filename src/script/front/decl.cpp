@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "script/front/keywords.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"

@@ -3,9 +3,9 @@
 
 #include <cstring>
 
+#include "base/global.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "base/global.h"
 #include "script/front/keywords.h"
 #include "script/store/symbols.h"
 

@@ -5,9 +5,9 @@
 #include <unordered_set>
 #include <vector>
 
+#include "base/global.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "base/global.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"

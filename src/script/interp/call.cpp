@@ -5,9 +5,9 @@
 // theFrameBase is the marker's index; the marker remembers the caller's base.
 #include <string>
 
+#include "base/global.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "base/global.h"
 #include "script/interp/eval.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "script/front/lexer.h"
 #include "script/interp/eval.h"
 #include "script/store/symbols.h"

@@ -3,8 +3,8 @@
 #include <cassert>
 #include <utility>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "script/interp/eval.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"

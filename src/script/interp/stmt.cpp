@@ -1,6 +1,6 @@
 // Statement evaluators: if, while, switch, break, continue and return.
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "script/interp/eval.h"
 #include "script/store/symbols.h"
 

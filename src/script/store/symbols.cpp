@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 
 namespace setup {
 

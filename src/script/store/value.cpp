@@ -4,8 +4,8 @@
 #include <limits>
 #include <new>
 
-#include "diag/report.h"
 #include "base/global.h"
+#include "diag/report.h"
 #include "script/store/symbols.h"
 
 namespace setup {
