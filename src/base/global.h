@@ -14,8 +14,8 @@ namespace setup {
 struct KeywordEntry;
 struct BuiltinEntry;
 
-constexpr int kLineSize = 4096;  // m_szLine and m_szToken
-constexpr int kMaxTokenLen = 4095;
+constexpr int kLineSize = 4096;     // m_szLine and m_szToken
+constexpr int kMaxTokenLen = 4095;  // longer tokens are read and cut
 
 class Global {
  public:
@@ -26,8 +26,8 @@ class Global {
   // ---- Start-up and environment (live as long as the library) ----
   plat::HMODULE m_hModule = nullptr;  // the library's own module, set by start-up
   char m_szFileName[256] = {};        // current source file: the extracted script outside includes
-  std::optional<std::string>
-      m_szExpandFile;                   // "<script>.e"; built by the first Action, freed at unload
+  // "<script>.e": built by the first Action, freed at unload.
+  std::optional<std::string> m_szExpandFile;
   std::int32_t m_nOsVersion = 0;        // OS_* code, set by start-up
   std::int32_t m_nLanguage = 1;         // 1 for locale 0x0804, else 2; set by start-up
   plat::HMODULE m_hSetupApi = nullptr;  // loaded SetupApi.dll
