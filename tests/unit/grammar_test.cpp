@@ -9,7 +9,9 @@
 #include <set>
 #include <string>
 
-#include "entry/global.h"
+#include "base/global.h"
+#include "builtins/table.h"
+#include "script/front/keywords.h"
 
 namespace setup {
 namespace {
@@ -45,7 +47,8 @@ TEST(EditorGrammar, ListsMatchTheLibraryTables) {
   EXPECT_EQ(grammar["scopeName"], "source.setup-script");
 
   std::set<std::string> keywords, types, constants, builtins;
-  for (const KeywordEntry& row : theGlobal.m_Keywords) {
+  for (std::int32_t i = 0; i < theGlobal.m_nKeywordCount; ++i) {
+    const KeywordEntry& row = theGlobal.m_Keywords[i];
     const std::string name = row.szName;
     if (row.nToken == 4) {
       constants.insert(name);
@@ -56,7 +59,9 @@ TEST(EditorGrammar, ListsMatchTheLibraryTables) {
     }
   }
   keywords.insert("_mscall");
-  for (const BuiltinEntry& entry : theGlobal.m_Builtins) builtins.insert(entry.szName);
+  for (std::int32_t i = 0; i < theGlobal.m_nBuiltinCount; ++i) {
+    builtins.insert(theGlobal.m_Builtins[i].szName);
+  }
 
   EXPECT_EQ(Names(grammar, "keywords"), keywords);
   EXPECT_EQ(Names(grammar, "types"), types);

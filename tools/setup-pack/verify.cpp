@@ -9,10 +9,10 @@
 #include <set>
 #include <vector>
 
+#include "base/global.h"
 #include "common/package_writer.h"
 #include "common/pe_image.h"
 #include "entry/action.h"
-#include "entry/global.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
 #include "platform/textfile.h"
@@ -35,19 +35,6 @@ void Found(const std::string& path, const std::string& text) {
 void Problem(const std::string& path, const std::string& text) {
   std::fflush(stdout);
   std::fprintf(stderr, "setup-pack: %s: %s\n", path.c_str(), text.c_str());
-}
-
-// The parameters of a command string as the library splits it.
-std::vector<std::optional<std::string>> SplitParameters(const std::string& command) {
-  std::vector<std::optional<std::string>> params;
-  for (std::size_t i = 0; i < command.size(); ++i) {
-    if (command[i] != '/') continue;
-    std::size_t end = command.find_first_of(" /", i + 1);
-    if (end == std::string::npos) end = command.size();
-    params.emplace_back(command.substr(i + 1, end - i - 1));
-    i = end - 1;
-  }
-  return params;
 }
 
 // Loads the module on a fresh simulated machine and compiles its script with
@@ -75,9 +62,10 @@ bool CompileOnMachine(const std::vector<char>& module, const std::string& comman
       std::size_t read = 0;
       while ((read = in->Read(block, sizeof block)) > 0) text.append(block, read);
     }
-    std::vector<std::optional<std::string>> params = SplitParameters(command);
+    setup::ParamTable params;
+    const bool split = setup::SplitParameters(command.c_str(), params) == setup::SplitResult::Ok;
     std::unique_ptr<plat::TextFile> out = plat::TextFile::Open(path, "w");
-    if (params.size() > 99 || !out) {
+    if (!split || !out) {
       *problem = "cannot prepare the script for compilation";
     } else {
       const int lines =

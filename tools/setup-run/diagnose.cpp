@@ -7,7 +7,7 @@
 #include <tuple>
 #include <utility>
 
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/store/symbols.h"
 
 namespace setuprun {

@@ -54,8 +54,8 @@ bool ReadWhole(const fs::path& path, std::string* bytes) {
 void Row(const std::string& profile, const std::string& results, const std::string& boxes,
          const std::string& restart, const std::string& changes, const std::string& verdict) {
   char line[512];
-  std::snprintf(line, sizeof line, "%-8s %-12s %-9s %-8s %-8s %s", profile.c_str(),
-                results.c_str(), boxes.c_str(), restart.c_str(), changes.c_str(), verdict.c_str());
+  std::snprintf(line, sizeof line, "%-8s %-12s %-9s %-8s %-8s %s", profile.c_str(), results.c_str(),
+                boxes.c_str(), restart.c_str(), changes.c_str(), verdict.c_str());
   std::string text = line;
   text.erase(text.find_last_not_of(' ') + 1);
   std::printf("%s\n", text.c_str());

@@ -8,8 +8,10 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "entry/global.h"
+#include "base/global.h"
+#include "builtins/table.h"
 #include "platform/sim/machine.h"
+#include "script/store/symbols.h"
 
 namespace setuprun {
 
@@ -121,7 +123,8 @@ const char* TypeWord(setup::ValueType type) {
 
 // The built-in table as the library holds it: one line per built-in.
 void PrintBuiltins() {
-  for (const setup::BuiltinEntry& entry : setup::theGlobal.m_Builtins) {
+  for (std::int32_t row = 0; row < setup::theGlobal.m_nBuiltinCount; ++row) {
+    const setup::BuiltinEntry& entry = setup::theGlobal.m_Builtins[row];
     std::string line = std::string(TypeWord(entry.nRetType)) + " " + entry.szName + "(";
     for (std::int32_t i = 0; i < entry.nParamCount; ++i) {
       if (i > 0) line += ", ";
