@@ -3,17 +3,13 @@
 #include "snapshot.h"
 
 #include <algorithm>
-#include <cctype>
-#include <filesystem>
-#include <fstream>
 
+#include "platform/sim/view.h"
 #include "regsim.h"
 
 namespace snapshot {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 std::string Lower(std::string text) {
   for (char& c : text) {
@@ -30,46 +26,10 @@ std::vector<std::string> LowerAll(const std::vector<std::string>& parts) {
 
 // ---- Reading -------------------------------------------------------------------------
 
-std::uint64_t HashFile(const fs::path& path) {
+std::uint64_t Hash(std::string_view bytes) {
   std::uint64_t hash = 1469598103934665603ull;
-  std::ifstream in(path, std::ios::binary);
-  char block[65536];
-  while (in.read(block, sizeof block) || in.gcount() > 0) {
-    for (std::streamsize i = 0; i < in.gcount(); ++i) {
-      hash = (hash ^ static_cast<std::uint8_t>(block[i])) * 1099511628211ull;
-    }
-  }
+  for (char c : bytes) hash = (hash ^ static_cast<std::uint8_t>(c)) * 1099511628211ull;
   return hash;
-}
-
-// Depth first below `dir`, entries by name without regard to case. Symbolic
-// links are not part of the machine and are left out.
-void Walk(const fs::path& dir, const std::string& windows, std::vector<std::string>& order,
-          std::vector<FileEntry>* out) {
-  std::vector<fs::directory_entry> entries;
-  std::error_code ec;
-  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
-    if (!it->is_symlink(ec)) entries.push_back(*it);
-  }
-  std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
-    std::string x = a.path().filename().string(), y = b.path().filename().string();
-    return Lower(x) != Lower(y) ? Lower(x) < Lower(y) : x < y;
-  });
-  for (const fs::directory_entry& entry : entries) {
-    const std::string name = entry.path().filename().string();
-    FileEntry file;
-    file.directory = entry.is_directory(ec);
-    file.path = windows + name + (file.directory ? "\\" : "");
-    order.push_back(Lower(name));
-    file.order = order;
-    if (!file.directory) {
-      file.size = entry.file_size(ec);
-      file.hash = HashFile(entry.path());
-    }
-    out->push_back(file);
-    if (file.directory) Walk(entry.path(), file.path, order, out);
-    order.pop_back();
-  }
 }
 
 // ---- Formatting -----------------------------------------------------------------------
@@ -302,21 +262,26 @@ Snapshot Take() {
   Snapshot state;
   if (std::optional<regfile::File> registry = regsim::Export()) state.registry = *registry;
 
-  const fs::path root = fs::path(sim::StateDir()) / "fs";
-  std::vector<std::string> drives;
-  std::error_code ec;
-  for (fs::directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
-    std::string name = it->path().filename().string();
-    if (name.size() == 1 && std::isalpha(static_cast<unsigned char>(name[0])) &&
-        it->is_directory(ec) && !it->is_symlink(ec)) {
-      drives.push_back(name);
+  for (const sim::FileEntry& found : sim::FileTree()) {
+    FileEntry file;
+    file.path = found.directory ? found.path + "\\" : found.path;
+    file.directory = found.directory;
+    std::size_t start = 0;
+    while (start < found.path.size()) {
+      std::size_t cut = found.path.find('\\', start);
+      if (cut == std::string::npos) cut = found.path.size();
+      file.order.push_back(Lower(found.path.substr(start, cut - start)));
+      start = cut + 1;
     }
+    if (!file.directory) {
+      std::optional<std::string> content = sim::GetFile(found.path);
+      file.size = content ? content->size() : found.size;
+      file.hash = content ? Hash(*content) : 0;
+    }
+    state.files.push_back(std::move(file));
   }
-  std::sort(drives.begin(), drives.end());
-  for (const std::string& drive : drives) {
-    std::vector<std::string> order = {Lower(drive)};
-    Walk(root / drive, drive + ":\\", order, &state.files);
-  }
+  std::stable_sort(state.files.begin(), state.files.end(),
+                   [](const FileEntry& a, const FileEntry& b) { return a.order < b.order; });
 
   state.services = sim::Services();
   std::stable_sort(
