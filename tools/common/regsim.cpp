@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "platform/sim/machine.h"
-#include "platform/sim/view.h"
 #include "platform/winapi.h"
 
 namespace regsim {
@@ -58,7 +57,7 @@ void Flatten(const sim::RegistryKey& key, regfile::Root root, std::vector<std::s
                    });
   file->keys.push_back(std::move(out));
   std::vector<const sim::RegistryKey*> children;
-  for (const sim::RegistryKey& child : key.subkeys) children.push_back(&child);
+  for (const sim::RegistryKey& child : key.keys) children.push_back(&child);
   std::stable_sort(children.begin(), children.end(),
                    [](const sim::RegistryKey* a, const sim::RegistryKey* b) {
                      return Lower(a->name) < Lower(b->name);
@@ -76,28 +75,28 @@ bool Import(const regfile::File& file, std::string* error) {
   for (const regfile::Key& key : file.keys) {
     const plat::HKEY root = Handle(key.root);
     const std::string path = Join(key.path);
-    if (key.remove) {
-      sim::RemoveRegistryKey(root, path);  // false: there was nothing to remove
-      continue;
-    }
-    if (!sim::PutRegistryKey(root, path)) {
-      *error = "line " + std::to_string(key.line) + ": the machine refuses the key '" +
+    auto refuse = [&](const std::string& what) {
+      *error = "line " + std::to_string(key.line) + ": the machine refuses " + what + " '" +
                regfile::Ansi8ToUtf8(regfile::KeyPath(key.root, key.path)) + "'";
       return false;
+    };
+    if (key.remove) {
+      if (!sim::DeleteRegistryKey(root, path)) return refuse("to delete the key");
+      continue;
     }
+    if (!sim::CreateRegistryKey(root, path)) return refuse("the key");
     for (const regfile::Value& value : key.values) {
-      if (value.remove) {
-        sim::RemoveRegistryValue(root, path, value.name);  // false: it did not exist
-      } else {
-        sim::PutRegistryValue(root, path, value.name, value.type, value.data);
-      }
+      bool done = value.remove
+                      ? sim::DeleteRegistryValue(root, path, value.name)
+                      : sim::SetRegistryValue(root, path, {value.name, value.type, value.data});
+      if (!done) return refuse("a value of the key");
     }
   }
   return true;
 }
 
 std::optional<regfile::File> Export(regfile::Root root, const std::string& path) {
-  std::optional<sim::RegistryKey> top = sim::RegistryTree(Handle(root), "");
+  std::optional<sim::RegistryKey> top = sim::ReadRegistryKey(Handle(root), "");
   if (!top) return std::nullopt;
   // Walk down to the key, spelling the path as the machine does.
   const sim::RegistryKey* key = &*top;
@@ -108,9 +107,9 @@ std::optional<regfile::File> Export(regfile::Root root, const std::string& path)
     if (cut == std::string::npos) cut = path.size();
     if (cut > start) {
       const std::string wanted = Lower(path.substr(start, cut - start));
-      auto it = std::find_if(key->subkeys.begin(), key->subkeys.end(),
+      auto it = std::find_if(key->keys.begin(), key->keys.end(),
                              [&](const sim::RegistryKey& k) { return Lower(k.name) == wanted; });
-      if (it == key->subkeys.end()) return std::nullopt;
+      if (it == key->keys.end()) return std::nullopt;
       key = &*it;
       parts.push_back(key->name);
     }
