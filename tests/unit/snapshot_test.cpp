@@ -163,6 +163,7 @@ TEST_F(MachineState, DiffListsRegistryFileAndServiceChangesInOrder) {
   ASSERT_EQ(SHDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Old"), 0u);
   ASSERT_TRUE(sim::PutFile("C:\\Data\\grow.txt", "abcd"));
   ASSERT_TRUE(sim::PutFile("C:\\Data\\edit.txt", "xyz"));
+  ASSERT_TRUE(SetFileAttributesA("C:\\Data\\keep.txt", FILE_ATTRIBUTE_READONLY));
   ASSERT_TRUE(DeleteFileA("C:\\Data\\gone.txt"));
   ASSERT_TRUE(sim::PutFile("C:\\Data\\New\\n.txt", "1"));
   old = OpenServiceA(scm, "old", SERVICE_ALL_ACCESS);
@@ -207,6 +208,7 @@ TEST_F(MachineState, DiffListsRegistryFileAndServiceChangesInOrder) {
       "changed  C:\\Data\\edit.txt  3 bytes, new content\n"
       "removed  C:\\Data\\gone.txt  1 byte\n"
       "changed  C:\\Data\\grow.txt  2 -> 4 bytes\n"
+      "changed  C:\\Data\\keep.txt  attributes 0x20 -> 0x1\n"
       "added    C:\\Data\\New\\\n"
       "added    C:\\Data\\New\\n.txt  1 byte\n"
       "added    C:\\WINDOWS\\system32\\drivers\\acme.sys  2 bytes\n"

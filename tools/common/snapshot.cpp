@@ -3,6 +3,7 @@
 #include "snapshot.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "platform/sim/view.h"
 #include "regsim.h"
@@ -185,14 +186,21 @@ std::string FileDiff(const std::vector<FileEntry>& before, const std::vector<Fil
     } else {
       const FileEntry& old = before[i++];
       const FileEntry& now = after[j++];
-      if (now.directory) continue;
-      if (old.size != now.size) {
-        out += Change("changed", regfile::Ansi8ToUtf8(now.path) + "  " + std::to_string(old.size) +
-                                     " -> " + Bytes(now.size));
+      std::string what;
+      if (now.directory) {
+        // A directory has no content of its own.
+      } else if (old.size != now.size) {
+        what = std::to_string(old.size) + " -> " + Bytes(now.size);
       } else if (old.hash != now.hash) {
-        out += Change("changed",
-                      regfile::Ansi8ToUtf8(now.path) + "  " + Bytes(now.size) + ", new content");
+        what = Bytes(now.size) + ", new content";
       }
+      if (old.attributes != now.attributes) {
+        char text[48];
+        std::snprintf(text, sizeof text, "attributes 0x%x -> 0x%x",
+                      static_cast<unsigned>(old.attributes), static_cast<unsigned>(now.attributes));
+        what += (what.empty() ? "" : ", ") + std::string(text);
+      }
+      if (!what.empty()) out += Change("changed", regfile::Ansi8ToUtf8(now.path) + "  " + what);
     }
   }
   return out;
@@ -266,6 +274,7 @@ Snapshot Take() {
     FileEntry file;
     file.path = found.directory ? found.path + "\\" : found.path;
     file.directory = found.directory;
+    file.attributes = found.attributes;
     std::size_t start = 0;
     while (start < found.path.size()) {
       std::size_t cut = found.path.find('\\', start);

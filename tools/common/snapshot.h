@@ -17,7 +17,8 @@ struct FileEntry {
   std::vector<std::string> order;  // lower-case components, for ordering
   bool directory = false;
   std::uint64_t size = 0;
-  std::uint64_t hash = 0;  // of the content (FNV-1a)
+  std::uint64_t hash = 0;      // of the content (FNV-1a)
+  plat::DWORD attributes = 0;  // as GetFileAttributesA answers
 };
 
 struct Snapshot {
