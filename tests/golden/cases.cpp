@@ -64,10 +64,11 @@ std::vector<std::string> CaseArguments(const GoldenCase& test) {
     }
   }
   // With --module the case's .cxx only names the case; the module is run.
+  // With --show nothing runs: the .cxx only names the case.
+  const bool runsScript = std::find(args.begin(), args.end(), "--module") == args.end() &&
+                          std::find(args.begin(), args.end(), "--show") == args.end();
   args.push_back("--");
-  if (std::find(args.begin(), args.end(), "--module") == args.end()) {
-    args.push_back(test.script.filename().string());
-  }
+  if (runsScript) args.push_back(test.script.filename().string());
   for (const std::string& command : commands) args.push_back(command);
   return args;
 }

@@ -32,6 +32,7 @@ constexpr const char* kUsage =
     "       setup-run [options] --module FILE [COMMAND...]\n"
     "       setup-run --check [options] SCRIPT [COMMAND]\n"
     "       setup-run --matrix NAME,NAME... [--expect N] [options] SCRIPT [COMMAND...]\n"
+    "       setup-run --show [options]\n"
     "Run 'setup-run --help' for the options.\n";
 
 bool StartsWith(const std::string& text, const char* prefix) {
@@ -321,6 +322,23 @@ int ParseOptions(int argc, char** argv, Options* options) {
   app.add_option("--step-limit", options->stepLimit,
                  "Fail the run after N evaluation steps (0: no limit)")
       ->type_name("N");
+  app.add_option("--import-reg", options->importRegs,
+                 "Merge a registry export (.reg) into the machine before the run; repeatable")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  app.add_option("--export-reg", options->exportReg,
+                 "Write the machine's registry after the run to FILE (.reg, UTF-16LE)")
+      ->type_name("FILE");
+  app.add_option("--export-key", options->exportKeys,
+                 "Export only this key and what lies below it; repeatable")
+      ->type_name("KEY")
+      ->allow_extra_args(false);
+  app.add_flag("--diff", options->diff,
+               "Print what the run changed (registry, files, services) on standard error");
+  app.add_option("--diff-file", options->diffFile, "Write the changes into FILE instead")
+      ->type_name("FILE");
+  app.add_flag("--show", options->show,
+               "Print the machine's registry, files and services; run nothing");
 
   // ---- Authoring options: version, built-in table, Windows profiles, matrix ----
   bool version = false;
@@ -461,6 +479,22 @@ int ParseOptions(int argc, char** argv, Options* options) {
       return usageError("SETUP_FIXED_TIME wants 1 or \"YYYY-MM-DD HH:MM[:SS]\", not '" +
                         std::string(env) + "'");
     }
+  }
+
+  if (!options->diffFile.empty()) options->diff = true;
+  if (!options->exportKeys.empty() && options->exportReg.empty()) {
+    return usageError("--export-key chooses what --export-reg writes; give --export-reg FILE");
+  }
+  if (options->show) {
+    if (!positionals.empty())
+      return usageError("--show runs nothing; it takes no SCRIPT or COMMAND");
+    if (!options->module.empty() || options->check || !options->addFiles.empty() || options->diff ||
+        !options->keepExpanded.empty()) {
+      return usageError(
+          "--show runs nothing; it cannot be combined with --module, --check, --add, --diff or "
+          "--keep-expanded");
+    }
+    return -1;
   }
 
   std::size_t first = 0;

@@ -91,6 +91,14 @@ struct Options {
   std::vector<std::pair<std::string, std::string>> missingEntries;  // library, entry point
   std::vector<DeviceSpec> devices;
   std::uint32_t stepLimit = 0;
+
+  // Registry files and change sets.
+  std::vector<std::string> importRegs;  // --import-reg: merged into the machine before the run
+  std::string exportReg;                // --export-reg: host file for the registry after the run
+  std::vector<std::string> exportKeys;  // --export-key: only these keys (and below) are exported
+  bool diff = false;                    // --diff: print what the run changed
+  std::string diffFile;                 // --diff-file: ... into this host file
+  bool show = false;                    // --show: print the machine's state, run nothing
 };
 
 // Parses argv. Answers -1 when the run should go on, otherwise the exit code

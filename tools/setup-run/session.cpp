@@ -12,6 +12,9 @@
 
 #include "base/global.h"
 #include "common/package_writer.h"
+#include "common/regfile.h"
+#include "common/regsim.h"
+#include "common/snapshot.h"
 #include "diagnose.h"
 #include "entry/action.h"
 #include "entry/startup.h"
@@ -92,9 +95,82 @@ void MoveSystemDirectory(const std::string& newDir) {
   profile.systemDirectory = newDir;
 }
 
-// Applies the machine-level options: profile overrides (saved with a
-// --machine), files, devices, and the per-run settings.
-bool PrepareMachine(const Options& options) {
+bool WriteHostFile(const std::string& path, const std::string& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  return out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) && out.flush();
+}
+
+// Reads and parses every --import-reg file before anything changes, so that a
+// damaged file leaves the machine as it was.
+bool ReadImports(const Options& options, std::vector<regfile::File>* files) {
+  for (const std::string& path : options.importRegs) {
+    std::string bytes;
+    if (!ReadHostFile(path, &bytes)) {
+      Complain("cannot read '" + path + "'");
+      return false;
+    }
+    regfile::ReadError error;
+    std::optional<regfile::File> file = regfile::Read(bytes, &error);
+    if (!file) {
+      Complain(path + (error.line > 0 ? ":" + std::to_string(error.line) : std::string()) + ": " +
+               error.message);
+      return false;
+    }
+    files->push_back(std::move(*file));
+  }
+  return true;
+}
+
+// Checks the --export-key names before the run.
+bool CheckExportKeys(const Options& options) {
+  for (const std::string& key : options.exportKeys) {
+    if (!regsim::ParseKeyName(key)) {
+      Complain("--export-key wants a key such as HKEY_LOCAL_MACHINE\\SOFTWARE\\Name, not '" + key +
+               "'");
+      return false;
+    }
+  }
+  return true;
+}
+
+// Writes --export-reg: the whole registry, or the --export-key keys that exist.
+bool ExportRegistry(const Options& options) {
+  regfile::File file;
+  if (options.exportKeys.empty()) {
+    file = regsim::Export().value_or(regfile::File{});
+  } else {
+    for (const std::string& name : options.exportKeys) {
+      auto [root, path] = *regsim::ParseKeyName(name);
+      if (std::optional<regfile::File> part = regsim::Export(root, path)) {
+        for (regfile::Key& key : part->keys) file.keys.push_back(std::move(key));
+      }
+    }
+  }
+  if (!WriteHostFile(options.exportReg, regfile::Write(file))) {
+    Complain("cannot write '" + options.exportReg + "'");
+    return false;
+  }
+  return true;
+}
+
+// Prints or writes the change set of --diff.
+bool WriteDiff(const Options& options, const snapshot::Snapshot& before) {
+  const std::string changes = snapshot::Diff(before, snapshot::Take());
+  if (options.diffFile.empty()) {
+    std::fputs(changes.c_str(), stderr);
+    std::fflush(stderr);
+    return true;
+  }
+  if (!WriteHostFile(options.diffFile, changes)) {
+    Complain("cannot write '" + options.diffFile + "'");
+    return false;
+  }
+  return true;
+}
+
+// Applies the machine-level options: registry imports, profile overrides
+// (saved with a --machine), files, devices, and the per-run settings.
+bool PrepareMachine(const Options& options, const std::vector<regfile::File>& imports) {
   sim::Profile& profile = sim::GetProfile();
   if (options.profile) {
     profile.majorVersion = options.profile->major;
@@ -138,6 +214,13 @@ bool PrepareMachine(const Options& options) {
     device.hardwareIds = wanted.hardwareIds;
     if (!sim::AddDevice(device)) {
       Complain("cannot add device '" + wanted.instanceId + "' (already present?)");
+      return false;
+    }
+  }
+  for (std::size_t i = 0; i < imports.size(); ++i) {
+    std::string error;
+    if (!regsim::Import(imports[i], &error)) {
+      Complain(options.importRegs[i] + ": " + error);
       return false;
     }
   }
@@ -273,8 +356,10 @@ bool KeepExpanded(const std::string& hostPath) {
 }  // namespace
 
 int RunSession(const Options& options, SessionReport* report) {
+  std::vector<regfile::File> imports;
+  if (!ReadImports(options, &imports) || !CheckExportKeys(options)) return kExitUsage;
   std::vector<char> module;
-  if (!BuildModule(options, &module)) return kExitUsage;
+  if (!options.show && !BuildModule(options, &module)) return kExitUsage;
   RunObserver observer(ScriptFactsOf(options, module));
 
   std::string error;
@@ -282,7 +367,22 @@ int RunSession(const Options& options, SessionReport* report) {
     Complain("cannot boot the machine: " + error);
     return kExitMachine;
   }
-  if (!PrepareMachine(options) || !sim::SetModule(kModuleHandle, kModulePath, module)) {
+  // The run's own results: registry export and change set, then shut down.
+  auto finish = [&](int status, const snapshot::Snapshot* before) {
+    if (before && !WriteDiff(options, *before)) status = kExitUsage;
+    if (!options.exportReg.empty() && !ExportRegistry(options)) status = kExitUsage;
+    sim::ClearFailures();
+    sim::Shutdown();
+    return status;
+  };
+  if (options.show) {
+    if (!PrepareMachine(options, imports)) return finish(kExitUsage, nullptr);
+    const std::string state = snapshot::Show(snapshot::Take());
+    std::fwrite(state.data(), 1, state.size(), stdout);
+    std::fflush(stdout);
+    return finish(kExitOk, nullptr);
+  }
+  if (!PrepareMachine(options, imports) || !sim::SetModule(kModuleHandle, kModulePath, module)) {
     sim::ClearFailures();
     sim::Shutdown();
     return kExitUsage;
@@ -309,12 +409,16 @@ int RunSession(const Options& options, SessionReport* report) {
     });
   }
 
+  // The change set covers the library's whole life on the machine, from load
+  // to unload (the unload deletes the script files the load wrote).
+  std::optional<snapshot::Snapshot> before;
+  if (options.diff) before = snapshot::Take();
+  const snapshot::Snapshot* baseline = before ? &*before : nullptr;
+
   if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
     // The library has already run its detach, as after a refused load.
     if (report != nullptr) report->loadRefused = true;
-    sim::ClearFailures();
-    sim::Shutdown();
-    return kExitLoadFailed;
+    return finish(kExitLoadFailed, baseline);
   }
 
   int status = kExitOk;
@@ -345,14 +449,13 @@ int RunSession(const Options& options, SessionReport* report) {
   if (report == nullptr) ReportLeftoverAnswers();
 
   setup::DllMain(kModuleHandle, setup::kDllProcessDetach, nullptr);
-  sim::ClearFailures();
   if (report != nullptr) {
     // Count the changes against the state saved before the library loaded.
+    sim::ClearFailures();
     std::string error;
     if (!sim::SaveState(&error) || !SnapshotState(&report->after)) status = kExitMachine;
   }
-  sim::Shutdown();
-  return status;
+  return finish(status, baseline);
 }
 
 }  // namespace setuprun

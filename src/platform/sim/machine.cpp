@@ -13,6 +13,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <system_error>
 
 #include "platform/sim/simcore.h"
@@ -67,6 +68,58 @@ void ShutdownAtExit() {
   sim::Shutdown();
 }
 
+// machine.json keeps the machine's 8-bit strings (registry names and data,
+// paths, service texts) with every byte written as the character of the same
+// number, U+0000..U+00FF: JSON needs UTF-8 text, and this way any byte
+// sequence is saved and read back unchanged.
+std::string BytesToText(const std::string& bytes) {
+  std::string text;
+  for (char c : bytes) {
+    auto b = static_cast<unsigned char>(c);
+    if (b < 0x80) {
+      text += c;
+    } else {
+      text += static_cast<char>(0xC0 | (b >> 6));
+      text += static_cast<char>(0x80 | (b & 0x3F));
+    }
+  }
+  return text;
+}
+
+std::string TextToBytes(const std::string& text) {
+  std::string bytes;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    auto b = static_cast<unsigned char>(text[i]);
+    if (b < 0x80) {
+      bytes += text[i];
+    } else if ((b == 0xC2 || b == 0xC3) && i + 1 < text.size()) {
+      bytes +=
+          static_cast<char>(((b & 0x03) << 6) | (static_cast<unsigned char>(text[++i]) & 0x3F));
+    } else {
+      throw std::runtime_error("a text holds a character above U+00FF");
+    }
+  }
+  return bytes;
+}
+
+// Applies a string conversion to every string and object key of a state.
+Json MapStrings(const Json& node, std::string (*convert)(const std::string&)) {
+  if (node.is_string()) return convert(node.get<std::string>());
+  if (node.is_array()) {
+    Json out = Json::array();
+    for (const Json& item : node) out.push_back(MapStrings(item, convert));
+    return out;
+  }
+  if (node.is_object()) {
+    Json out = Json::object();
+    for (auto it = node.begin(); it != node.end(); ++it) {
+      out[convert(it.key())] = MapStrings(it.value(), convert);
+    }
+    return out;
+  }
+  return node;
+}
+
 bool LoadState(Machine& m, std::string* error) {
   Json state = Json::object();
   fs::path file = m.stateDir / "machine.json";
@@ -85,6 +138,7 @@ bool LoadState(Machine& m, std::string* error) {
     }
   }
   try {
+    state = MapStrings(state, TextToBytes);
     const Json p = state.value("profile", Json::object());
     Profile& pr = m.profile;
     pr.majorVersion = p.value("majorVersion", pr.majorVersion);
@@ -392,7 +446,7 @@ bool SaveState(std::string* error) {
   fs::path file = m.stateDir / "machine.json";
   fs::path temp = m.stateDir / "machine.json.tmp";
   std::error_code ec;
-  if (!WriteWhole(temp, state.dump(2) + "\n")) {
+  if (!WriteWhole(temp, MapStrings(state, BytesToText).dump(2) + "\n")) {
     if (error) *error = "cannot write " + temp.string();
     return false;
   }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/sim/simcore.h"
+#include "platform/sim/view.h"
 #include "platform/winapi.h"
 
 namespace sim::detail {
@@ -338,6 +339,98 @@ std::optional<bool> KeyOpenToEveryone(plat::HKEY root, const std::string& path) 
   detail::KeyPtr key = detail::PathKey(root, path, false);
   if (!key) return std::nullopt;
   return key->openToEveryone;
+}
+
+// ---- Registry contents for host tools -----------------------------------------
+
+namespace {
+
+sim::RegistryKey Copy(const detail::KeyPtr& key) {
+  sim::RegistryKey out;
+  out.name = key->name;
+  for (const detail::RegValue& value : key->values) {
+    out.values.push_back({value.name, value.type, value.data});
+  }
+  for (const detail::KeyPtr& child : key->children) out.keys.push_back(Copy(child));
+  return out;
+}
+
+// The key a host tool names, created when asked; none for a bad root or path.
+detail::KeyPtr ToolKey(plat::HKEY root, const std::string& path, bool create) {
+  int index = detail::RootIndex(root);
+  if (index < 0) return nullptr;
+  std::vector<std::string> parts;
+  plat::LONG status = 0;
+  if (!detail::SplitPath(path.c_str(), &parts, &status)) return nullptr;
+  detail::KeyPtr base = detail::Root(static_cast<std::size_t>(index));
+  if (!create) return detail::Walk(base, parts);
+  if (parts.size() > static_cast<std::size_t>(detail::kMaxDepth)) return nullptr;
+  bool created = false;
+  return detail::CreatePath(base, parts, &created);
+}
+
+}  // namespace
+
+std::optional<RegistryKey> ReadRegistryKey(plat::HKEY root, const std::string& path) {
+  detail::KeyPtr key = ToolKey(root, path, false);
+  if (!key) return std::nullopt;
+  return Copy(key);
+}
+
+bool CreateRegistryKey(plat::HKEY root, const std::string& path) {
+  return ToolKey(root, path, true) != nullptr;
+}
+
+bool SetRegistryValue(plat::HKEY root, const std::string& path, const RegistryValue& value) {
+  detail::KeyPtr key = ToolKey(root, path, true);
+  if (!key) return false;
+  static const plat::BYTE kEmpty = 0;
+  detail::SetValue(key, value.name, value.type, value.data.empty() ? &kEmpty : value.data.data(),
+                   value.data.size());
+  return true;
+}
+
+bool DeleteRegistryKey(plat::HKEY root, const std::string& path) {
+  if (detail::RootIndex(root) < 0) return false;
+  if (path.find_first_not_of('\\') == std::string::npos) return false;  // a root
+  if (!ToolKey(root, path, false)) return true;
+  return detail::RegDeleteTree(root, path);
+}
+
+bool DeleteRegistryValue(plat::HKEY root, const std::string& path, const std::string& name) {
+  detail::KeyPtr key = ToolKey(root, path, false);
+  if (!key) return true;
+  detail::RegValue* value = detail::FindValue(key, name.c_str());
+  if (value) key->values.erase(key->values.begin() + (value - key->values.data()));
+  return true;
+}
+
+// ---- Key paths for host tools -----------------------------------------------------
+
+const std::vector<std::string>& RegistryRootNames() {
+  static const std::vector<std::string> names(std::begin(detail::kRootNames),
+                                              std::end(detail::kRootNames));
+  return names;
+}
+
+std::optional<plat::HKEY> RegistryRoot(std::string_view name) {
+  static const char* const kShort[] = {"HKCR", "HKCU", "HKLM", "HKU"};
+  for (std::size_t i = 0; i < 4; ++i) {
+    if (detail::EqualNoCase(name, detail::kRootNames[i]) || detail::EqualNoCase(name, kShort[i])) {
+      return reinterpret_cast<plat::HKEY>(static_cast<std::uintptr_t>(0x80000000u + i));
+    }
+  }
+  return std::nullopt;
+}
+
+bool SplitKeyPath(std::string_view fullPath, plat::HKEY* root, std::string* path) {
+  std::size_t cut = fullPath.find('\\');
+  std::optional<plat::HKEY> found = RegistryRoot(fullPath.substr(0, cut));
+  if (!found) return false;
+  *root = *found;
+  *path = cut == std::string_view::npos ? std::string() : std::string(fullPath.substr(cut + 1));
+  while (!path->empty() && path->back() == '\\') path->pop_back();
+  return true;
 }
 
 }  // namespace sim

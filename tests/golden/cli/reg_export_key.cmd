@@ -1,0 +1,1 @@
+--import-reg data/seed.reg --export-reg /dev/stdout --export-key HKLM\SOFTWARE\Acme --export-key hkcu\software\ACME --export-key HKLM\SOFTWARE\Missing

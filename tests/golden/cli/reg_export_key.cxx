@@ -1,0 +1,4 @@
+// Runs between the import and the export of the registry.
+num main() {
+  return 0
+}

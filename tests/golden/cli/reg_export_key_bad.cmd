@@ -1,0 +1,1 @@
+--export-reg /dev/null --export-key HKEY_NOPE\SOFTWARE

@@ -1,0 +1,1 @@
+--export-key HKLM\SOFTWARE

@@ -1,0 +1,4 @@
+// Never runs: the registry file cannot be read.
+num main() {
+  return 1
+}

@@ -1,0 +1,1 @@
+--import-reg data/seed.reg --import-reg data/update4.reg --show
