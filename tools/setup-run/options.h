@@ -35,6 +35,14 @@ struct DeviceSpec {
   std::vector<std::string> hardwareIds;
 };
 
+// A registry key whose security descriptor restricts access (--deny-key,
+// --read-only-key).
+struct KeyRestriction {
+  plat::HKEY root = nullptr;
+  std::string path;
+  bool readOnly = false;  // read access only; otherwise no access at all
+};
+
 struct Options {
   std::string script;                 // host path of the script (empty with --module)
   std::string module;                 // --module: a module built by setup-pack
@@ -61,6 +69,7 @@ struct Options {
   std::vector<Fault> faults;
   std::vector<std::pair<std::string, std::string>> missingEntries;  // library, entry point
   std::vector<DeviceSpec> devices;
+  std::vector<KeyRestriction> keyRestrictions;  // saved with --machine
   std::uint32_t stepLimit = 0;
 };
 

@@ -131,6 +131,14 @@ bool PrepareMachine(const Options& options) {
     }
   }
 
+  for (const KeyRestriction& key : options.keyRestrictions) {
+    std::optional<plat::REGSAM> rights = key.readOnly ? plat::KEY_READ : 0;
+    if (!sim::SetKeyAccess(key.root, key.path, rights)) {
+      Complain("cannot restrict registry key '" + key.path + "'");
+      return false;
+    }
+  }
+
   for (int answer : options.answers) sim::QueueAnswer(answer);
   sim::SetFastSleep(options.fastSleep);
   sim::SetFixedTime(options.fixedTime);

@@ -12,6 +12,7 @@
 #include <set>
 
 #include "platform/sim/simcore.h"
+#include "platform/sim/view.h"
 #include "platform/winapi.h"
 
 namespace sim::detail {
@@ -617,3 +618,51 @@ DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
 }
 
 }  // namespace plat
+
+// ---- Read-only view ------------------------------------------------------------------------
+
+namespace sim {
+
+namespace {
+
+void Collect(const detail::fs::path& host, const std::string& windows,
+             std::vector<std::string> lowerParts, std::vector<std::pair<std::vector<std::string>,
+                                                                        FileEntry>>* out) {
+  std::error_code ec;
+  for (detail::fs::directory_iterator it(host, ec), end; !ec && it != end; it.increment(ec)) {
+    if (it->is_symlink(ec)) continue;  // never part of the machine
+    const std::string name = it->path().filename().string();
+    FileEntry entry;
+    entry.path = windows + "\\" + name;
+    entry.directory = it->is_directory(ec);
+    const std::string key =
+        detail::Lower(detail::fs::relative(it->path(), detail::FsRoot(), ec).generic_string());
+    entry.attributes = detail::StoredAttributes(key, entry.directory);
+    if (!entry.directory) entry.size = it->file_size(ec);
+    std::vector<std::string> parts = lowerParts;
+    parts.push_back(detail::Lower(name));
+    out->emplace_back(parts, entry);
+    if (entry.directory) Collect(it->path(), entry.path, parts, out);
+  }
+}
+
+}  // namespace
+
+std::vector<FileEntry> FileTree() {
+  std::vector<std::pair<std::vector<std::string>, FileEntry>> found;
+  std::error_code ec;
+  for (detail::fs::directory_iterator it(detail::FsRoot(), ec), end; !ec && it != end;
+       it.increment(ec)) {
+    const std::string drive = it->path().filename().string();
+    if (drive.size() != 1 || !it->is_directory(ec)) continue;
+    Collect(it->path(), drive + ":", {drive}, &found);
+  }
+  // Comparing the lower-case components keeps a directory before its contents.
+  std::sort(found.begin(), found.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<FileEntry> entries;
+  for (auto& [parts, entry] : found) entries.push_back(std::move(entry));
+  return entries;
+}
+
+}  // namespace sim

@@ -180,7 +180,23 @@ int RestartRequests();
 // present, null DACL); none when the key does not exist.
 std::optional<bool> KeyOpenToEveryone(plat::HKEY root, const std::string& path);
 
-// A service of the service control manager.
+// ---- Registry changes from a tool ---------------------------------------------------
+// These work on the tree directly: key security does not apply and no handle
+// is needed. Missing keys on the way are created. (Read the tree through
+// view.h.)
+bool PutRegistryKey(plat::HKEY root, const std::string& path);
+bool PutRegistryValue(plat::HKEY root, const std::string& path, const std::string& name,
+                      plat::DWORD type, const std::vector<std::uint8_t>& data);
+// Remove a key with its subtree, or one value; false when it does not exist.
+bool RemoveRegistryKey(plat::HKEY root, const std::string& path);
+bool RemoveRegistryValue(plat::HKEY root, const std::string& path, const std::string& name);
+// Gives a key (created when missing) a security descriptor that grants only
+// `rights` (0: nothing but replacing its DACL; KEY_READ: read only), or, with
+// none, full access again.
+bool SetKeyAccess(plat::HKEY root, const std::string& path, std::optional<plat::REGSAM> rights);
+
+// A service of the service control manager: its configuration as the registry
+// holds it, with the manager's runtime state.
 struct Service {
   std::string name;
   std::string displayName;
@@ -192,6 +208,7 @@ struct Service {
   bool running = false;
   bool markedForDelete = false;  // removed once stopped and no handle is open
 };
+// Every service, ordered by name without regard to case.
 std::vector<Service> Services();
 
 // A device node of the device manager.
