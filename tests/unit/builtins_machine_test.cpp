@@ -27,11 +27,11 @@ class BuiltinsOnMachine : public SimTest {
     setup::theGlobal.m_bNeedReboot = 0;
     SimTest::TearDown();
   }
-  static void Put(const char* path, const char* name, DWORD type, std::vector<std::uint8_t> data) {
-    ASSERT_TRUE(sim::PutRegistryValue(HKEY_LOCAL_MACHINE, path, name, type, data));
+  static void Put(const char* path, const char* name, DWORD type, std::vector<BYTE> data) {
+    ASSERT_TRUE(sim::SetRegistryValue(HKEY_LOCAL_MACHINE, path, {name, type, data}));
   }
-  static std::vector<std::uint8_t> Bytes(const std::string& text) {
-    return std::vector<std::uint8_t>(text.begin(), text.end());
+  static std::vector<BYTE> Bytes(const std::string& text) {
+    return std::vector<BYTE>(text.begin(), text.end());
   }
 };
 
@@ -45,7 +45,7 @@ TEST_F(BuiltinsOnMachine, ShortBinaryDataReadsWithZeroHighBytes) {
   EXPECT_EQ(setup::GetRegValued(kMachine, "SOFTWARE\\T", "Empty"), 0);
   EXPECT_EQ(setup::theGlobal.ErrorFlag, 0);
   // 256 bytes do not fit the read buffer.
-  Put("SOFTWARE\\T", "Big", REG_BINARY, std::vector<std::uint8_t>(256, 1));
+  Put("SOFTWARE\\T", "Big", REG_BINARY, std::vector<BYTE>(256, 1));
   EXPECT_EQ(setup::GetRegValued(kMachine, "SOFTWARE\\T", "Big"), 0);
   EXPECT_EQ(setup::theGlobal.ErrorFlag, 1);
   EXPECT_EQ(m_Out, "");  // failures of getregvalued only reach the trace hook
@@ -93,7 +93,7 @@ TEST_F(BuiltinsOnMachine, SetKeyRightsOpensEveryKeyChildrenFirst) {
   EXPECT_EQ(setup::SetKeyRights(HKEY_LOCAL_MACHINE, "SOFTWARE\\R"), 1);
   for (const char* path : {"SOFTWARE\\R", "SOFTWARE\\R\\A", "SOFTWARE\\R\\A\\B"}) {
     EXPECT_EQ(sim::KeyOpenToEveryone(HKEY_LOCAL_MACHINE, path), true) << path;
-    EXPECT_FALSE(sim::RegistryTree(HKEY_LOCAL_MACHINE, path)->rights.has_value()) << path;
+    EXPECT_FALSE(sim::KeyRights(HKEY_LOCAL_MACHINE, path).has_value()) << path;
   }
   EXPECT_EQ(setup::SetKeyRights(HKEY_LOCAL_MACHINE, "SOFTWARE\\None"), 0);
   EXPECT_EQ(m_Out, "\n$ set key right:open 'SOFTWARE\\None' failed : win error code:0x00000002 ");
@@ -145,7 +145,7 @@ TEST_F(BuiltinsOnMachine, AServiceThatDoesNotStopOutlivesItsKeyUntilTheRestart) 
   sim::FailNext(sim::Op::ControlService, ERROR_SERVICE_CANNOT_ACCEPT_CTRL);
   EXPECT_EQ(setup::DeleteServiceAndKey("stuck"), 1);
   EXPECT_EQ(m_Out, "");  // the key was still there and is gone now
-  EXPECT_FALSE(sim::RegistryTree(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\stuck"));
+  EXPECT_FALSE(sim::ReadRegistryKey(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\stuck"));
   ASSERT_EQ(sim::Services().size(), 7u);  // six of a fresh machine and the marked one
   // The name stays taken until the system restarts.
   EXPECT_EQ(setup::CreateDriverService("stuck", nullptr, 3, "system32\\drivers\\stuck.sys"), 0);

@@ -243,11 +243,11 @@ TEST_F(SimRegistry, TreeDeletionKeepsWhatItMayNotDelete) {
   RegCloseKey(Create("SOFTWARE\\T\\Held\\Leaf"));
   ASSERT_TRUE(sim::SetKeyAccess(HKEY_LOCAL_MACHINE, "SOFTWARE\\T\\Held\\Leaf", KEY_READ));
   EXPECT_EQ(SHDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\T"), 5u);
-  std::optional<sim::RegistryKey> tree = sim::RegistryTree(HKEY_LOCAL_MACHINE, "SOFTWARE\\T");
+  std::optional<sim::RegistryKey> tree = sim::ReadRegistryKey(HKEY_LOCAL_MACHINE, "SOFTWARE\\T");
   ASSERT_TRUE(tree.has_value());
-  ASSERT_EQ(tree->subkeys.size(), 1u);
-  EXPECT_EQ(tree->subkeys[0].name, "Held");
-  EXPECT_EQ(tree->subkeys[0].subkeys[0].rights, KEY_READ);
+  ASSERT_EQ(tree->keys.size(), 1u);
+  EXPECT_EQ(tree->keys[0].name, "Held");
+  EXPECT_EQ(sim::KeyRights(HKEY_LOCAL_MACHINE, "SOFTWARE\\T\\Held\\Leaf"), KEY_READ);
   EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\T\\Held\\Leaf"), 5);
 }
 
@@ -266,11 +266,11 @@ TEST_F(SimRegistry, RegistryFunctionsLeaveTheLastErrorAlone) {
 
 TEST_F(SimRegistry, AFreshMachineHasTheStandardKeys) {
   std::optional<sim::RegistryKey> classes =
-      sim::RegistryTree(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Control\\Class");
+      sim::ReadRegistryKey(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Control\\Class");
   ASSERT_TRUE(classes.has_value());
-  EXPECT_GE(classes->subkeys.size(), 15u);
+  EXPECT_GE(classes->keys.size(), 15u);
   bool net = false;
-  for (const sim::RegistryKey& c : classes->subkeys) {
+  for (const sim::RegistryKey& c : classes->keys) {
     if (c.name != "{4D36E972-E325-11CE-BFC1-08002BE10318}") continue;
     net = true;
     ASSERT_EQ(c.values.size(), 2u);
@@ -278,7 +278,8 @@ TEST_F(SimRegistry, AFreshMachineHasTheStandardKeys) {
     EXPECT_EQ(std::string(c.values[1].data.begin(), c.values[1].data.end()), std::string("Net", 4));
   }
   EXPECT_TRUE(net);
-  EXPECT_TRUE(sim::RegistryTree(HKEY_LOCAL_MACHINE, "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"));
+  EXPECT_TRUE(sim::ReadRegistryKey(HKEY_LOCAL_MACHINE,
+                                   "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"));
   HKEY root = nullptr;
   std::string path;
   ASSERT_TRUE(sim::SplitKeyPath("hklm\\SOFTWARE\\", &root, &path));
@@ -294,7 +295,7 @@ TEST_F(SimRegistry, RestrictionsSurviveAShutdown) {
   ASSERT_TRUE(sim::SetKeyAccess(HKEY_CURRENT_USER, "Software\\Kept", KEY_READ));
   sim::Shutdown();
   ASSERT_TRUE(sim::Boot(dir, &error)) << error;
-  EXPECT_EQ(sim::RegistryTree(HKEY_CURRENT_USER, "Software\\Kept")->rights, KEY_READ);
+  EXPECT_EQ(sim::KeyRights(HKEY_CURRENT_USER, "Software\\Kept"), KEY_READ);
   sim::Shutdown();
   std::filesystem::remove_all(dir);
   ASSERT_TRUE(sim::Boot("", &error));

@@ -180,20 +180,39 @@ int RestartRequests();
 // present, null DACL); none when the key does not exist.
 std::optional<bool> KeyOpenToEveryone(plat::HKEY root, const std::string& path);
 
-// ---- Registry changes from a tool ---------------------------------------------------
-// These work on the tree directly: key security does not apply and no handle
-// is needed. Missing keys on the way are created. (Read the tree through
-// view.h.)
-bool PutRegistryKey(plat::HKEY root, const std::string& path);
-bool PutRegistryValue(plat::HKEY root, const std::string& path, const std::string& name,
-                      plat::DWORD type, const std::vector<std::uint8_t>& data);
-// Remove a key with its subtree, or one value; false when it does not exist.
-bool RemoveRegistryKey(plat::HKEY root, const std::string& path);
-bool RemoveRegistryValue(plat::HKEY root, const std::string& path, const std::string& name);
-// Gives a key (created when missing) a security descriptor that grants only
-// `rights` (0: nothing but replacing its DACL; KEY_READ: read only), or, with
-// none, full access again.
+// ---- Registry contents (host tools: import, export, snapshots) -----------------
+// These read and change the registry directly: no access checks, no injected
+// failures, no handles. Paths are relative to a predefined root
+// (HKEY_LOCAL_MACHINE, ...), components separated by '\\'; "" names the root.
+struct RegistryValue {
+  std::string name;  // "" for the default value
+  plat::DWORD type = plat::REG_NONE;
+  std::vector<plat::BYTE> data;
+};
+struct RegistryKey {
+  std::string name;
+  std::vector<RegistryValue> values;  // in creation order
+  std::vector<RegistryKey> keys;      // in enumeration order
+};
+// The key and everything below it; none when it does not exist.
+std::optional<RegistryKey> ReadRegistryKey(plat::HKEY root, const std::string& path);
+// Creates the key and its missing parents. False for a bad root or path
+// (empty or over-long names, nesting deeper than the registry allows).
+bool CreateRegistryKey(plat::HKEY root, const std::string& path);
+// Creates the key when needed and sets the value.
+bool SetRegistryValue(plat::HKEY root, const std::string& path, const RegistryValue& value);
+// Deletes the key with everything below it; true when it is gone (also when
+// it never existed). A root cannot be deleted.
+bool DeleteRegistryKey(plat::HKEY root, const std::string& path);
+// Deletes a value; true when it is gone.
+bool DeleteRegistryValue(plat::HKEY root, const std::string& path, const std::string& name);
+
+// Key security, for tools: gives a key (created when missing) a security
+// descriptor that grants only `rights` (0: nothing but replacing its DACL;
+// KEY_READ: read only), or, with none, full access again. KeyRights answers a
+// key's restriction (none: full access, or no such key).
 bool SetKeyAccess(plat::HKEY root, const std::string& path, std::optional<plat::REGSAM> rights);
+std::optional<plat::REGSAM> KeyRights(plat::HKEY root, const std::string& path);
 
 // A service of the service control manager: its configuration as the registry
 // holds it, with the manager's runtime state.

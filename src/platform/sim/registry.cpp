@@ -461,26 +461,89 @@ bool RegDeleteTree(HKEY root, const std::string& path) {
 
 namespace sim {
 
-namespace {
-
-RegistryKey Snapshot(const detail::KeyPtr& key) {
-  RegistryKey out;
-  out.name = key->name;
-  out.rights = key->rights;
-  out.openToEveryone = key->openToEveryone;
-  for (const detail::RegValue& value : key->values) {
-    out.values.push_back({value.name, value.type, value.data});
-  }
-  for (const detail::KeyPtr& child : key->children) out.subkeys.push_back(Snapshot(child));
-  return out;
-}
-
-}  // namespace
-
 std::optional<bool> KeyOpenToEveryone(plat::HKEY root, const std::string& path) {
   detail::KeyPtr key = detail::PathKey(root, path, false);
   if (!key) return std::nullopt;
   return key->openToEveryone;
+}
+
+// ---- Registry contents for host tools -----------------------------------------
+
+namespace {
+
+sim::RegistryKey Copy(const detail::KeyPtr& key) {
+  sim::RegistryKey out;
+  out.name = key->name;
+  for (const detail::RegValue& value : key->values) {
+    out.values.push_back({value.name, value.type, value.data});
+  }
+  for (const detail::KeyPtr& child : key->children) out.keys.push_back(Copy(child));
+  return out;
+}
+
+// The key a host tool names, created when asked; none for a bad root or path.
+detail::KeyPtr ToolKey(plat::HKEY root, const std::string& path, bool create) {
+  int index = detail::RootIndex(root);
+  if (index < 0) return nullptr;
+  std::vector<std::string> parts;
+  plat::LONG status = 0;
+  if (!detail::SplitPath(path.c_str(), &parts, &status)) return nullptr;
+  detail::KeyPtr base = detail::Root(static_cast<std::size_t>(index));
+  if (!create) return detail::Walk(base, parts);
+  if (parts.size() > static_cast<std::size_t>(detail::kMaxDepth)) return nullptr;
+  bool created = false;
+  return detail::CreatePath(base, parts, &created);
+}
+
+}  // namespace
+
+std::optional<RegistryKey> ReadRegistryKey(plat::HKEY root, const std::string& path) {
+  detail::KeyPtr key = ToolKey(root, path, false);
+  if (!key) return std::nullopt;
+  return Copy(key);
+}
+
+bool CreateRegistryKey(plat::HKEY root, const std::string& path) {
+  return ToolKey(root, path, true) != nullptr;
+}
+
+bool SetRegistryValue(plat::HKEY root, const std::string& path, const RegistryValue& value) {
+  detail::KeyPtr key = ToolKey(root, path, true);
+  if (!key) return false;
+  static const plat::BYTE kEmpty = 0;
+  detail::SetValue(key, value.name, value.type, value.data.empty() ? &kEmpty : value.data.data(),
+                   value.data.size());
+  return true;
+}
+
+bool DeleteRegistryKey(plat::HKEY root, const std::string& path) {
+  if (detail::RootIndex(root) < 0) return false;
+  if (path.find_first_not_of('\\') == std::string::npos) return false;  // a root
+  if (!ToolKey(root, path, false)) return true;
+  return detail::RegDeleteTree(root, path);
+}
+
+bool DeleteRegistryValue(plat::HKEY root, const std::string& path, const std::string& name) {
+  detail::KeyPtr key = ToolKey(root, path, false);
+  if (!key) return true;
+  detail::RegValue* value = detail::FindValue(key, name.c_str());
+  if (value) key->values.erase(key->values.begin() + (value - key->values.data()));
+  return true;
+}
+
+// ---- Key security and key paths for host tools ----------------------------------
+
+bool SetKeyAccess(plat::HKEY root, const std::string& path, std::optional<plat::REGSAM> rights) {
+  detail::KeyPtr key = ToolKey(root, path, true);
+  if (!key) return false;
+  key->rights = rights;
+  if (rights) key->openToEveryone = false;
+  return true;
+}
+
+std::optional<plat::REGSAM> KeyRights(plat::HKEY root, const std::string& path) {
+  detail::KeyPtr key = ToolKey(root, path, false);
+  return key ? key->rights : std::nullopt;
 }
 
 const std::vector<std::string>& RegistryRootNames() {
@@ -506,44 +569,6 @@ bool SplitKeyPath(std::string_view fullPath, plat::HKEY* root, std::string* path
   *root = *found;
   *path = cut == std::string_view::npos ? std::string() : std::string(fullPath.substr(cut + 1));
   while (!path->empty() && path->back() == '\\') path->pop_back();
-  return true;
-}
-
-std::optional<RegistryKey> RegistryTree(plat::HKEY root, const std::string& path) {
-  detail::KeyPtr key = detail::PathKey(root, path, false);
-  if (!key) return std::nullopt;
-  return Snapshot(key);
-}
-
-bool PutRegistryKey(plat::HKEY root, const std::string& path) {
-  return detail::PathKey(root, path, true) != nullptr;
-}
-
-bool PutRegistryValue(plat::HKEY root, const std::string& path, const std::string& name,
-                      plat::DWORD type, const std::vector<std::uint8_t>& data) {
-  detail::KeyPtr key = detail::PathKey(root, path, true);
-  if (!key) return false;
-  detail::SetValue(key, name, type, data.data(), data.size());
-  return true;
-}
-
-bool RemoveRegistryKey(plat::HKEY root, const std::string& path) {
-  return !path.empty() && detail::RegDeleteTree(root, path);
-}
-
-bool RemoveRegistryValue(plat::HKEY root, const std::string& path, const std::string& name) {
-  detail::KeyPtr key = detail::PathKey(root, path, false);
-  detail::RegValue* value = key ? detail::FindValue(key, name.c_str()) : nullptr;
-  if (!value) return false;
-  key->values.erase(key->values.begin() + (value - key->values.data()));
-  return true;
-}
-
-bool SetKeyAccess(plat::HKEY root, const std::string& path, std::optional<plat::REGSAM> rights) {
-  detail::KeyPtr key = detail::PathKey(root, path, true);
-  if (!key) return false;
-  key->rights = rights;
-  if (rights) key->openToEveryone = false;
   return true;
 }
 

@@ -1,5 +1,5 @@
-// A fresh machine runs a few standard services; their configuration is in the
-// registry, where the registry built-ins read it.
+// A fresh Windows XP machine runs a few standard services; their configuration
+// is in the registry, where the registry built-ins read it.
 string szServices = "SYSTEM\CurrentControlSet\Services"
 
 num say(string text) {
