@@ -17,9 +17,9 @@ constexpr std::int32_t kKeyPresent = 2;
 constexpr std::int32_t kKeyMissing = 4;
 constexpr std::int32_t kSecurityFull = 1;  // SECU_FULL
 // Fixed sizes of the buffers the operations work with.
-constexpr std::size_t kPathLimit = 255;       // joined key paths (addsubreg, deleteregbyfindstr)
-constexpr plat::DWORD kValueBuffer = 255;     // values read by getregvalued / getregvalues
-constexpr plat::DWORD kNameBuffer = 255;      // subkey names read by RegEnumKeyA
+constexpr std::size_t kPathLimit = 255;         // joined key paths (addsubreg, deleteregbyfindstr)
+constexpr plat::DWORD kValueBuffer = 255;       // values read by getregvalued / getregvalues
+constexpr plat::DWORD kNameBuffer = 255;        // subkey names read by RegEnumKeyA
 constexpr plat::DWORD kRightsNameBuffer = 260;  // subkey names in the walk of SetKeyRights
 
 // A script's root number as a registry handle: the predefined roots are
@@ -221,19 +221,16 @@ std::int32_t GetRegValued(std::int32_t root, const char* key, const char* valueN
     theGlobal.ErrorFlag = 1;
     return 0;
   }
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(data[0]) |
-                                   static_cast<std::uint32_t>(data[1]) << 8 |
-                                   static_cast<std::uint32_t>(data[2]) << 16 |
-                                   static_cast<std::uint32_t>(data[3]) << 24);
+  return static_cast<std::int32_t>(
+      static_cast<std::uint32_t>(data[0]) | static_cast<std::uint32_t>(data[1]) << 8 |
+      static_cast<std::uint32_t>(data[2]) << 16 | static_cast<std::uint32_t>(data[3]) << 24);
 }
 
-std::int32_t GetRegValues(std::int32_t root, const char* key, const char* valueName,
-                          TextOut& out) {
+std::int32_t GetRegValues(std::int32_t root, const char* key, const char* valueName, TextOut& out) {
   plat::HKEY opened = nullptr;
   ClearLastError();
   if (plat::RegOpenKeyA(RootKey(root), key, &opened) != 0) {
-    ReportError("getregvals openkey '%s' failed :win error code: 0x%8x", key,
-                plat::GetLastError());
+    ReportError("getregvals openkey '%s' failed :win error code: 0x%8x", key, plat::GetLastError());
     theGlobal.ErrorFlag = 1;
     return 0;
   }
@@ -242,8 +239,8 @@ std::int32_t GetRegValues(std::int32_t root, const char* key, const char* valueN
   plat::DWORD type = 0;
   bool ok = false;
   ClearLastError();
-  if (plat::RegQueryValueExA(opened, valueName, nullptr, &type,
-                             reinterpret_cast<plat::BYTE*>(data), &size) != 0) {
+  if (plat::RegQueryValueExA(opened, valueName, nullptr, &type, reinterpret_cast<plat::BYTE*>(data),
+                             &size) != 0) {
     ReportError("getregvals querykey '%s' failed :win error code: 0x%8x", key,
                 plat::GetLastError());
   } else if (type != plat::REG_SZ && type != plat::REG_EXPAND_SZ && type != plat::REG_MULTI_SZ) {
@@ -270,8 +267,7 @@ std::int32_t EnumSubReg(std::int32_t root, const char* key, std::int32_t index, 
     return 0;
   }
   char name[kNameBuffer];
-  plat::LONG status =
-      plat::RegEnumKeyA(opened, static_cast<plat::DWORD>(index), name, kNameBuffer);
+  plat::LONG status = plat::RegEnumKeyA(opened, static_cast<plat::DWORD>(index), name, kNameBuffer);
   plat::RegCloseKey(opened);
   if (status != 0) {
     TraceLine(status == static_cast<plat::LONG>(plat::ERROR_NO_MORE_ITEMS)

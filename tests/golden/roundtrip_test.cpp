@@ -21,8 +21,8 @@ const fs::path kExample = fs::path(SETUP_EXAMPLE_DIR);
 // Runs setup-run on the machine in `machine` with the example's files; the
 // library's output goes to `machine`/stdout.
 int RunExample(const fs::path& machine, const std::string& command) {
-  std::string line = std::string("\"") + SETUP_RUN_PATH + "\" --fixed-time --fast-sleep --machine \"" +
-                     machine.string() + "\"";
+  std::string line = std::string("\"") + SETUP_RUN_PATH +
+                     "\" --fixed-time --fast-sleep --machine \"" + machine.string() + "\"";
   for (const char* file : {"acmelog.inf", "acmelog.sys", "acmelog.cat", "acmemon.sys"}) {
     line += " --add \"" + (kExample / file).string() + "\"";
   }
@@ -39,7 +39,8 @@ std::string ReadAll(const fs::path& path) {
 }
 
 // One line per key and per value: "ROOT\KEY" or "ROOT\KEY|name|type|data".
-void Flatten(const nlohmann::json& key, const std::string& path, std::map<std::string, std::string>* out) {
+void Flatten(const nlohmann::json& key, const std::string& path,
+             std::map<std::string, std::string>* out) {
   (*out)[path] = "<key>";
   for (const nlohmann::json& value : key.value("values", nlohmann::json::array())) {
     (*out)[path + "|" + value.value("name", "")] =
@@ -85,7 +86,8 @@ void ExpectSame(const char* what, const std::map<std::string, std::string>& befo
 }
 
 TEST(ExampleRoundTrip, InstallThenUninstallLeavesTheMachineAsItWas) {
-  const fs::path dir = fs::temp_directory_path() / ("example-roundtrip-" + std::to_string(::getpid()));
+  const fs::path dir =
+      fs::temp_directory_path() / ("example-roundtrip-" + std::to_string(::getpid()));
   fs::remove_all(dir);
   fs::create_directories(dir);
   // A first run that changes nothing (usage box) creates the machine and its module file.

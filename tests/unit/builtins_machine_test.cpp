@@ -129,11 +129,11 @@ TEST_F(BuiltinsOnMachine, DeleteServiceAndKeyRemovesARunningDriver) {
   EXPECT_EQ(setup::CreateDriverService("gone", nullptr, 3, "system32\\drivers\\gone.sys"), 1);
   ASSERT_EQ(m_Events, "[service] start: gone\n");
   EXPECT_EQ(setup::DeleteServiceAndKey("gone"), 1);
-  EXPECT_EQ(m_Events,
-            "[service] start: gone\n[service] stop: gone\n[service] delete: gone\n");
+  EXPECT_EQ(m_Events, "[service] start: gone\n[service] stop: gone\n[service] delete: gone\n");
   // The manager removed the stopped service with its key once the handle closed.
-  EXPECT_EQ(m_Out,
-            "\n$ cannot open System\\CurrentControlSet\\Services\\gone: win error code:0x00000000 ");
+  EXPECT_EQ(
+      m_Out,
+      "\n$ cannot open System\\CurrentControlSet\\Services\\gone: win error code:0x00000000 ");
   for (const sim::Service& s : sim::Services()) EXPECT_NE(s.name, "gone");
   EXPECT_EQ(setup::DeleteServiceAndKey(""), 0);
   EXPECT_EQ(setup::DeleteServiceAndKey(nullptr), 0);
@@ -145,7 +145,8 @@ TEST_F(BuiltinsOnMachine, AServiceThatDoesNotStopOutlivesItsKeyUntilTheRestart) 
   sim::FailNext(sim::Op::ControlService, ERROR_SERVICE_CANNOT_ACCEPT_CTRL);
   EXPECT_EQ(setup::DeleteServiceAndKey("stuck"), 1);
   EXPECT_EQ(m_Out, "");  // the key was still there and is gone now
-  EXPECT_FALSE(sim::ReadRegistryKey(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\stuck"));
+  EXPECT_FALSE(
+      sim::ReadRegistryKey(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\stuck"));
   ASSERT_EQ(sim::Services().size(), 7u);  // six of a fresh machine and the marked one
   // The name stays taken until the system restarts.
   EXPECT_EQ(setup::CreateDriverService("stuck", nullptr, 3, "system32\\drivers\\stuck.sys"), 0);

@@ -296,15 +296,17 @@ int ParseOptions(int argc, char** argv, Options* options) {
     options->devices.push_back(*device);
   }
 
-  for (const auto& [list, readOnly, name] :
-       {std::tuple(&deniedKeys, false, "--deny-key"), std::tuple(&readOnlyKeys, true, "--read-only-key")}) {
+  for (const auto& [list, readOnly, name] : {std::tuple(&deniedKeys, false, "--deny-key"),
+                                             std::tuple(&readOnlyKeys, true, "--read-only-key")}) {
     for (const std::string& text : *list) {
       KeyRestriction restriction;
       restriction.readOnly = readOnly;
       if (!sim::SplitKeyPath(text, &restriction.root, &restriction.path) ||
           restriction.path.empty()) {
-        return usageError(std::string(name) + " wants ROOT\\KEY (ROOT: HKLM, HKCU, HKCR, HKU "
-                          "or their long names), not '" + text + "'");
+        return usageError(std::string(name) +
+                          " wants ROOT\\KEY (ROOT: HKLM, HKCU, HKCR, HKU "
+                          "or their long names), not '" +
+                          text + "'");
       }
       options->keyRestrictions.push_back(restriction);
     }

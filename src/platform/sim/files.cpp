@@ -626,8 +626,8 @@ namespace sim {
 namespace {
 
 void Collect(const detail::fs::path& host, const std::string& windows,
-             std::vector<std::string> lowerParts, std::vector<std::pair<std::vector<std::string>,
-                                                                        FileEntry>>* out) {
+             std::vector<std::string> lowerParts,
+             std::vector<std::pair<std::vector<std::string>, FileEntry>>* out) {
   std::error_code ec;
   for (detail::fs::directory_iterator it(host, ec), end; !ec && it != end; it.increment(ec)) {
     if (it->is_symlink(ec)) continue;  // never part of the machine

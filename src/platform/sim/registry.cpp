@@ -11,9 +11,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/sim/view.h"
-
 #include "platform/sim/simcore.h"
+#include "platform/sim/view.h"
 #include "platform/winapi.h"
 
 namespace sim::detail {
@@ -37,7 +36,8 @@ constexpr plat::WORD kDaclPresent = 0x4;
 constexpr plat::WORD kDaclDefaulted = 0x8;
 constexpr REGSAM kReadControl = 0x00020000u;
 constexpr REGSAM kOwnerRights = kReadControl | plat::WRITE_DAC;
-constexpr REGSAM kDeleteRights = plat::DELETE | plat::KEY_ENUMERATE_SUB_KEYS | plat::KEY_QUERY_VALUE;
+constexpr REGSAM kDeleteRights =
+    plat::DELETE | plat::KEY_ENUMERATE_SUB_KEYS | plat::KEY_QUERY_VALUE;
 constexpr int kMaxDepth = 512;  // the registry's nesting limit
 
 struct RegValue {

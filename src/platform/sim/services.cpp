@@ -66,7 +66,8 @@ std::optional<sim::Service> ReadConfig(const std::string& name) {
   sim::Service s;
   s.name = RegKeyName(plat::HKEY_LOCAL_MACHINE, key).value_or(name);
   s.type = *type;
-  s.startType = RegReadDword(plat::HKEY_LOCAL_MACHINE, key, "Start").value_or(plat::SERVICE_DISABLED);
+  s.startType =
+      RegReadDword(plat::HKEY_LOCAL_MACHINE, key, "Start").value_or(plat::SERVICE_DISABLED);
   s.errorControl = RegReadDword(plat::HKEY_LOCAL_MACHINE, key, "ErrorControl").value_or(0);
   s.imagePath = RegReadString(plat::HKEY_LOCAL_MACHINE, key, "ImagePath").value_or("");
   s.displayName = RegReadString(plat::HKEY_LOCAL_MACHINE, key, "DisplayName").value_or(s.name);

@@ -30,9 +30,9 @@ bool SplitKeyPath(std::string_view fullPath, plat::HKEY* root, std::string* path
 // ---- Files ------------------------------------------------------------------------------
 
 struct FileEntry {
-  std::string path;         // "C:\WINDOWS\inf\oem0.inf", in the machine's spelling
+  std::string path;  // "C:\WINDOWS\inf\oem0.inf", in the machine's spelling
   bool directory = false;
-  std::uint64_t size = 0;   // 0 for directories
+  std::uint64_t size = 0;      // 0 for directories
   plat::DWORD attributes = 0;  // as GetFileAttributesA answers
 };
 
