@@ -85,7 +85,10 @@ while IFS= read -r -d '' script; do
         done
         continue
       fi
-      case "$line" in \#*) continue ;; esac
+      case "$line" in
+        '# not under Wine'*) usable=0; continue ;;  # the comment says why
+        \#*) continue ;;
+      esac
       commands+=("$line")
     done <"$base.cmd"
   fi

@@ -49,7 +49,7 @@ tr -d '\r' <"$dir/wine.raw" | awk -v FS='    ' '
 jq -r --arg key "$key" '
   def hexbytes: [range(0; length; 2) as $i | .[$i:$i+2] | ascii_downcase | explode
                  | map(if . >= 97 then . - 87 else . - 48 end) | .[0] * 16 + .[1]];
-  def text: hexbytes | (index(0) // length) as $end | .[0:$end] | implode;
+  def text: hexbytes | (index(0) // length) as $stop | .[0:$stop] | implode;
   def hex: if . == 0 then "0" else [recurse(if . >= 16 then (. / 16 | floor) else empty end) % 16]
            | reverse | map("0123456789abcdef"[.:.+1]) | join("") end;
   def dword: hexbytes | .[0] + .[1] * 256 + .[2] * 65536 + .[3] * 16777216 | "0x" + hex;

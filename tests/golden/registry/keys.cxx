@@ -25,7 +25,7 @@ num main() {
   sayn("other case", checkregstatus(HKEY_LOCAL_MACHINE, "software\MICROSOFT"))
   sayn("current user", checkregstatus(HKEY_CURRENT_USER, "Software"))
   sayn("missing", checkregstatus(HKEY_LOCAL_MACHINE, szBase))
-  sayn("no such root", checkregstatus(5, "SOFTWARE"))
+  sayn("no such root", checkregstatus(0x7FFFFFF0, "SOFTWARE"))
   sayn("addsubreg", addsubreg(HKEY_LOCAL_MACHINE, "SOFTWARE", "Golden Keys"))
   sayn("again", addsubreg(HKEY_LOCAL_MACHINE, "SOFTWARE", "Golden Keys"))
   sayn("created", checkregstatus(HKEY_LOCAL_MACHINE, szBase))
@@ -39,7 +39,7 @@ num main() {
   sayn("255 created", checkregstatus(HKEY_LOCAL_MACHINE, szLong + "\" + pad(133)))
   sayn("256", addsubreg(HKEY_LOCAL_MACHINE, szLong, pad(134)))
   sayn("256 created", checkregstatus(HKEY_LOCAL_MACHINE, szLong + "\" + pad(134)))
-  sayn("no such root", addsubreg(5, "SOFTWARE", "Golden Keys"))
+  sayn("no such root", addsubreg(0x7FFFFFF0, "SOFTWARE", "Golden Keys"))
   deletereg(HKEY_LOCAL_MACHINE, szBase)
   return checkregstatus(HKEY_LOCAL_MACHINE, szBase)
 }

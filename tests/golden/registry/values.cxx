@@ -49,7 +49,7 @@ num main() {
   sayn("254 read", getlen(getregvalues(HKEY_LOCAL_MACHINE, szKey, "Long")))
   addregvalues(HKEY_LOCAL_MACHINE, szKey, "Longer", REG_TYPE_SZ, pad(255))
   sayn("255 read", getlen(getregvalues(HKEY_LOCAL_MACHINE, szKey, "Longer")))
-  sayn("no such root", addregvalued(5, szKey, "Count", REG_TYPE_DWORD, 1))
+  sayn("no such root", addregvalued(0x7FFFFFF0, szKey, "Count", REG_TYPE_DWORD, 1))
   deletereg(HKEY_LOCAL_MACHINE, szKey)
   return getregvalued(HKEY_LOCAL_MACHINE, szKey + "\Sub", "Count")
 }
