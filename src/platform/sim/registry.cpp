@@ -288,12 +288,6 @@ void Load(const KeyPtr& key, const Json& node, int depth) {
   }
 }
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 KeyPtr PathKey(HKEY root, const std::string& path, bool create) {
   int index = RootIndex(root);
   if (index < 0) return nullptr;
@@ -819,8 +813,7 @@ LONG RegSetKeySecurity(HKEY key, DWORD information, PSECURITY_DESCRIPTOR descrip
 }
 
 BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision) {
-  DWORD code = 0;
-  if (Inject(Op::InitializeSecurityDescriptor, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::InitializeSecurityDescriptor)) return FALSE;
   if (descriptor == nullptr) return Fail(kErrorNoAccess, FALSE);
   if (revision != SECURITY_DESCRIPTOR_REVISION) return Fail(kErrorUnknownRevision, FALSE);
   SecurityDescriptor sd{};
@@ -832,8 +825,7 @@ BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revisio
 
 BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL daclPresent, void* dacl,
                                BOOL daclDefaulted) {
-  DWORD code = 0;
-  if (Inject(Op::SetSecurityDescriptorDacl, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::SetSecurityDescriptorDacl)) return FALSE;
   if (descriptor == nullptr) return Fail(kErrorNoAccess, FALSE);
   SecurityDescriptor sd;
   std::memcpy(&sd, descriptor, sizeof sd);

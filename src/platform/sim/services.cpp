@@ -192,12 +192,6 @@ void FillStatus(const sim::Service& s, plat::SERVICE_STATUS* status) {
   status->dwControlsAccepted = s.running ? kAcceptStop : 0;
 }
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 bool ValidType(DWORD type) {
   DWORD base = type & ~kServiceInteractive;
   if (base != type && base != 0x10 && base != kServiceWin32ShareProcess) return false;
@@ -393,8 +387,7 @@ using namespace sim::detail;
 using sim::Op;
 
 SC_HANDLE OpenSCManagerA(LPCSTR machine, LPCSTR database, DWORD) {
-  DWORD code = 0;
-  if (Inject(Op::OpenSCManager, &code)) return Fail<SC_HANDLE>(code, nullptr);
+  if (InjectFault(Op::OpenSCManager)) return nullptr;
   if (machine != nullptr && *machine != '\0')
     return Fail<SC_HANDLE>(kRpcServerUnavailable, nullptr);
   if (database != nullptr && !EqualNoCase(database, "ServicesActive")) {
@@ -407,8 +400,7 @@ SC_HANDLE OpenSCManagerA(LPCSTR machine, LPCSTR database, DWORD) {
 SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWORD,
                          DWORD serviceType, DWORD startType, DWORD errorControl, LPCSTR binaryPath,
                          LPCSTR loadOrderGroup, DWORD* tagId, LPCSTR, LPCSTR, LPCSTR) {
-  DWORD code = 0;
-  if (Inject(Op::CreateService, &code)) return Fail<SC_HANDLE>(code, nullptr);
+  if (InjectFault(Op::CreateService)) return nullptr;
   if (!Find<ManagerHandle>(manager)) return Fail<SC_HANDLE>(ERROR_INVALID_HANDLE, nullptr);
   std::string n = name ? name : "";
   if (n.empty() || n.size() > 256 || n.find_first_of("\\/") != std::string::npos) {
@@ -450,8 +442,7 @@ SC_HANDLE CreateServiceA(SC_HANDLE manager, LPCSTR name, LPCSTR displayName, DWO
 }
 
 SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD) {
-  DWORD code = 0;
-  if (Inject(Op::OpenService, &code)) return Fail<SC_HANDLE>(code, nullptr);
+  if (InjectFault(Op::OpenService)) return nullptr;
   if (!Find<ManagerHandle>(manager)) return Fail<SC_HANDLE>(ERROR_INVALID_HANDLE, nullptr);
   if (name == nullptr || *name == '\0') return Fail<SC_HANDLE>(kErrorInvalidName, nullptr);
   std::optional<sim::Service> s = Lookup(name);
@@ -461,19 +452,18 @@ SC_HANDLE OpenServiceA(SC_HANDLE manager, LPCSTR name, DWORD) {
 }
 
 BOOL StartServiceA(SC_HANDLE service, DWORD, LPCSTR*) {
-  DWORD code = 0;
-  if (Inject(Op::StartService, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::StartService)) return FALSE;
   std::string name;
   if (!Find<ServiceHandle>(service)) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (!FromHandle(service, &name)) return Fail(ERROR_SERVICE_DOES_NOT_EXIST, FALSE);
+  DWORD code = 0;
   if (!Start(name, &code)) return Fail(code, FALSE);
   SetError(ERROR_SUCCESS);
   return TRUE;
 }
 
 BOOL ControlService(SC_HANDLE service, DWORD control, SERVICE_STATUS* status) {
-  DWORD code = 0;
-  if (Inject(Op::ControlService, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::ControlService)) return FALSE;
   std::string name;
   if (!Find<ServiceHandle>(service)) return Fail(ERROR_INVALID_HANDLE, FALSE);
   std::optional<sim::Service> s = FromHandle(service, &name);
@@ -498,8 +488,7 @@ BOOL ControlService(SC_HANDLE service, DWORD control, SERVICE_STATUS* status) {
 }
 
 BOOL QueryServiceStatus(SC_HANDLE service, SERVICE_STATUS* status) {
-  DWORD code = 0;
-  if (Inject(Op::QueryServiceStatus, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::QueryServiceStatus)) return FALSE;
   std::string name;
   if (!Find<ServiceHandle>(service)) return Fail(ERROR_INVALID_HANDLE, FALSE);
   std::optional<sim::Service> s = FromHandle(service, &name);
@@ -511,8 +500,7 @@ BOOL QueryServiceStatus(SC_HANDLE service, SERVICE_STATUS* status) {
 }
 
 BOOL DeleteService(SC_HANDLE service) {
-  DWORD code = 0;
-  if (Inject(Op::DeleteService, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::DeleteService)) return FALSE;
   std::string name;
   if (!Find<ServiceHandle>(service)) return Fail(ERROR_INVALID_HANDLE, FALSE);
   std::optional<sim::Service> s = FromHandle(service, &name);
