@@ -3,11 +3,11 @@
 #include <cstring>
 #include <string>
 
+#include "base/global.h"
 #include "builtins/handlers.h"
 #include "builtins/operations.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
 
 namespace setup {
 

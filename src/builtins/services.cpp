@@ -3,12 +3,12 @@
 #include <cstring>
 #include <string>
 
+#include "base/global.h"
+#include "base/windir.h"
 #include "builtins/handlers.h"
 #include "builtins/operations.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
-#include "entry/startup.h"
 
 namespace setup {
 

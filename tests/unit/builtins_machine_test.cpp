@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
+#include "base/global.h"
 #include "builtins/operations.h"
-#include "entry/global.h"
 #include "platform/sim/view.h"
 #include "sim_fixture.h"
 
