@@ -1,7 +1,7 @@
 # Fails when a source file under SRC includes a header of a higher layer.
 # The layers, lowest first; a file may include headers of its own layer and of
 # the layers below it. Run as: cmake -DSRC=<dir> -P LayerCheck.cmake
-set(LAYERS platform base diag script/store builtins script/front script/interp package entry)
+set(LAYERS platform base diag package script/store builtins script/front script/interp entry)
 
 function(layer_of path out)
   set(found -1)

@@ -15,7 +15,7 @@ EXAMPLE=examples/acme_logger
 MACHINE=build/example-machine
 rm -rf "$MACHINE"
 RUN=(build/host/setup-run --machine "$MACHINE" --fast-sleep
-     --add "$EXAMPLE/acmelog.inf" --add "$EXAMPLE/acmelog.sys" --add "$EXAMPLE/acmelog.cat")
+     --add "$EXAMPLE/acmelog.inf" --add "$EXAMPLE/acmelog.sys" --add "$EXAMPLE/acmelog.cat" --add "$EXAMPLE/acmemon.sys")
 
 for command in "/install" "/uninstall"; do
   printf '\n==== setup-run %s %s\n' "$EXAMPLE/install.cxx" "$command"

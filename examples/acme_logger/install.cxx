@@ -1,7 +1,8 @@
 // ACME DataLogger USB: driver installation script.
 //
 //   /install     copy the driver files, register the product, install the driver
-//   /uninstall   remove the devices, the driver files and the product key
+//                and the buffer monitor (a kernel service of its own)
+//   /uninstall   remove the devices, the monitor, the driver files and the product key
 //   /silent      ask no questions (together with either of the above)
 //
 // main returns 1 when Windows must be restarted, 0 when done, 2 when the user
@@ -12,6 +13,7 @@ define ANSWER_YES    6
 define RESULT_CANCEL 2
 define RESULT_OLDOS  3
 define RESULT_FAILED 4
+define START_DEMAND  3
 
 // Texts with backslashes live in variables: in a macro body a backslash
 // continues the line.
@@ -19,8 +21,11 @@ string szProduct = "ACME DataLogger USB"
 string szVersion = "2.4.1"
 string szHardwareId = "USB\VID_0AC3&PID_1207"
 string szRootId = "ROOT\ACMELOG"
-string szProductKey = "SOFTWARE\ACME\DataLogger"
+string szVendorKey = "SOFTWARE\ACME"
+string szProductKey = szVendorKey + "\DataLogger"
 string szWork = WINDIR_TEMP + "\acmelog"
+string szMonitor = "AcmeLogMon"
+string szMonitorImage = WINDIR_SYSTEM32_DRIVERS + "\acmemon.sys"
 num bSilent = 0
 
 num HasParameter(string szName);
@@ -74,6 +79,7 @@ num ExtractAll() {
   nOk = nOk & extractresfile("acmelog.inf", szWork + "\acmelog.inf")
   nOk = nOk & extractresfile("acmelog.cat", szWork + "\acmelog.cat")
   nOk = nOk & extractresfile("acmelog.sys", WINDIR_SYSTEM32_DRIVERS + "\acmelog.sys")
+  nOk = nOk & extractresfile("acmemon.sys", szMonitorImage)
   return nOk
 }
 
@@ -108,6 +114,19 @@ num Install() {
   addregvalues(HKEY_LOCAL_MACHINE, szProductKey, "Version", REG_TYPE_SZ, szVersion)
   addregvalued(HKEY_LOCAL_MACHINE, szProductKey, "Build", REG_TYPE_DWORD, VersionNumber(szVersion))
   addregvalues(HKEY_LOCAL_MACHINE, szProductKey, "InstallDir", REG_TYPE_SZ, szWork)
+  // A missing counter reads as 0.
+  num nInstalls = getregvalued(HKEY_LOCAL_MACHINE, szProductKey, "Installs")
+  addregvalued(HKEY_LOCAL_MACHINE, szProductKey, "Installs", REG_TYPE_DWORD, nInstalls + 1)
+
+  // The monitor: created and started on the first installation, started again
+  // (a new image takes effect at the next restart) over an earlier one.
+  if (checkregstatus(HKEY_LOCAL_MACHINE, "SYSTEM\CurrentControlSet\Services\" + szMonitor) == KEY_PRESENT) {
+    startservice(szMonitor)
+  } else {
+    if (createservice(szMonitor, START_DEMAND, szMonitorImage) == 0) {
+      return RESULT_FAILED
+    }
+  }
 
   deletedirectory(szWork)
   return checkisneedreboot()
@@ -119,8 +138,15 @@ num Uninstall() {
   }
   deletedriverbyhardwareid(szHardwareId)
   deletedriverbyhardwareid(szRootId)
+  stopservice(szMonitor)
+  deleteservice(szMonitor)
+  deletefilex("acmemon.sys", WINDIR_SYSTEM32_DRIVERS)
   deletefilex("acmelog.sys", WINDIR_SYSTEM32_DRIVERS)
   deletereg(HKEY_LOCAL_MACHINE, szProductKey)
+  // The vendor key goes with its last product.
+  if (enumsubreg(HKEY_LOCAL_MACHINE, szVendorKey, 0) == "") {
+    deletereg(HKEY_LOCAL_MACHINE, szVendorKey)
+  }
   return checkisneedreboot()
 }
 

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/winapi.h"
+
 namespace setup {
 
 using TextOut = std::optional<std::string>;
@@ -44,6 +46,14 @@ std::int32_t DeleteReg(std::int32_t root, const char* key);
 std::int32_t DeleteRegX(std::int32_t root, const char* key, std::int32_t security);
 std::int32_t DeleteRegByFindStr(std::int32_t root, const char* key, const char* text);
 
+// Shared with the service and device families. DeleteRegTree deletes a key with
+// its subtree (0 only for an empty path; a missing key is reported and still
+// answers 1). SetKeyRights gives every key of a tree a null DACL, children
+// first (0 when the key cannot be opened); OpenKeyToEveryone does it for one key.
+std::int32_t DeleteRegTree(plat::HKEY root, const char* key);
+std::int32_t SetKeyRights(plat::HKEY root, const char* key);
+void OpenKeyToEveryone(plat::HKEY root, const char* key);
+
 // ---- Files and directories (files.cpp) ---------------------------------------------------
 std::int32_t CopyFileTo(const char* source, const char* destination);
 std::int32_t DeleteFileAt(const char* path);
@@ -57,6 +67,9 @@ std::int32_t CreateDriverService(const char* name, const char* loadOrderGroup,
                                  std::int32_t startType, const char* imagePath);
 std::int32_t StartServiceByName(const char* name);
 std::int32_t StopServiceByName(const char* name);
+// Stops the service, marks it for deletion and deletes its registry key; 1 once
+// the service control manager was reached, 0 for an empty name or when it was not.
+std::int32_t DeleteServiceAndKey(const char* name);
 
 // ---- Devices (devices.cpp) -------------------------------------------------------------------
 std::int32_t InstallDriverByHardwareId(const char* infPath, const char* hardwareId);

@@ -1,7 +1,9 @@
 // Registry of the simulated machine: keys, values, enumeration, deletion,
 // access rights and security descriptors.
 #include <cstring>
+#include <filesystem>
 
+#include "platform/sim/view.h"
 #include "sim_fixture.h"
 
 namespace {
@@ -203,6 +205,100 @@ TEST_F(SimRegistry, InjectedRegistryFailures) {
   EXPECT_EQ(SetString(key, "v", "x"), 1);
   EXPECT_EQ(SetString(key, "v", "x"), 0);
   RegCloseKey(key);
+}
+
+TEST_F(SimRegistry, RestrictedKeysRefuseWhatTheyDoNotGrant) {
+  ASSERT_TRUE(sim::SetKeyAccess(HKEY_LOCAL_MACHINE, "SOFTWARE\\Ro", KEY_READ));
+  ASSERT_TRUE(sim::SetKeyAccess(HKEY_LOCAL_MACHINE, "SOFTWARE\\No", 0));
+  HKEY key = nullptr;
+  EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Ro", 0, KEY_ALL_ACCESS, &key), 5);
+  EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Ro", 0, nullptr, 0, KEY_ALL_ACCESS,
+                            nullptr, &key, nullptr),
+            5);
+  EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Ro\\New\\Deeper", 0, nullptr, 0,
+                            KEY_READ, nullptr, &key, nullptr),
+            5);
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Ro", 0, KEY_READ, &key), 0);
+  EXPECT_EQ(SetString(key, "v", "x"), 5);
+  RegCloseKey(key);
+  EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\No", 0, KEY_ENUMERATE_SUB_KEYS, &key), 5);
+  // The owner's rights stay: the DACL of a denied key can be replaced, and a
+  // maximum-rights open gets exactly those.
+  ASSERT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\No", &key), 0);
+  char name[16];
+  EXPECT_EQ(RegEnumKeyA(key, 0, name, sizeof name), 5);
+  RegCloseKey(key);
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\No", 0, WRITE_DAC, &key), 0);
+  alignas(8) unsigned char sd[64] = {};
+  ASSERT_TRUE(InitializeSecurityDescriptor(sd, SECURITY_DESCRIPTOR_REVISION));
+  ASSERT_TRUE(SetSecurityDescriptorDacl(sd, TRUE, nullptr, FALSE));
+  EXPECT_EQ(RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, sd), 0);
+  RegCloseKey(key);
+  EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\No", 0, KEY_ALL_ACCESS, &key), 0);
+  RegCloseKey(key);
+}
+
+TEST_F(SimRegistry, TreeDeletionKeepsWhatItMayNotDelete) {
+  RegCloseKey(Create("SOFTWARE\\T\\Free\\Leaf"));
+  RegCloseKey(Create("SOFTWARE\\T\\Held\\Leaf"));
+  ASSERT_TRUE(sim::SetKeyAccess(HKEY_LOCAL_MACHINE, "SOFTWARE\\T\\Held\\Leaf", KEY_READ));
+  EXPECT_EQ(SHDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\T"), 5u);
+  std::optional<sim::RegistryKey> tree = sim::ReadRegistryKey(HKEY_LOCAL_MACHINE, "SOFTWARE\\T");
+  ASSERT_TRUE(tree.has_value());
+  ASSERT_EQ(tree->keys.size(), 1u);
+  EXPECT_EQ(tree->keys[0].name, "Held");
+  EXPECT_EQ(sim::KeyRights(HKEY_LOCAL_MACHINE, "SOFTWARE\\T\\Held\\Leaf"), KEY_READ);
+  EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\T\\Held\\Leaf"), 5);
+}
+
+TEST_F(SimRegistry, RegistryFunctionsLeaveTheLastErrorAlone) {
+  SetLastError(77);
+  HKEY key = nullptr;
+  EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Missing", 0, KEY_READ, &key), 2);
+  EXPECT_EQ(SHDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Missing"), 2u);
+  key = Create("SOFTWARE\\L");
+  DWORD size = 4;
+  BYTE data[4];
+  EXPECT_EQ(RegQueryValueExA(key, "none", nullptr, nullptr, data, &size), 2);
+  RegCloseKey(key);
+  EXPECT_EQ(GetLastError(), 77u);
+}
+
+TEST_F(SimRegistry, AFreshMachineHasTheStandardKeys) {
+  std::optional<sim::RegistryKey> classes =
+      sim::ReadRegistryKey(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Control\\Class");
+  ASSERT_TRUE(classes.has_value());
+  EXPECT_GE(classes->keys.size(), 15u);
+  bool net = false;
+  for (const sim::RegistryKey& c : classes->keys) {
+    if (c.name != "{4D36E972-E325-11CE-BFC1-08002BE10318}") continue;
+    net = true;
+    ASSERT_EQ(c.values.size(), 2u);
+    EXPECT_EQ(c.values[1].name, "Class");
+    EXPECT_EQ(std::string(c.values[1].data.begin(), c.values[1].data.end()), std::string("Net", 4));
+  }
+  EXPECT_TRUE(net);
+  EXPECT_TRUE(sim::ReadRegistryKey(HKEY_LOCAL_MACHINE,
+                                   "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"));
+  HKEY root = nullptr;
+  std::string path;
+  ASSERT_TRUE(sim::SplitKeyPath("hklm\\SOFTWARE\\", &root, &path));
+  EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
+  EXPECT_EQ(path, "SOFTWARE");
+  EXPECT_FALSE(sim::SplitKeyPath("HKEY_NOWHERE\\x", &root, &path));
+}
+
+TEST_F(SimRegistry, RestrictionsSurviveAShutdown) {
+  std::string dir = sim::StateDir() + "-keys";
+  std::string error;
+  ASSERT_TRUE(sim::Boot(dir, &error)) << error;
+  ASSERT_TRUE(sim::SetKeyAccess(HKEY_CURRENT_USER, "Software\\Kept", KEY_READ));
+  sim::Shutdown();
+  ASSERT_TRUE(sim::Boot(dir, &error)) << error;
+  EXPECT_EQ(sim::KeyRights(HKEY_CURRENT_USER, "Software\\Kept"), KEY_READ);
+  sim::Shutdown();
+  std::filesystem::remove_all(dir);
+  ASSERT_TRUE(sim::Boot("", &error));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Service control manager of the simulated machine.
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
 #include "sim_fixture.h"
 
@@ -155,6 +156,75 @@ TEST_F(SimServices, StateSurvivesARestartOfTheMachine) {
   EXPECT_FALSE(Find("manual").running);
   EXPECT_EQ(Find("doomed").name, "");
   EXPECT_EQ(sim::RestartRequests(), 1);
+  sim::Shutdown();
+  std::filesystem::remove_all(dir);
+  ASSERT_TRUE(sim::Boot("", &error));
+  m_hManager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+}
+
+TEST_F(SimServices, TheRegistryKeyIsTheConfiguration) {
+  // A service written straight into the registry is known to the manager.
+  ASSERT_TRUE(sim::PutFile("C:\\WINDOWS\\system32\\drivers\\raw.sys", "d"));
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\Raw", 0,
+                            nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+            0);
+  DWORD one = 1;
+  DWORD demand = SERVICE_DEMAND_START;
+  RegSetValueExA(key, "Type", 0, REG_DWORD, reinterpret_cast<BYTE*>(&one), 4);
+  RegSetValueExA(key, "Start", 0, REG_DWORD, reinterpret_cast<BYTE*>(&demand), 4);
+  RegCloseKey(key);
+  SC_HANDLE raw = OpenServiceA(m_hManager, "raw", SERVICE_ALL_ACCESS);
+  ASSERT_NE(raw, nullptr);
+  EXPECT_TRUE(StartServiceA(raw, 0, nullptr));  // default image: drivers\raw.sys
+  // A changed start type counts at once.
+  DWORD disabled = SERVICE_DISABLED;
+  ASSERT_EQ(RegOpenKeyA(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\Raw", &key), 0);
+  RegSetValueExA(key, "Start", 0, REG_DWORD, reinterpret_cast<BYTE*>(&disabled), 4);
+  RegCloseKey(key);
+  EXPECT_EQ(Find("Raw").startType, SERVICE_DISABLED);
+  EXPECT_TRUE(Find("Raw").running);
+  // Without its key (and not marked for deletion) the service is gone.
+  ASSERT_EQ(SHDeleteKeyA(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\Raw"), 0u);
+  EXPECT_FALSE(StartServiceA(raw, 0, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_SERVICE_DOES_NOT_EXIST);
+  CloseServiceHandle(raw);
+  EXPECT_EQ(OpenServiceA(m_hManager, "raw", SERVICE_ALL_ACCESS), nullptr);
+  EXPECT_EQ(GetLastError(), ERROR_SERVICE_DOES_NOT_EXIST);
+}
+
+TEST_F(SimServices, AFreshMachineRunsTheStandardServices) {
+  EXPECT_TRUE(Find("Beep").running);
+  EXPECT_EQ(Find("Tcpip").group, "PNP_TDI");
+  EXPECT_EQ(Find("Eventlog").type, 0x20u);
+  EXPECT_EQ(RegString("SYSTEM\\CurrentControlSet\\Services\\Spooler", "ImagePath"),
+            "%SystemRoot%\\system32\\spoolsv.exe");
+  SC_HANDLE beep = OpenServiceA(m_hManager, "beep", SERVICE_ALL_ACCESS);
+  EXPECT_FALSE(StartServiceA(beep, 0, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_SERVICE_ALREADY_RUNNING);
+  CloseServiceHandle(beep);
+}
+
+TEST_F(SimServices, AnOldStateWithItsOwnServiceListLoads) {
+  std::string dir = sim::StateDir() + "-old";
+  std::filesystem::create_directories(dir);
+  {
+    std::ofstream out(dir + "/machine.json");
+    out << R"({"registry": {"HKEY_LOCAL_MACHINE": {"name": "HKEY_LOCAL_MACHINE", "keys": []}},
+               "services": [{"name": "olddrv", "displayName": "Old", "type": 1, "startType": 3,
+                             "errorControl": 1, "imagePath": "C:\\old.sys", "group": "",
+                             "running": true, "markedForDelete": false}]})";
+  }
+  std::string error;
+  ASSERT_TRUE(sim::Boot(dir, &error)) << error;
+  m_hManager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+  EXPECT_TRUE(Find("olddrv").running);
+  EXPECT_EQ(Find("olddrv").displayName, "Old");
+  EXPECT_EQ(RegString("SYSTEM\\CurrentControlSet\\Services\\olddrv", "ImagePath"), "C:\\old.sys");
+  CloseServiceHandle(m_hManager);
+  sim::Shutdown();
+  ASSERT_TRUE(sim::Boot(dir, &error)) << error;  // saved in the new form
+  EXPECT_TRUE(Find("olddrv").running);
   sim::Shutdown();
   std::filesystem::remove_all(dir);
   ASSERT_TRUE(sim::Boot("", &error));

@@ -255,12 +255,12 @@ TEST_F(MachineState, TheRegistryPartOfADiffTurnsTheOldRegistryIntoTheNew) {
 TEST_F(MachineState, ShowListsEveryPartOfTheMachine) {
   Set("SOFTWARE\\Shown", "v", REG_SZ, std::string("1\0", 2));
   const std::string shown = snapshot::Show(snapshot::Take());
-  EXPECT_EQ(shown.rfind("Registry:\n[HKEY_CLASSES_ROOT]\n\n[HKEY_CURRENT_USER]\n", 0), 0u);
+  EXPECT_EQ(shown.rfind("Registry:\n[HKEY_CLASSES_ROOT]\n", 0), 0u);
   EXPECT_NE(shown.find("\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Shown]\n\"v\"=\"1\"\n\n"),
             std::string::npos);
   EXPECT_NE(shown.find("\nFiles:\nC:\\WINDOWS\\\n"), std::string::npos) << shown;
   EXPECT_NE(shown.find("\nC:\\WINDOWS\\system32\\newdev.dll  "), std::string::npos);
-  EXPECT_EQ(shown.substr(shown.size() - 10), "Services:\n");
+  EXPECT_NE(shown.find("\nServices:\nBeep  running  type 1"), std::string::npos);
 }
 
 }  // namespace

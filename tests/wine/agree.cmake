@@ -9,3 +9,14 @@ if(TARGET setup-pack AND TARGET setup-run)
   set_tests_properties(wine_agrees_with_simulator PROPERTIES SKIP_RETURN_CODE 77
                        RESOURCE_LOCK wineprefix TIMEOUT 1800)
 endif()
+
+# The registry a script writes under Wine, read back with Wine's own reg
+# query, equals what the simulated machine keeps.
+if(TARGET setup-pack AND TARGET setup-run)
+  add_test(NAME wine_registry_readback
+           COMMAND ${BASH_PROGRAM} ${CMAKE_CURRENT_SOURCE_DIR}/readback.sh
+                   $<TARGET_FILE:setup-pack> $<TARGET_FILE:setup-run> ${WINE_TEST_WIN64_DIR}
+                   ${CMAKE_CURRENT_BINARY_DIR}/work ${CMAKE_CURRENT_SOURCE_DIR}/data)
+  set_tests_properties(wine_registry_readback PROPERTIES SKIP_RETURN_CODE 77
+                       RESOURCE_LOCK wineprefix TIMEOUT 900)
+endif()

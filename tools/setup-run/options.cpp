@@ -7,6 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <tuple>
+
+#include "platform/sim/view.h"
 
 #include "base/global.h"
 #include "builtins/table.h"
@@ -260,6 +263,8 @@ int ParseOptions(int argc, char** argv, Options* options) {
   std::vector<std::string> faults;
   std::vector<std::string> missing;
   std::vector<std::string> devices;
+  std::vector<std::string> deniedKeys;
+  std::vector<std::string> readOnlyKeys;
   bool fixedTime = false;
   std::string time;
 
@@ -318,6 +323,16 @@ int ParseOptions(int argc, char** argv, Options* options) {
       ->allow_extra_args(false);
   app.add_option("--device", devices, "Add a device node with these hardware ids; repeatable")
       ->type_name("ID=HWID[,HWID...]")
+      ->allow_extra_args(false);
+  app.add_option("--deny-key", deniedKeys,
+                 "Give a registry key (created when missing) a security descriptor that denies "
+                 "all access but changing it; repeatable")
+      ->type_name("ROOT\\KEY")
+      ->allow_extra_args(false);
+  app.add_option("--read-only-key", readOnlyKeys,
+                 "Give a registry key (created when missing) a security descriptor that grants "
+                 "read access only; repeatable")
+      ->type_name("ROOT\\KEY")
       ->allow_extra_args(false);
   app.add_option("--step-limit", options->stepLimit,
                  "Fail the run after N evaluation steps (0: no limit)")
@@ -463,6 +478,22 @@ int ParseOptions(int argc, char** argv, Options* options) {
     std::optional<DeviceSpec> device = ParseDevice(text);
     if (!device) return usageError("--device wants ID=HWID[,HWID...], not '" + text + "'");
     options->devices.push_back(*device);
+  }
+
+  for (const auto& [list, readOnly, name] : {std::tuple(&deniedKeys, false, "--deny-key"),
+                                             std::tuple(&readOnlyKeys, true, "--read-only-key")}) {
+    for (const std::string& text : *list) {
+      KeyRestriction restriction;
+      restriction.readOnly = readOnly;
+      if (!sim::SplitKeyPath(text, &restriction.root, &restriction.path) ||
+          restriction.path.empty()) {
+        return usageError(std::string(name) +
+                          " wants ROOT\\KEY (ROOT: HKLM, HKCU, HKCR, HKU "
+                          "or their long names), not '" +
+                          text + "'");
+      }
+      options->keyRestrictions.push_back(restriction);
+    }
   }
 
   const char* env = std::getenv("SETUP_FIXED_TIME");

@@ -40,6 +40,14 @@ struct DeviceSpec {
   std::vector<std::string> hardwareIds;
 };
 
+// A registry key whose security descriptor restricts access (--deny-key,
+// --read-only-key).
+struct KeyRestriction {
+  plat::HKEY root = nullptr;
+  std::string path;
+  bool readOnly = false;  // read access only; otherwise no access at all
+};
+
 // A queued message-box answer, optionally aimed at the boxes of one caption.
 struct Answer {
   int button = 0;
@@ -90,6 +98,7 @@ struct Options {
   std::vector<Fault> faults;
   std::vector<std::pair<std::string, std::string>> missingEntries;  // library, entry point
   std::vector<DeviceSpec> devices;
+  std::vector<KeyRestriction> keyRestrictions;  // saved with --machine
   std::uint32_t stepLimit = 0;
 
   // Registry files and change sets.

@@ -225,6 +225,14 @@ bool PrepareMachine(const Options& options, const std::vector<regfile::File>& im
     }
   }
 
+  for (const KeyRestriction& key : options.keyRestrictions) {
+    std::optional<plat::REGSAM> rights = key.readOnly ? plat::KEY_READ : 0;
+    if (!sim::SetKeyAccess(key.root, key.path, rights)) {
+      Complain("cannot restrict registry key '" + key.path + "'");
+      return false;
+    }
+  }
+
   for (const Answer& answer : options.answers) sim::QueueAnswer({answer.button, answer.caption});
   sim::SetFastSleep(options.fastSleep);
   sim::SetFixedTime(options.fixedTime);

@@ -181,6 +181,13 @@ void CreateDefaultTree(Machine& m) {
     Resolved r = Resolve((system + "\\" + library).c_str());
     if (r.error == 0 && !r.exists) WriteWhole(r.host, std::string("MZ simulated ") + library);
   }
+  // The images of the services every fresh machine runs.
+  for (const std::string& image : BaselineImages()) {
+    Resolved r = Resolve(image.c_str());
+    if (r.error == 0 && !r.exists && r.parentExists) {
+      WriteWhole(r.host, "MZ simulated " + r.name);
+    }
+  }
 }
 
 }  // namespace

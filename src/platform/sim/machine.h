@@ -227,7 +227,15 @@ bool DeleteRegistryKey(plat::HKEY root, const std::string& path);
 // Deletes a value; true when it is gone.
 bool DeleteRegistryValue(plat::HKEY root, const std::string& path, const std::string& name);
 
-// A service of the service control manager.
+// Key security, for tools: gives a key (created when missing) a security
+// descriptor that grants only `rights` (0: nothing but replacing its DACL;
+// KEY_READ: read only), or, with none, full access again. KeyRights answers a
+// key's restriction (none: full access, or no such key).
+bool SetKeyAccess(plat::HKEY root, const std::string& path, std::optional<plat::REGSAM> rights);
+std::optional<plat::REGSAM> KeyRights(plat::HKEY root, const std::string& path);
+
+// A service of the service control manager: its configuration as the registry
+// holds it, with the manager's runtime state.
 struct Service {
   std::string name;
   std::string displayName;
@@ -239,6 +247,7 @@ struct Service {
   bool running = false;
   bool markedForDelete = false;  // removed once stopped and no handle is open
 };
+// Every service, ordered by name without regard to case.
 std::vector<Service> Services();
 
 // A device node of the device manager.

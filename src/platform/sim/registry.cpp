@@ -1,6 +1,13 @@
 // The registry of the simulated machine: four root trees of keys with
 // case-insensitive names (case preserved), typed values, open handles with
-// access rights, and the security descriptor calls that open a key to everyone.
+// access rights, keys whose security descriptor restricts access, and the
+// security descriptor calls that open a key to everyone.
+//
+// Access model: the program runs as an administrator. A key without a
+// restriction grants everything; a restricted key grants its `rights` plus
+// READ_CONTROL and WRITE_DAC (the owner's rights), so its DACL can always be
+// replaced. Like Windows, the registry functions answer their status and never
+// touch the thread's last error.
 #include <algorithm>
 #include <cstring>
 
@@ -27,6 +34,10 @@ constexpr REGSAM kGenericAll = 0x10000000u;
 constexpr REGSAM kMaximumAllowed = 0x02000000u;
 constexpr plat::WORD kDaclPresent = 0x4;
 constexpr plat::WORD kDaclDefaulted = 0x8;
+constexpr REGSAM kReadControl = 0x00020000u;
+constexpr REGSAM kOwnerRights = kReadControl | plat::WRITE_DAC;
+constexpr REGSAM kDeleteRights =
+    plat::DELETE | plat::KEY_ENUMERATE_SUB_KEYS | plat::KEY_QUERY_VALUE;
 constexpr int kMaxDepth = 512;  // the registry's nesting limit
 
 struct RegValue {
@@ -41,6 +52,7 @@ struct RegKey {
   std::vector<RegValue> values;                   // in creation order
   int depth = 0;                                  // levels below the root
   bool openToEveryone = false;                    // a present, null DACL was applied
+  std::optional<REGSAM> rights;                   // granted access of a restricted key
   bool deleted = false;                           // handles to it answer ERROR_KEY_DELETED
 };
 using KeyPtr = std::shared_ptr<RegKey>;
@@ -88,8 +100,21 @@ int RootIndex(HKEY key) {
 REGSAM Normalize(REGSAM access) {
   if (access & kGenericRead) access |= plat::KEY_READ;
   if (access & kGenericWrite) access |= plat::KEY_WRITE;
-  if (access & (kGenericAll | kMaximumAllowed)) access |= plat::KEY_ALL_ACCESS;
-  return access;
+  if (access & kGenericAll) access |= plat::KEY_ALL_ACCESS;
+  return access & ~(kGenericRead | kGenericWrite | kGenericAll);
+}
+
+// What a key grants the program.
+REGSAM Granted(const KeyPtr& key) {
+  return key->rights ? (*key->rights | kOwnerRights) : plat::KEY_ALL_ACCESS;
+}
+
+// The access a new handle gets, or none when the key refuses it.
+std::optional<REGSAM> AccessCheck(const KeyPtr& key, REGSAM wanted) {
+  if (wanted & kMaximumAllowed) return Granted(key);
+  REGSAM normalized = Normalize(wanted);
+  if (normalized & ~Granted(key)) return std::nullopt;
+  return normalized;
 }
 
 // The key a handle refers to, with its access rights; *status tells why not.
@@ -235,6 +260,7 @@ Json Save(const KeyPtr& key) {
   Json node = Json::object();
   node["name"] = key->name;
   if (key->openToEveryone) node["everyone"] = true;
+  if (key->rights) node["rights"] = *key->rights;
   Json values = Json::array();
   for (const RegValue& value : key->values) {
     values.push_back({{"name", value.name}, {"type", value.type}, {"data", Hex(value.data)}});
@@ -248,6 +274,7 @@ Json Save(const KeyPtr& key) {
 
 void Load(const KeyPtr& key, const Json& node, int depth) {
   key->openToEveryone = node.value("everyone", false);
+  if (node.contains("rights")) key->rights = node["rights"].get<REGSAM>();
   for (const Json& value : node.value("values", Json::array())) {
     std::vector<BYTE> data = Unhex(value.value("data", std::string()));
     SetValue(key, value.value("name", std::string()), value.value("type", plat::REG_NONE),
@@ -272,6 +299,75 @@ KeyPtr PathKey(HKEY root, const std::string& path, bool create) {
   return create ? CreatePath(base, parts, &created) : Walk(base, parts);
 }
 
+// The standard device setup classes: GUID, class name, description.
+struct StandardClass {
+  const char* guid;
+  const char* name;
+  const char* description;
+};
+constexpr StandardClass kStandardClasses[] = {
+    {"{36FC9E60-C465-11CF-8056-444553540000}", "USB", "Universal Serial Bus controllers"},
+    {"{4D36E965-E325-11CE-BFC1-08002BE10318}", "CDROM", "DVD/CD-ROM drives"},
+    {"{4D36E967-E325-11CE-BFC1-08002BE10318}", "DiskDrive", "Disk drives"},
+    {"{4D36E968-E325-11CE-BFC1-08002BE10318}", "Display", "Display adapters"},
+    {"{4D36E969-E325-11CE-BFC1-08002BE10318}", "fdc", "Floppy disk controllers"},
+    {"{4D36E96A-E325-11CE-BFC1-08002BE10318}", "hdc", "IDE ATA/ATAPI controllers"},
+    {"{4D36E96B-E325-11CE-BFC1-08002BE10318}", "Keyboard", "Keyboards"},
+    {"{4D36E96C-E325-11CE-BFC1-08002BE10318}", "MEDIA", "Sound, video and game controllers"},
+    {"{4D36E96D-E325-11CE-BFC1-08002BE10318}", "Modem", "Modems"},
+    {"{4D36E96E-E325-11CE-BFC1-08002BE10318}", "Monitor", "Monitors"},
+    {"{4D36E96F-E325-11CE-BFC1-08002BE10318}", "Mouse", "Mice and other pointing devices"},
+    {"{4D36E972-E325-11CE-BFC1-08002BE10318}", "Net", "Network adapters"},
+    {"{4D36E978-E325-11CE-BFC1-08002BE10318}", "Ports", "Ports (COM & LPT)"},
+    {"{4D36E979-E325-11CE-BFC1-08002BE10318}", "Printer", "Printers"},
+    {"{4D36E97B-E325-11CE-BFC1-08002BE10318}", "SCSIAdapter", "SCSI and RAID controllers"},
+    {"{4D36E97D-E325-11CE-BFC1-08002BE10318}", "System", "System devices"},
+    {"{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}", "Image", "Imaging devices"},
+    {"{745A17A0-74D3-11D0-B6FE-00A0C90F57DA}", "HIDClass", "Human Interface Devices"},
+};
+
+void WriteText(const KeyPtr& key, const char* name, const std::string& text,
+               DWORD type = plat::REG_SZ) {
+  SetValue(key, name, type, reinterpret_cast<const BYTE*>(text.c_str()), text.size() + 1);
+}
+
+KeyPtr MakeKey(std::size_t root, const char* path) {
+  std::vector<std::string> parts;
+  LONG status = 0;
+  SplitPath(path, &parts, &status);
+  bool created = false;
+  return CreatePath(Root(root), parts, &created);
+}
+
+// The keys and values of a fresh machine that installers look at. The
+// services below CurrentControlSet\Services are written by the service part.
+void LoadBaseline() {
+  constexpr std::size_t kMachine = 2;
+  KeyPtr version = MakeKey(kMachine, "SOFTWARE\\Microsoft\\Windows\\CurrentVersion");
+  WriteText(version, "ProgramFilesDir", "C:\\Program Files");
+  WriteText(version, "CommonFilesDir", "C:\\Program Files\\Common Files");
+  WriteText(version, "DevicePath", "%SystemRoot%\\inf", plat::REG_EXPAND_SZ);
+  WriteText(version, "MediaPath", "%SystemRoot%\\Media", plat::REG_EXPAND_SZ);
+  for (const char* sub : {"App Paths", "Run", "RunOnce", "Uninstall"}) {
+    bool created = false;
+    CreatePath(version, {sub}, &created);
+  }
+  KeyPtr nt = MakeKey(kMachine, "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion");
+  WriteText(nt, "SystemRoot", WindowsDirectory());
+  MakeKey(kMachine, "SYSTEM\\CurrentControlSet\\Services");
+  MakeKey(kMachine, "SYSTEM\\CurrentControlSet\\Enum");
+  KeyPtr classes = MakeKey(kMachine, "SYSTEM\\CurrentControlSet\\Control\\Class");
+  for (const StandardClass& c : kStandardClasses) {
+    bool created = false;
+    KeyPtr key = CreatePath(classes, {c.guid}, &created);
+    WriteText(key, "", c.description);
+    WriteText(key, "Class", c.name);
+  }
+  MakeKey(1, "Software\\Microsoft\\Windows\\CurrentVersion\\Run");
+  MakeKey(3, ".DEFAULT\\Software");
+  MakeKey(0, "CLSID");
+}
+
 }  // namespace
 
 void LoadRegistry(const Json& state) {
@@ -286,18 +382,7 @@ void LoadRegistry(const Json& state) {
     }
     return;
   }
-  // A fresh machine's registry.
-  bool created = false;
-  for (const char* path :
-       {"SOFTWARE", "SYSTEM\\CurrentControlSet\\Services",
-        "SYSTEM\\CurrentControlSet\\Control\\Class", "SYSTEM\\CurrentControlSet\\Enum"}) {
-    std::vector<std::string> parts;
-    LONG status = 0;
-    SplitPath(path, &parts, &status);
-    CreatePath(Root(2), parts, &created);
-  }
-  CreatePath(Root(1), {"Software"}, &created);
-  CreatePath(Root(3), {".DEFAULT"}, &created);
+  LoadBaseline();
 }
 
 void SaveRegistry(Json& state) {
@@ -307,11 +392,46 @@ void SaveRegistry(Json& state) {
 }
 
 bool RegWriteString(HKEY root, const std::string& path, const std::string& name,
-                    const std::string& value) {
+                    const std::string& value, DWORD type) {
   KeyPtr key = PathKey(root, path, true);
   if (!key) return false;
-  SetValue(key, name, plat::REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()), value.size() + 1);
+  SetValue(key, name, type, reinterpret_cast<const BYTE*>(value.c_str()), value.size() + 1);
   return true;
+}
+
+std::optional<DWORD> RegReadDword(HKEY root, const std::string& path, const std::string& name) {
+  KeyPtr key = PathKey(root, path, false);
+  const RegValue* value = key ? FindValue(key, name.c_str()) : nullptr;
+  if (!value || value->type != plat::REG_DWORD || value->data.size() != 4) return std::nullopt;
+  return static_cast<DWORD>(value->data[0] | value->data[1] << 8 | value->data[2] << 16 |
+                            static_cast<DWORD>(value->data[3]) << 24);
+}
+
+std::optional<std::string> RegReadString(HKEY root, const std::string& path,
+                                         const std::string& name) {
+  KeyPtr key = PathKey(root, path, false);
+  const RegValue* value = key ? FindValue(key, name.c_str()) : nullptr;
+  if (!value || (value->type != plat::REG_SZ && value->type != plat::REG_EXPAND_SZ)) {
+    return std::nullopt;
+  }
+  std::string text(value->data.begin(), value->data.end());
+  std::size_t end = text.find('\0');
+  if (end != std::string::npos) text.resize(end);
+  return text;
+}
+
+std::optional<std::string> RegKeyName(HKEY root, const std::string& path) {
+  KeyPtr key = PathKey(root, path, false);
+  if (!key) return std::nullopt;
+  return key->name;
+}
+
+std::vector<std::string> RegSubkeyNames(HKEY root, const std::string& path) {
+  std::vector<std::string> names;
+  if (KeyPtr key = PathKey(root, path, false)) {
+    for (const KeyPtr& child : key->children) names.push_back(child->name);
+  }
+  return names;
 }
 
 bool RegWriteDword(HKEY root, const std::string& path, const std::string& name, DWORD value) {
@@ -405,7 +525,20 @@ bool DeleteRegistryValue(plat::HKEY root, const std::string& path, const std::st
   return true;
 }
 
-// ---- Key paths for host tools -----------------------------------------------------
+// ---- Key security and key paths for host tools ----------------------------------
+
+bool SetKeyAccess(plat::HKEY root, const std::string& path, std::optional<plat::REGSAM> rights) {
+  detail::KeyPtr key = ToolKey(root, path, true);
+  if (!key) return false;
+  key->rights = rights;
+  if (rights) key->openToEveryone = false;
+  return true;
+}
+
+std::optional<plat::REGSAM> KeyRights(plat::HKEY root, const std::string& path) {
+  detail::KeyPtr key = ToolKey(root, path, false);
+  return key ? key->rights : std::nullopt;
+}
 
 const std::vector<std::string>& RegistryRootNames() {
   static const std::vector<std::string> names(std::begin(detail::kRootNames),
@@ -453,9 +586,11 @@ LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD, REGSAM access, HKEY* result) 
   if (!SplitPath(subKey, &parts, &status)) return status;
   KeyPtr target = Walk(base, parts);
   if (!target) return static_cast<LONG>(ERROR_FILE_NOT_FOUND);
+  std::optional<REGSAM> granted = AccessCheck(target, access);
+  if (!granted) return static_cast<LONG>(ERROR_ACCESS_DENIED);
   auto handle = std::make_unique<KeyHandle>();
   handle->key = target;
-  handle->access = Normalize(access);
+  handle->access = *granted;
   *result = AddHandle(std::move(handle));
   return static_cast<LONG>(ERROR_SUCCESS);
 }
@@ -485,11 +620,25 @@ LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD, REGSAM access
   if (base->depth + static_cast<int>(parts.size()) > kMaxDepth) {
     return static_cast<LONG>(ERROR_INVALID_PARAMETER);
   }
+  // Only the key itself and, for a new key, the parent it is created in are
+  // checked: the keys on the way are not (no traverse checking).
+  KeyPtr existing = base;
+  std::size_t found = 0;
+  for (; found < parts.size(); ++found) {
+    KeyPtr next = Child(existing, parts[found]);
+    if (!next) break;
+    existing = next;
+  }
+  if (found == parts.size()) {
+    if (!AccessCheck(existing, access)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  } else if (!(Granted(existing) & KEY_CREATE_SUB_KEY)) {
+    return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  }
   bool created = false;
   KeyPtr target = CreatePath(base, parts, &created);
   auto handle = std::make_unique<KeyHandle>();
   handle->key = target;
-  handle->access = Normalize(access);
+  handle->access = *AccessCheck(target, access);
   *result = AddHandle(std::move(handle));
   if (disposition) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
   return static_cast<LONG>(ERROR_SUCCESS);
@@ -591,6 +740,18 @@ LONG DeleteTarget(HKEY key, LPCSTR subKey, KeyPtr* parent, KeyPtr* target) {
   return static_cast<LONG>(ERROR_SUCCESS);
 }
 
+// Deletes the children first, then the key, as far as the rights allow: a key
+// that refuses enumeration or deletion stays, and so do the keys above it.
+bool DeleteSubtree(const KeyPtr& parent, const KeyPtr& key) {
+  if ((Granted(key) & kDeleteRights) != kDeleteRights) return false;
+  bool all = true;
+  std::vector<KeyPtr> children = key->children;
+  for (const KeyPtr& child : children) all = DeleteSubtree(key, child) && all;
+  if (!all) return false;
+  Unlink(parent, key);
+  return true;
+}
+
 }  // namespace
 
 LONG RegDeleteKeyA(HKEY key, LPCSTR subKey) {
@@ -599,7 +760,9 @@ LONG RegDeleteKeyA(HKEY key, LPCSTR subKey) {
   KeyPtr parent, target;
   LONG status = DeleteTarget(key, subKey, &parent, &target);
   if (status != 0) return status;
-  if (!target->children.empty()) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  if (!(Granted(target) & DELETE) || !target->children.empty()) {
+    return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  }
   Unlink(parent, target);
   return static_cast<LONG>(ERROR_SUCCESS);
 }
@@ -624,8 +787,8 @@ DWORD SHDeleteKeyA(HKEY key, LPCSTR subKey) {
   KeyPtr parent, target;
   LONG status = DeleteTarget(key, subKey, &parent, &target);
   if (status != 0) return static_cast<DWORD>(status);
-  Unlink(parent, target);
-  return ERROR_SUCCESS;
+  if ((Granted(target) & kDeleteRights) != kDeleteRights) return ERROR_ACCESS_DENIED;
+  return DeleteSubtree(parent, target) ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
 }
 
 LONG RegSetKeySecurity(HKEY key, DWORD information, PSECURITY_DESCRIPTOR descriptor) {
@@ -644,13 +807,13 @@ LONG RegSetKeySecurity(HKEY key, DWORD information, PSECURITY_DESCRIPTOR descrip
   if (information & DACL_SECURITY_INFORMATION) {
     if (!(access & WRITE_DAC)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
     target->openToEveryone = (sd.control & kDaclPresent) && sd.dacl == nullptr;
+    if (target->openToEveryone) target->rights.reset();
   }
   return static_cast<LONG>(ERROR_SUCCESS);
 }
 
 BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision) {
-  DWORD code = 0;
-  if (Inject(Op::InitializeSecurityDescriptor, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::InitializeSecurityDescriptor)) return FALSE;
   if (descriptor == nullptr) return Fail(kErrorNoAccess, FALSE);
   if (revision != SECURITY_DESCRIPTOR_REVISION) return Fail(kErrorUnknownRevision, FALSE);
   SecurityDescriptor sd{};
@@ -662,8 +825,7 @@ BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revisio
 
 BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL daclPresent, void* dacl,
                                BOOL daclDefaulted) {
-  DWORD code = 0;
-  if (Inject(Op::SetSecurityDescriptorDacl, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::SetSecurityDescriptorDacl)) return FALSE;
   if (descriptor == nullptr) return Fail(kErrorNoAccess, FALSE);
   SecurityDescriptor sd;
   std::memcpy(&sd, descriptor, sizeof sd);

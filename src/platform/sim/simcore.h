@@ -122,12 +122,24 @@ bool EnsureService(const std::string& name, plat::DWORD type, plat::DWORD start,
                    const std::string& group);
 bool StartServiceByName(const std::string& name, plat::DWORD* error);
 
-// Registry helpers used by the other parts (HKEY_LOCAL_MACHINE paths).
+// The image files of the services a fresh machine has (Windows paths).
+std::vector<std::string> BaselineImages();
+
+// Registry helpers used by the other parts. They bypass key security and leave
+// the thread's last error alone: the machine itself, not a program, is at work.
 bool RegWriteString(plat::HKEY root, const std::string& path, const std::string& name,
-                    const std::string& value);
+                    const std::string& value, plat::DWORD type = plat::REG_SZ);
 bool RegWriteDword(plat::HKEY root, const std::string& path, const std::string& name,
                    plat::DWORD value);
 bool RegDeleteTree(plat::HKEY root, const std::string& path);
+// A REG_DWORD value (4 bytes); a text value (REG_SZ or REG_EXPAND_SZ) up to its
+// first NUL; the key's own spelling of its last component; its subkeys' names.
+std::optional<plat::DWORD> RegReadDword(plat::HKEY root, const std::string& path,
+                                        const std::string& name);
+std::optional<std::string> RegReadString(plat::HKEY root, const std::string& path,
+                                         const std::string& name);
+std::optional<std::string> RegKeyName(plat::HKEY root, const std::string& path);
+std::vector<std::string> RegSubkeyNames(plat::HKEY root, const std::string& path);
 
 // Per-run settings and machine facts used by the system part.
 // The queued answer for a box with this caption and these buttons; answers

@@ -1,3 +1,3 @@
---fast-sleep --add ../../../examples/acme_logger/acmelog.inf --add ../../../examples/acme_logger/acmelog.sys --add ../../../examples/acme_logger/acmelog.cat
+--fast-sleep --add ../../../examples/acme_logger/acmelog.inf --add ../../../examples/acme_logger/acmelog.sys --add ../../../examples/acme_logger/acmelog.cat --add ../../../examples/acme_logger/acmemon.sys
 /install
 /uninstall /silent

@@ -1,3 +1,3 @@
---answer no --answer yes --add ../../../examples/acme_logger/acmelog.inf --add ../../../examples/acme_logger/acmelog.sys --add ../../../examples/acme_logger/acmelog.cat
+--answer no --answer yes --add ../../../examples/acme_logger/acmelog.inf --add ../../../examples/acme_logger/acmelog.sys --add ../../../examples/acme_logger/acmelog.cat --add ../../../examples/acme_logger/acmemon.sys
 /install
 /uninstall

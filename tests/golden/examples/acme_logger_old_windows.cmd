@@ -1,3 +1,3 @@
---os 4.10.1 --add ../../../examples/acme_logger/acmelog.inf --add ../../../examples/acme_logger/acmelog.sys --add ../../../examples/acme_logger/acmelog.cat
+--os 4.10.1 --add ../../../examples/acme_logger/acmelog.inf --add ../../../examples/acme_logger/acmelog.sys --add ../../../examples/acme_logger/acmelog.cat --add ../../../examples/acme_logger/acmemon.sys
 /install
 /install /silent

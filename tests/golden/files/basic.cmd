@@ -1,0 +1,1 @@
+--add data/drv.inf --add data/drv.sys

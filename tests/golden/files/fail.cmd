@@ -1,0 +1,1 @@
+--add data/drv.sys --fail DeleteFile:32 --fail RemoveDirectory:145 --fail CopyFile:5 --fail CreateDirectory:5:1 --fail WriteFile:112:3

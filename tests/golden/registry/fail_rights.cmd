@@ -1,0 +1,1 @@
+--fail RegOpenKey:5:1 --fail InitializeSecurityDescriptor:87 --fail SetSecurityDescriptorDacl:1338 --fail RegSetKeySecurity:5 --fail RegOpenKey:2:6 --fail SHDeleteKey:5:1

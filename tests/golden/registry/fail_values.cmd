@@ -1,0 +1,1 @@
+--fail RegSetValue:5 --fail RegSetValue:1021 --fail RegCreateKey:1450:2 --fail RegCreateKey:5 --fail RegCreateKey:5 --fail RegQueryValue:1117:1 --fail RegEnumKey:1:1

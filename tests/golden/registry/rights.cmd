@@ -1,0 +1,1 @@
+--read-only-key HKLM\SOFTWARE\Locked --deny-key HKLM\SOFTWARE\Sealed --read-only-key HKLM\SOFTWARE\Frozen --read-only-key HKLM\SOFTWARE\Frozen\Child --deny-key "HKEY_LOCAL_MACHINE\SOFTWARE\Pick\Keep Me" --deny-key HKLM\SOFTWARE\Mixed\Sealed

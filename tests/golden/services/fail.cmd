@@ -1,0 +1,1 @@
+--add data/goldsvc.sys --fail CreateService:1072 --fail OpenSCManager:5:1 --fail StartService:1053 --fail ControlService:1061 --fail OpenService:5:2
