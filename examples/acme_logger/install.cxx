@@ -19,7 +19,7 @@ string szProduct = "ACME DataLogger USB"
 string szVersion = "2.4.1"
 string szHardwareId = "USB\VID_0AC3&PID_1207"
 string szRootId = "ROOT\ACMELOG"
-string szProductKey = "SOFTWARE\ACME\DataLogger"
+string szProductKey = "SOFTWARE\ACME DataLogger"
 string szWork = WINDIR_TEMP + "\acmelog"
 num bSilent = 0
 

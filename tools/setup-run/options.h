@@ -52,8 +52,10 @@ struct Options {
   bool noNewdev = false;
   bool noSetupapi = false;
   bool driverReboot = false;
+  bool amd64 = false;
 
   // Per-run settings.
+  bool wow64 = false;
   std::vector<int> answers;
   bool fastSleep = false;
   std::optional<plat::SYSTEMTIME> fixedTime;

@@ -116,6 +116,17 @@ bool RegWriteString(plat::HKEY root, const std::string& path, const std::string&
 bool RegWriteDword(plat::HKEY root, const std::string& path, const std::string& name,
                    plat::DWORD value);
 bool RegDeleteTree(plat::HKEY root, const std::string& path);
+bool RegWriteValue(plat::HKEY root, const std::string& path, const std::string& name,
+                   plat::DWORD type, const void* data, std::size_t size);
+// Reads a value without a handle; false when the key or the value is missing.
+bool RegReadValue(plat::HKEY root, const std::string& path, const std::string& name,
+                  plat::DWORD* type, std::vector<plat::BYTE>* data);
+bool RegRemoveValue(plat::HKEY root, const std::string& path, const std::string& name);
+bool RegKeyPresent(plat::HKEY root, const std::string& path);
+std::vector<std::string> RegSubkeys(plat::HKEY root, const std::string& path);
+// Deletes `path` and then its parents while they hold neither values nor
+// subkeys, stopping at `stop` (which stays).
+void RegPruneEmpty(plat::HKEY root, std::string path, const std::string& stop);
 
 // Per-run settings and machine facts used by the system part.
 std::optional<int> TakeAnswer();
