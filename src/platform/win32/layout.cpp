@@ -94,6 +94,8 @@ constexpr unsigned long long ERROR_NO_SUCH_DEVINST_ =
     static_cast<unsigned long long>(static_cast<unsigned int>(ERROR_NO_SUCH_DEVINST));
 constexpr unsigned long long ERROR_INVALID_CLASS_ =
     static_cast<unsigned long long>(static_cast<unsigned int>(ERROR_INVALID_CLASS));
+constexpr unsigned long long ERROR_IN_WOW64_ =
+    static_cast<unsigned long long>(static_cast<unsigned int>(ERROR_IN_WOW64));
 constexpr unsigned long long ERROR_DEVINST_ALREADY_EXISTS_ =
     static_cast<unsigned long long>(static_cast<unsigned int>(ERROR_DEVINST_ALREADY_EXISTS));
 constexpr unsigned long long ERROR_NO_DRIVER_SELECTED_ =
@@ -508,6 +510,8 @@ static_assert(static_cast<unsigned long long>(static_cast<unsigned int>(
                   plat::ERROR_NO_SUCH_DEVINST)) == win::ERROR_NO_SUCH_DEVINST_);
 static_assert(static_cast<unsigned long long>(static_cast<unsigned int>(
                   plat::ERROR_INVALID_CLASS)) == win::ERROR_INVALID_CLASS_);
+static_assert(static_cast<unsigned long long>(static_cast<unsigned int>(
+                  plat::ERROR_IN_WOW64)) == win::ERROR_IN_WOW64_);
 static_assert(static_cast<unsigned long long>(static_cast<unsigned int>(
                   plat::ERROR_DEVINST_ALREADY_EXISTS)) == win::ERROR_DEVINST_ALREADY_EXISTS_);
 static_assert(static_cast<unsigned long long>(static_cast<unsigned int>(
