@@ -52,12 +52,6 @@ std::set<std::string> theAbsent;  // lower-case instance ids
 
 // ---- Helpers ---------------------------------------------------------------------
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 std::string EnumPath(const std::string& instanceId) {
   return std::string(kEnumKey) + "\\" + instanceId;
 }
