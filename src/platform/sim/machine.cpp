@@ -189,6 +189,10 @@ bool InjectFault(Op op) {
 
 // ---- Handle table ---------------------------------------------------------------------
 
+std::size_t OpenHandleCount() {
+  return M().handles.size();
+}
+
 plat::HANDLE AddHandle(std::unique_ptr<Object> object) {
   Machine& m = M();
   std::uintptr_t value = m.nextHandle;

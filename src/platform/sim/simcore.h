@@ -68,6 +68,8 @@ T* Find(plat::HANDLE handle) {
 }
 // Destroys the object; false when the handle is unknown.
 bool RemoveHandle(plat::HANDLE handle);
+// How many objects are open (tests check that nothing is left open).
+std::size_t OpenHandleCount();
 
 // ---- Paths ------------------------------------------------------------------------
 struct Resolved {
