@@ -1,7 +1,7 @@
 // Device driver built-ins: handlers and their operations.
 //
 // Everything goes through SetupApi.dll and newdev.dll: the entry points bound
-// at start-up (theGlobal.m_Device) and, where noted, the functions that the
+// at start-up (theDeviceApi) and, where noted, the functions that the
 // platform layer looks up by name on each call. Every device information set
 // that an operation opens is destroyed before it returns, on every path.
 #include "builtins/devices.h"
@@ -15,8 +15,9 @@
 #include "builtins/operations.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
-#include "entry/startup.h"
+#include "base/deviceapi.h"
+#include "base/global.h"
+#include "base/windir.h"
 
 namespace setup {
 
@@ -34,7 +35,7 @@ constexpr char kOldClassKeyPath[] = "System\\CurrentControlSet\\Services\\Class\
 constexpr char kServicesKeyPath[] = "System\\CurrentControlSet\\Services\\";
 
 const DeviceApi& Api() {
-  return theGlobal.m_Device;
+  return theDeviceApi;
 }
 
 // Sets the restart flag when installation parameters ask for a restart.

@@ -97,15 +97,15 @@ TEST_F(DeviceBuiltins, DriverKeyValuesLongerThanTheRecordAreNeverCut) {
   // there, and no file of a cut name is deleted.
   const std::string longName = std::string(296, 'a') + ".inf";
   SetText(driverKey, "InfPath", longName);
-  HDEVINFO set = setup::theGlobal.m_Device.SetupDiGetClassDevsA(nullptr, nullptr, nullptr,
+  HDEVINFO set = setup::theDeviceApi.SetupDiGetClassDevsA(nullptr, nullptr, nullptr,
                                                                 DIGCF_ALLCLASSES);
   SP_DEVINFO_DATA device{};
   device.cbSize = sizeof device;
-  ASSERT_TRUE(setup::theGlobal.m_Device.SetupDiEnumDeviceInfo(set, 0, &device));
+  ASSERT_TRUE(setup::theDeviceApi.SetupDiEnumDeviceInfo(set, 0, &device));
   setup::DeviceOemInfo record;
   std::memset(record.szInfPath, 'x', sizeof record.szInfPath);  // garbage to be replaced
   const int read = setup::GetDeviceOemInfo(set, &device, &record);
-  setup::theGlobal.m_Device.SetupDiDestroyDeviceInfoList(set);
+  setup::theDeviceApi.SetupDiDestroyDeviceInfoList(set);
   if (read) {
     EXPECT_LT(std::strlen(record.szInfPath), sizeof record.szInfPath);
     EXPECT_STREQ(record.szService, "vdev");
