@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "base/deviceapi.h"
+#include "base/global.h"
+#include "base/windir.h"
 #include "builtins/handlers.h"
 #include "builtins/operations.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "base/deviceapi.h"
-#include "base/global.h"
-#include "base/windir.h"
 
 namespace setup {
 
@@ -106,8 +106,8 @@ bool ReadProperty(plat::HDEVINFO set, plat::SP_DEVINFO_DATA* device, plat::DWORD
   value->required = 0;
   plat::DWORD type = 0;
   if (!Api().SetupDiGetDeviceRegistryPropertyA(set, device, property, &type,
-                                                reinterpret_cast<plat::BYTE*>(value->bytes.data()),
-                                                bufferSize, &value->required)) {
+                                               reinterpret_cast<plat::BYTE*>(value->bytes.data()),
+                                               bufferSize, &value->required)) {
     return false;
   }
   value->size = value->required <= bufferSize ? value->required : bufferSize;
@@ -300,8 +300,9 @@ int RemoveDeviceWithOemFiles(plat::HDEVINFO set, plat::SP_DEVINFO_DATA* device,
     // Devices of one service share it: it is deleted once per operation.
     const bool deletedBefore =
         deletedServices != nullptr &&
-        std::any_of(deletedServices->begin(), deletedServices->end(),
-                    [&](const std::string& name) { return SameNoCase(name.c_str(), record->szService); });
+        std::any_of(deletedServices->begin(), deletedServices->end(), [&](const std::string& name) {
+          return SameNoCase(name.c_str(), record->szService);
+        });
     if (!deletedBefore && DeleteServiceAndKey(record->szService) && deletedServices != nullptr) {
       deletedServices->push_back(record->szService);
     }
@@ -441,9 +442,8 @@ StateChangeResult ChangeDeviceState(const char* hardwareId, plat::DWORD stateCha
                  params.StateChange = stateChange;
                  params.Scope = plat::DICS_FLAG_GLOBAL;
                  params.HwProfile = 0;
-                 if (!plat::SetupDiSetClassInstallParamsA(handle, device,
-                                                          &params.ClassInstallHeader,
-                                                          sizeof params)) {
+                 if (!plat::SetupDiSetClassInstallParamsA(
+                         handle, device, &params.ClassInstallHeader, sizeof params)) {
                    ReportError(failMessage, hardwareId, plat::GetLastError());
                    ok = false;
                  } else if (!plat::SetupDiChangeState(handle, device)) {
@@ -461,8 +461,8 @@ StateChangeResult ChangeDeviceState(const char* hardwareId, plat::DWORD stateCha
 }  // namespace
 
 std::int32_t DisableDriverByHardwareId(const char* hardwareId) {
-  const StateChangeResult result = ChangeDeviceState(
-      hardwareId, plat::DICS_DISABLE, "disable '%s' failed : win error code: 0x%8x");
+  const StateChangeResult result = ChangeDeviceState(hardwareId, plat::DICS_DISABLE,
+                                                     "disable '%s' failed : win error code: 0x%8x");
   if (!result.opened) return 0;
   if (!result.matched) {
     ReportError("devnode:'%s' not exist", hardwareId);
@@ -472,8 +472,8 @@ std::int32_t DisableDriverByHardwareId(const char* hardwareId) {
 }
 
 std::int32_t EnableDriverByHardwareId(const char* hardwareId) {
-  const StateChangeResult result = ChangeDeviceState(
-      hardwareId, plat::DICS_ENABLE, "enable '%s' failed : win error code: 0x%8x");
+  const StateChangeResult result = ChangeDeviceState(hardwareId, plat::DICS_ENABLE,
+                                                     "enable '%s' failed : win error code: 0x%8x");
   return result.opened && result.ok ? 1 : 0;
 }
 

@@ -11,8 +11,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace sim::detail;
   plat::DWORD error = 0;
-  std::optional<Inf> inf = Inf::Parse(std::string_view(reinterpret_cast<const char*>(data), size),
-                                      &error);
+  std::optional<Inf> inf =
+      Inf::Parse(std::string_view(reinterpret_cast<const char*>(data), size), &error);
   if (!inf) return 0;
   std::string className;
   plat::GUID guid{};

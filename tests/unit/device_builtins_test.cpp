@@ -97,8 +97,8 @@ TEST_F(DeviceBuiltins, DriverKeyValuesLongerThanTheRecordAreNeverCut) {
   // there, and no file of a cut name is deleted.
   const std::string longName = std::string(296, 'a') + ".inf";
   SetText(driverKey, "InfPath", longName);
-  HDEVINFO set = setup::theDeviceApi.SetupDiGetClassDevsA(nullptr, nullptr, nullptr,
-                                                                DIGCF_ALLCLASSES);
+  HDEVINFO set =
+      setup::theDeviceApi.SetupDiGetClassDevsA(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES);
   SP_DEVINFO_DATA device{};
   device.cbSize = sizeof device;
   ASSERT_TRUE(setup::theDeviceApi.SetupDiEnumDeviceInfo(set, 0, &device));
@@ -112,8 +112,8 @@ TEST_F(DeviceBuiltins, DriverKeyValuesLongerThanTheRecordAreNeverCut) {
   } else {
     EXPECT_EQ(record.szInfPath[0], '\0');
   }
-  EXPECT_EQ(std::string(record.szClassKey), "SYSTEM\\CurrentControlSet\\Control\\Class\\" +
-                                                driverKey.substr(driverKey.rfind("{")));
+  EXPECT_EQ(std::string(record.szClassKey),
+            "SYSTEM\\CurrentControlSet\\Control\\Class\\" + driverKey.substr(driverKey.rfind("{")));
 }
 
 TEST_F(DeviceBuiltins, EveryDeviceSetIsDestroyed) {

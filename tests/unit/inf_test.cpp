@@ -1,10 +1,10 @@
 // The simulated device manager's INF reader on real-world INF shapes and on
 // damaged files.
+#include "platform/sim/inf.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
-
-#include "platform/sim/inf.h"
 
 namespace {
 
@@ -211,9 +211,10 @@ TEST(InfReader, DamagedFilesFailWithTheParsersCodes) {
 
 TEST(InfReader, SubstitutionIsBoundedAndNotRecursive) {
   std::string big(4000, 'x');
-  Inf inf = Parse("[Version]\nSignature=$Windows NT$\nA=%big%%big%%big%,%%,%self%,%nokey%\n"
-                  "[Strings]\nbig=\"" +
-                  big + "\"\nself=\"%self%\"\n");
+  Inf inf = Parse(
+      "[Version]\nSignature=$Windows NT$\nA=%big%%big%%big%,%%,%self%,%nokey%\n"
+      "[Strings]\nbig=\"" +
+      big + "\"\nself=\"%self%\"\n");
   std::vector<std::string> values = inf.Values("Version", "A");
   ASSERT_EQ(values.size(), 4u);
   EXPECT_EQ(values[0].size(), sim::detail::kMaxFieldLength);

@@ -364,7 +364,7 @@ TEST_F(SimDevices, OemNamesTakeTheLowestFreeNumberAndAreReused) {
   EXPECT_EQ(copy("C:\\pkg\\a.inf"), "C:\\WINDOWS\\inf\\oem0.inf");
   EXPECT_EQ(copy("C:\\pkg\\b.inf"), "C:\\WINDOWS\\inf\\oem1.inf");
   ASSERT_TRUE(SetupUninstallOEMInfA("oem0.inf", 0, nullptr));
-  EXPECT_EQ(copy("C:\\pkg\\b.inf"), "C:\\WINDOWS\\inf\\oem1.inf");  // same INF, same name
+  EXPECT_EQ(copy("C:\\pkg\\b.inf"), "C:\\WINDOWS\\inf\\oem1.inf");     // same INF, same name
   EXPECT_EQ(copy("C:\\pkg\\vdev.inf"), "C:\\WINDOWS\\inf\\oem0.inf");  // lowest free
 }
 

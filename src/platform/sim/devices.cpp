@@ -452,8 +452,7 @@ HDEVINFO PLAT_WINAPI GetClassDevs(const GUID* classGuid, LPCSTR enumerator, HWND
     if (!d) continue;
     if (!all && !SameGuid(d->classGuid, *classGuid)) continue;
     if ((flags & plat::DIGCF_PRESENT) && !d->present) continue;
-    if (!prefix.empty() && !EqualNoCase(d->instanceId.substr(0, prefix.size()), prefix))
-      continue;
+    if (!prefix.empty() && !EqualNoCase(d->instanceId.substr(0, prefix.size()), prefix)) continue;
     Element e;
     e.devInst = DevInstOf(id);
     set->elements.push_back(e);
@@ -853,9 +852,9 @@ std::string NewDriverKey(const GUID& classGuid) {
 bool CopyDriverFiles(const Inf& inf, const std::string& installSection, const std::string& infPath,
                      DWORD* error) {
   const std::string infDir = infPath.substr(0, infPath.find_last_of("\\/") + 1);
-  for (const InfCopy& copy :
-       CopyFiles(inf, installSection, WindowsDirectory(), ThisPlatform())) {
-    std::string source = infDir + (copy.sourceDir.empty() ? "" : copy.sourceDir + "\\") + copy.source;
+  for (const InfCopy& copy : CopyFiles(inf, installSection, WindowsDirectory(), ThisPlatform())) {
+    std::string source =
+        infDir + (copy.sourceDir.empty() ? "" : copy.sourceDir + "\\") + copy.source;
     Resolved from = Resolve(source.c_str());
     Resolved to = Resolve(copy.destination.c_str());
     std::string content;
@@ -987,7 +986,6 @@ bool Available(const char* name) {
   SetError(code);
   return false;
 }
-
 
 }  // namespace
 

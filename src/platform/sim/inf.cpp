@@ -271,8 +271,8 @@ std::optional<Inf> Inf::Parse(std::string_view bytes, DWORD* error) {
     for (const RawLine& l : version->second) {
       if (!l.hasKey || !EqualNoCase(Unquote(l.key), "Signature") || l.fields.empty()) continue;
       std::string signature = LowerText(Unquote(l.fields[0]));
-      signed_ = signature == "$windows nt$" || signature == "$chicago$" ||
-                signature == "$windows 95$";
+      signed_ =
+          signature == "$windows nt$" || signature == "$chicago$" || signature == "$windows 95$";
     }
   }
   if (!signed_) {
@@ -546,9 +546,8 @@ std::vector<InfCopy> CopyFiles(const Inf& inf, const std::string& installSection
         // "destination[, source[, temporary[, flags]]]"
         if (!fileLine.key.empty() || fileLine.fields.empty()) continue;
         const std::string& target = fileLine.fields[0];
-        const std::string& source = fileLine.fields.size() > 1 && !fileLine.fields[1].empty()
-                                        ? fileLine.fields[1]
-                                        : target;
+        const std::string& source =
+            fileLine.fields.size() > 1 && !fileLine.fields[1].empty() ? fileLine.fields[1] : target;
         if (target.empty() || target.find_first_of("\\/:") != std::string::npos ||
             source.find_first_of("\\/:") != std::string::npos) {
           continue;  // only plain names: a copy never leaves its directory
