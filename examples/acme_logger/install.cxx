@@ -72,13 +72,14 @@ num VersionNumber(string szText) {
   return nValue
 }
 
-// Writes the driver files out of the package: the INF and catalogue into a
-// work directory, the driver binary straight into the drivers directory.
+// Writes the driver files out of the package: the INF, catalogue and driver
+// binary into a work directory (the driver installation copies the binary from
+// beside the INF), and the monitor straight into the drivers directory.
 num ExtractAll() {
   num nOk = createdirectory(szWork)
   nOk = nOk & extractresfile("acmelog.inf", szWork + "\acmelog.inf")
   nOk = nOk & extractresfile("acmelog.cat", szWork + "\acmelog.cat")
-  nOk = nOk & extractresfile("acmelog.sys", WINDIR_SYSTEM32_DRIVERS + "\acmelog.sys")
+  nOk = nOk & extractresfile("acmelog.sys", szWork + "\acmelog.sys")
   nOk = nOk & extractresfile("acmemon.sys", szMonitorImage)
   return nOk
 }

@@ -65,8 +65,4 @@ std::int32_t HandleEnableDriverByHardwareId(SyntaxNode* node);
 // NULL") and answers 0, the handler's result.
 std::int32_t MissingArgument();
 
-// The operation of a built-in that this build does not carry: reports
-// "<name>() is not available in this build." and answers 0.
-std::int32_t NotAvailable(const char* name);
-
 }  // namespace setup

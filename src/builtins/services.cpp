@@ -120,6 +120,19 @@ std::int32_t StopServiceByName(const char* name) {
   return 1;
 }
 
+namespace {
+
+bool KeyPresent(const char* path) {
+  plat::HKEY key = nullptr;
+  if (plat::RegOpenKeyExA(plat::HKEY_LOCAL_MACHINE, path, 0, plat::KEY_READ, &key) != 0) {
+    return false;
+  }
+  plat::RegCloseKey(key);
+  return true;
+}
+
+}  // namespace
+
 // The service entry goes once it is stopped and its last handle closed; a
 // driver that does not stop stays loaded, marked for deletion, until the next
 // system start. The registry key is deleted in any case.
@@ -130,15 +143,18 @@ std::int32_t DeleteServiceAndKey(const char* name) {
     ReportError("open service manager failed: win error code: 0x%8x", plat::GetLastError());
     return 0;
   }
+  bool deleted = false;
   if (plat::SC_HANDLE service = plat::OpenServiceA(manager, name, plat::SERVICE_ALL_ACCESS)) {
     plat::SERVICE_STATUS status{};
     plat::ControlService(service, plat::SERVICE_CONTROL_STOP, &status);
-    plat::DeleteService(service);
+    deleted = plat::DeleteService(service) != 0;
     plat::CloseServiceHandle(service);
   }
   plat::CloseServiceHandle(manager);
+  // Once a stopped service is deleted and its handles closed, Windows removes
+  // the key itself: a key already gone then is no failure worth a report.
   const std::string key = std::string(kServicesKey) + name;
-  DeleteRegTree(plat::HKEY_LOCAL_MACHINE, key.c_str());
+  if (!deleted || KeyPresent(key.c_str())) DeleteRegTree(plat::HKEY_LOCAL_MACHINE, key.c_str());
   return 1;
 }
 

@@ -147,9 +147,4 @@ std::int32_t MissingArgument() {
   return 0;
 }
 
-std::int32_t NotAvailable(const char* name) {
-  ReportError("%s() is not available in this build.", name);
-  return 0;
-}
-
 }  // namespace setup

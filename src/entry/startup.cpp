@@ -16,8 +16,6 @@
 
 namespace setup {
 
-DeviceApi theDeviceApi;
-
 namespace {
 
 constexpr plat::DWORD kOsVersionInfoSize = 148;

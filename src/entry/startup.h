@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "base/deviceapi.h"
 #include "platform/winapi.h"
 
 namespace setup {
@@ -21,16 +22,7 @@ int LibraryDetach();
 [[nodiscard]] int InitEnvironment(plat::HMODULE module);
 int ReleaseEnvironment();
 
-// Entry points bound from SetupApi.dll and newdev.dll at start-up.
-struct DeviceApi {
-#define SETUP_DEVICE_API_FIELD(name, required) plat::PFN_##name name = nullptr;
-  PLAT_SETUPAPI_BOUND_ENTRY_POINTS(SETUP_DEVICE_API_FIELD)
-#undef SETUP_DEVICE_API_FIELD
-  plat::PFN_UpdateDriverForPlugAndPlayDevicesA UpdateDriverForPlugAndPlayDevicesA = nullptr;
-};
-
-// The device entry points BindDeviceApi bound (all none when it failed).
-extern DeviceApi theDeviceApi;
+// Binds theDeviceApi (base/deviceapi.h) from SetupApi.dll and newdev.dll.
 [[nodiscard]] int BindDeviceApi();
 
 }  // namespace setup

@@ -89,6 +89,7 @@ constexpr DWORD ERROR_DEVINST_ALREADY_EXISTS = 0xE0000207u;
 constexpr DWORD ERROR_NO_DRIVER_SELECTED = 0xE0000203u;
 constexpr DWORD ERROR_NO_SUCH_DEVICE_INTERFACE = 0xE0000225u;
 constexpr DWORD ERROR_NO_DEVICE_ID = 0xE0000224u;
+constexpr DWORD ERROR_IN_WOW64 = 0xE0000235u;
 
 // ---- Files ----------------------------------------------------------------
 constexpr DWORD GENERIC_READ = 0x80000000u;

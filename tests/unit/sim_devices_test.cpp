@@ -20,6 +20,7 @@ constexpr char kInf[] =
     "[Models.NTx86]\r\n"
     "%Desc%=Install, root\\vdev, usb\\vid_1234\r\n"
     "\r\n"
+    "[Install.NT]\r\n"
     "[Install.NT.Services]\r\n"
     "AddService = vdev, 0x00000002, VdevService\r\n"
     "\r\n"
@@ -144,6 +145,9 @@ TEST_F(SimDevices, InfClassComesFromTheVersionSection) {
   EXPECT_FALSE(GetInfClass("C:\\pkg\\none.inf", &guid, name, sizeof name, nullptr));
   EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
   ASSERT_TRUE(sim::PutFile("C:\\pkg\\bad.inf", "[Strings]\r\n"));
+  EXPECT_FALSE(GetInfClass("C:\\pkg\\bad.inf", &guid, name, sizeof name, nullptr));
+  EXPECT_EQ(GetLastError(), 0xE0000100u);  // ERROR_WRONG_INF_STYLE: no signature
+  ASSERT_TRUE(sim::PutFile("C:\\pkg\\bad.inf", "[Version]\r\nSignature=$Windows NT$\r\n"));
   EXPECT_FALSE(GetInfClass("C:\\pkg\\bad.inf", &guid, name, sizeof name, nullptr));
   EXPECT_EQ(GetLastError(), ERROR_INVALID_CLASS);
 }
@@ -273,6 +277,121 @@ TEST_F(SimDevices, PluggedInDevicesGetTheirDriver) {
   ASSERT_TRUE(Update(nullptr, "USB\\VID_1234", "C:\\pkg\\vdev.inf", INSTALLFLAG_FORCE, nullptr));
   EXPECT_EQ(sim::Devices()[0].className, "Net");
   EXPECT_EQ(sim::Devices()[0].infName, "oem0.inf");
+}
+
+// Reads a registry value of HKEY_LOCAL_MACHINE as text ("" when missing).
+std::string RegText(const std::string& path, const char* name) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != 0) return {};
+  char data[512] = {};
+  DWORD size = sizeof data - 2;
+  DWORD type = 0;
+  LONG status = RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(data), &size);
+  RegCloseKey(key);
+  if (status != 0) return {};
+  if (type == REG_DWORD) return std::to_string(*reinterpret_cast<DWORD*>(data));
+  std::string text(data, size);
+  for (char& c : text) c = c == '\0' ? '|' : c;
+  return text;
+}
+
+bool KeyExists(const std::string& path) {
+  HKEY key = nullptr;
+  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != 0) return false;
+  RegCloseKey(key);
+  return true;
+}
+
+TEST_F(SimDevices, RecordsLiveInTheRegistryWhereWindowsKeepsThem) {
+  const std::string enumKey = "SYSTEM\\CurrentControlSet\\Enum\\ROOT\\NET\\0000";
+  const std::string classKey =
+      "SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002BE10318}";
+  ASSERT_TRUE(Register("root\\vdev"));
+  EXPECT_EQ(RegText(enumKey, "HardwareID"), "root\\vdev||");
+  EXPECT_EQ(RegText(enumKey, "ClassGUID"), "{4D36E972-E325-11CE-BFC1-08002BE10318}|");
+  EXPECT_EQ(RegText(enumKey, "Class"), "Net|");
+  EXPECT_EQ(RegText(enumKey, "ConfigFlags"), "0");
+  EXPECT_EQ(RegText(enumKey, "Driver"), "");
+
+  ASSERT_TRUE(sim::PutFile("C:\\WINDOWS\\system32\\drivers\\vdev.sys", "driver"));
+  ASSERT_TRUE(Update(nullptr, "root\\vdev", "C:\\pkg\\vdev.inf", INSTALLFLAG_FORCE, nullptr));
+  EXPECT_EQ(RegText(enumKey, "Driver"), "{4D36E972-E325-11CE-BFC1-08002BE10318}\\0000|");
+  EXPECT_EQ(RegText(enumKey, "Service"), "vdev|");
+  EXPECT_EQ(RegText(enumKey, "DeviceDesc"), "Virtual device|");
+  EXPECT_EQ(RegText(classKey + "\\0000", "InfPath"), "oem0.inf|");
+  EXPECT_EQ(RegText(classKey + "\\0000", "InfSection"), "Install.NT|");
+  EXPECT_EQ(RegText(classKey + "\\0000", "ProviderName"), "");
+  EXPECT_EQ(RegText(classKey + "\\0000", "MatchingDeviceId"), "root\\vdev|");
+  // The service came through the service control manager, with its key.
+  EXPECT_EQ(RegText("SYSTEM\\CurrentControlSet\\Services\\vdev", "Start"), "3");
+
+  // A script's own registry edit is what the device manager sees.
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, enumKey.c_str(), 0, KEY_ALL_ACCESS, &key), 0);
+  DWORD disabled = 1;
+  ASSERT_EQ(RegSetValueExA(key, "ConfigFlags", 0, REG_DWORD, reinterpret_cast<BYTE*>(&disabled),
+                           sizeof disabled),
+            0);
+  RegCloseKey(key);
+  EXPECT_FALSE(sim::Devices()[0].enabled);
+  EXPECT_EQ(Change("root\\vdev", DICS_ENABLE), 1);
+  EXPECT_EQ(RegText(enumKey, "ConfigFlags"), "0");
+
+  // Removal takes the Enum key (and the emptied device and enumerator keys)
+  // and the driver key; the class key stays.
+  HDEVINFO set = GetClassDevs(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES);
+  SP_DEVINFO_DATA data{};
+  data.cbSize = sizeof data;
+  ASSERT_TRUE(Enum(set, 0, &data));
+  ASSERT_TRUE(CallInstaller(DIF_REMOVE, set, &data));
+  Destroy(set);
+  EXPECT_FALSE(KeyExists(enumKey));
+  EXPECT_FALSE(KeyExists("SYSTEM\\CurrentControlSet\\Enum\\ROOT"));
+  EXPECT_TRUE(KeyExists("SYSTEM\\CurrentControlSet\\Enum"));
+  EXPECT_FALSE(KeyExists(classKey + "\\0000"));
+  EXPECT_TRUE(KeyExists(classKey));
+}
+
+TEST_F(SimDevices, OemNamesTakeTheLowestFreeNumberAndAreReused) {
+  ASSERT_TRUE(sim::PutFile("C:\\pkg\\a.inf", "[Version]\nSignature=$Windows NT$\nClass=Net\n"));
+  ASSERT_TRUE(sim::PutFile("C:\\pkg\\b.inf", "[Version]\nSignature=$Windows NT$\nClass=Ports\n"));
+  char name[260];
+  auto copy = [&](const char* inf) {
+    return SetupCopyOEMInfA(inf, nullptr, SPOST_PATH, 0, name, sizeof name, nullptr, nullptr)
+               ? std::string(name)
+               : std::string("failed");
+  };
+  EXPECT_EQ(copy("C:\\pkg\\a.inf"), "C:\\WINDOWS\\inf\\oem0.inf");
+  EXPECT_EQ(copy("C:\\pkg\\b.inf"), "C:\\WINDOWS\\inf\\oem1.inf");
+  ASSERT_TRUE(SetupUninstallOEMInfA("oem0.inf", 0, nullptr));
+  EXPECT_EQ(copy("C:\\pkg\\b.inf"), "C:\\WINDOWS\\inf\\oem1.inf");     // same INF, same name
+  EXPECT_EQ(copy("C:\\pkg\\vdev.inf"), "C:\\WINDOWS\\inf\\oem0.inf");  // lowest free
+}
+
+TEST_F(SimDevices, InstallationIsRefusedToA32BitProcessOn64BitWindows) {
+  ASSERT_TRUE(Register("root\\vdev"));
+  sim::SetWow64Process(true);
+  HDEVINFO set = GetClassDevs(nullptr, nullptr, nullptr, DIGCF_ALLCLASSES);
+  SP_DEVINFO_DATA data{};
+  data.cbSize = sizeof data;
+  ASSERT_TRUE(Enum(set, 0, &data));
+  EXPECT_FALSE(CallInstaller(DIF_REMOVE, set, &data));
+  EXPECT_EQ(GetLastError(), ERROR_IN_WOW64);
+  Destroy(set);
+  EXPECT_FALSE(Register("root\\vdev"));
+  EXPECT_FALSE(Update(nullptr, "root\\vdev", "C:\\pkg\\vdev.inf", INSTALLFLAG_FORCE, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_IN_WOW64);
+  EXPECT_EQ(Change("root\\vdev", DICS_DISABLE), 0);
+  // Reading devices still works.
+  EXPECT_EQ(sim::Devices().size(), 1u);
+  sim::SetWow64Process(false);
+}
+
+TEST_F(SimDevices, AnInfWithoutTheIdOffersNoDriver) {
+  ASSERT_TRUE(Register("root\\other"));
+  EXPECT_FALSE(Update(nullptr, "root\\other", "C:\\pkg\\vdev.inf", INSTALLFLAG_FORCE, nullptr));
+  EXPECT_EQ(GetLastError(), ERROR_NO_MORE_ITEMS);
+  EXPECT_EQ(sim::Devices()[0].driverKey, "");
 }
 
 TEST_F(SimDevices, MissingLibrariesAndEntryPoints) {

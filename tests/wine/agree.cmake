@@ -20,3 +20,14 @@ if(TARGET setup-pack AND TARGET setup-run)
   set_tests_properties(wine_registry_readback PROPERTIES SKIP_RETURN_CODE 77
                        RESOURCE_LOCK wineprefix TIMEOUT 900)
 endif()
+
+# The device built-ins: Wine's SetupAPI and newdev against the simulator.
+if(TARGET setup-pack AND TARGET setup-run)
+  add_test(NAME wine_devices_agree_with_simulator
+           COMMAND ${BASH_PROGRAM} ${CMAKE_CURRENT_SOURCE_DIR}/devices.sh
+                   $<TARGET_FILE:setup-pack> $<TARGET_FILE:setup-run> ${WINE_TEST_WIN64_DIR}
+                   ${CMAKE_CURRENT_BINARY_DIR}/work ${CMAKE_CURRENT_SOURCE_DIR}/data
+                   ${CMAKE_SOURCE_DIR}/tests/golden/devices/data)
+  set_tests_properties(wine_devices_agree_with_simulator PROPERTIES SKIP_RETURN_CODE 77
+                       RESOURCE_LOCK wineprefix TIMEOUT 1800)
+endif()

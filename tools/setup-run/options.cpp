@@ -298,6 +298,9 @@ int ParseOptions(int argc, char** argv, Options* options) {
                "Remove SetupApi.dll from the system directory");
   app.add_flag("--driver-reboot", options->driverReboot,
                "Driver updates report that a restart is required");
+  app.add_flag("--amd64", options->amd64, "64-bit Windows (x64) running the 64-bit DLL");
+  app.add_flag("--wow64", options->wow64,
+               "64-bit Windows (x64) running the 32-bit DLL: device installation is refused");
   app.add_option("--answer", answers,
                  "Queue a message-box answer: ok, cancel, abort, retry, ignore, yes, no, "
                  "tryagain, continue (or 1-7, 10, 11), for any box or for the boxes titled "

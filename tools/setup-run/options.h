@@ -82,6 +82,7 @@ struct Options {
   bool noNewdev = false;
   bool noSetupapi = false;
   bool driverReboot = false;
+  bool amd64 = false;
 
   // --profile: a named installation, applied before the single overrides above.
   const WindowsProfile* profile = nullptr;
@@ -91,6 +92,7 @@ struct Options {
   std::optional<int> expect;
 
   // Per-run settings.
+  bool wow64 = false;
   std::vector<Answer> answers;
   bool fastSleep = false;
   std::optional<plat::SYSTEMTIME> fixedTime;

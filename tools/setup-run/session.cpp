@@ -189,6 +189,7 @@ bool PrepareMachine(const Options& options, const std::vector<regfile::File>& im
   if (options.lcid) profile.locale = *options.lcid;
   if (options.currentDir) profile.currentDirectory = *options.currentDir;
   if (options.driverReboot) profile.driverUpdateNeedsReboot = true;
+  if (options.amd64 || options.wow64) profile.amd64 = true;
   if (options.sysdir) MoveSystemDirectory(*options.sysdir);
   if (options.noSetupapi) {
     plat::DeleteFileA((profile.systemDirectory + "\\SetupApi.dll").c_str());
@@ -235,6 +236,7 @@ bool PrepareMachine(const Options& options, const std::vector<regfile::File>& im
 
   for (const Answer& answer : options.answers) sim::QueueAnswer({answer.button, answer.caption});
   sim::SetFastSleep(options.fastSleep);
+  sim::SetWow64Process(options.wow64);
   sim::SetFixedTime(options.fixedTime);
   for (const auto& [library, name] : options.missingEntries) {
     sim::RemoveEntryPoint(library, name);

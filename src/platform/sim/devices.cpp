@@ -9,7 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <set>
 
+#include "platform/sim/inf.h"
 #include "platform/sim/simcore.h"
 #include "platform/winapi.h"
 
@@ -38,80 +40,178 @@ constexpr DWORD kSpsvcinstAssocService = 0x2;
 constexpr DWORD kSuoiForceDelete = 0x1;
 const char kClassKey[] = "SYSTEM\\CurrentControlSet\\Control\\Class\\";
 
-struct DeviceRecord {
-  sim::Device info;
-  DWORD devInst = 0;
-};
-std::vector<DeviceRecord> theDevices;
-DWORD theNextDevInst = 1;
-std::map<std::string, std::string> theClassNames;  // "{GUID}" -> class name (learned)
+const char kEnumKey[] = "SYSTEM\\CurrentControlSet\\Enum";
+constexpr DWORD kConfigFlagDisabled = 0x1;  // CONFIGFLAG_DISABLED
+
+// Device nodes are numbered as the machine first meets them, like the
+// devnode handles of a boot; the records themselves live in the registry.
+std::map<std::string, DWORD> theDevInsts;  // lower-case instance id -> devnode
+std::vector<std::string> theDevInstIds;    // devnode - 1 -> instance id
+// Devices whose hardware is not attached (persisted with the machine).
+std::set<std::string> theAbsent;  // lower-case instance ids
 
 // ---- Helpers ---------------------------------------------------------------------
 
-std::string GuidText(const GUID& g) {
-  char text[40];
-  std::snprintf(text, sizeof text, "{%08" PRIX32 "-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                g.Data1, g.Data2, g.Data3, g.Data4[0], g.Data4[1], g.Data4[2], g.Data4[3],
-                g.Data4[4], g.Data4[5], g.Data4[6], g.Data4[7]);
-  return text;
+std::string EnumPath(const std::string& instanceId) {
+  return std::string(kEnumKey) + "\\" + instanceId;
 }
 
-bool ParseGuid(std::string text, GUID* g) {
-  if (text.size() == 38 && text.front() == '{' && text.back() == '}') {
-    text = text.substr(1, 36);
-  }
-  if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' ||
-      text[23] != '-') {
-    return false;
-  }
-  std::string hex;
-  for (char c : text) {
-    if (c == '-') continue;
-    if (!std::isxdigit(static_cast<unsigned char>(c))) return false;
-    hex += c;
-  }
-  auto field = [&](std::size_t at, std::size_t digits) {
-    return std::strtoul(hex.substr(at, digits).c_str(), nullptr, 16);
-  };
-  g->Data1 = static_cast<std::uint32_t>(field(0, 8));
-  g->Data2 = static_cast<std::uint16_t>(field(8, 4));
-  g->Data3 = static_cast<std::uint16_t>(field(12, 4));
-  for (std::size_t i = 0; i < 8; ++i) g->Data4[i] = static_cast<std::uint8_t>(field(16 + 2 * i, 2));
-  return true;
+std::string ReadText(const std::string& path, const std::string& name) {
+  DWORD type = 0;
+  std::vector<BYTE> data;
+  if (!RegReadValue(plat::HKEY_LOCAL_MACHINE, path, name, &type, &data)) return {};
+  if (type != plat::REG_SZ && type != plat::REG_EXPAND_SZ) return {};
+  std::string text(data.begin(), data.end());
+  return text.substr(0, text.find('\0'));
 }
 
-bool SameGuid(const GUID& a, const GUID& b) {
-  return std::memcmp(&a, &b, sizeof(GUID)) == 0;
+std::vector<std::string> ParseMultiSz(const BYTE* buffer, DWORD size);
+
+std::vector<std::string> ReadTexts(const std::string& path, const std::string& name) {
+  DWORD type = 0;
+  std::vector<BYTE> data;
+  if (!RegReadValue(plat::HKEY_LOCAL_MACHINE, path, name, &type, &data) ||
+      type != plat::REG_MULTI_SZ) {
+    return {};
+  }
+  return ParseMultiSz(data.data(), static_cast<DWORD>(data.size()));
 }
 
+std::optional<DWORD> ReadNumber(const std::string& path, const std::string& name) {
+  DWORD type = 0;
+  std::vector<BYTE> data;
+  if (!RegReadValue(plat::HKEY_LOCAL_MACHINE, path, name, &type, &data) ||
+      type != plat::REG_DWORD || data.size() != sizeof(DWORD)) {
+    return std::nullopt;
+  }
+  DWORD value = 0;
+  std::memcpy(&value, data.data(), sizeof value);
+  return value;
+}
+
+// Writes a text value, or removes the value when the text is empty.
+void WriteTextOrRemove(const std::string& path, const std::string& name, const std::string& text) {
+  if (text.empty()) {
+    RegRemoveValue(plat::HKEY_LOCAL_MACHINE, path, name);
+  } else {
+    RegWriteString(plat::HKEY_LOCAL_MACHINE, path, name, text);
+  }
+}
+
+std::string MultiSz(const std::vector<std::string>& texts);
+
+void WriteTextsOrRemove(const std::string& path, const std::string& name,
+                        const std::vector<std::string>& texts) {
+  if (texts.empty()) {
+    RegRemoveValue(plat::HKEY_LOCAL_MACHINE, path, name);
+    return;
+  }
+  std::string data = MultiSz(texts);
+  RegWriteValue(plat::HKEY_LOCAL_MACHINE, path, name, plat::REG_MULTI_SZ, data.data(), data.size());
+}
+
+// The class name under Control\Class\{GUID}; "Unknown" for a class nobody named.
 std::string ClassNameOf(const GUID& g) {
-  static const std::map<std::string, std::string> kKnown = {
-      {"{4D36E972-E325-11CE-BFC1-08002BE10318}", "Net"},
-      {"{4D36E96C-E325-11CE-BFC1-08002BE10318}", "MEDIA"},
-      {"{4D36E97D-E325-11CE-BFC1-08002BE10318}", "System"},
-      {"{4D36E978-E325-11CE-BFC1-08002BE10318}", "Ports"},
-      {"{36FC9E60-C465-11CF-8056-444553540000}", "USB"},
-      {"{745A17A0-74D3-11D0-B6FE-00A0C90F57DA}", "HIDClass"},
-      {"{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}", "Image"},
-  };
-  std::string text = GuidText(g);
-  if (auto it = theClassNames.find(text); it != theClassNames.end()) return it->second;
-  if (auto it = kKnown.find(text); it != kKnown.end()) return it->second;
-  return "Unknown";
+  std::string name = ReadText(kClassKey + GuidText(g), "Class");
+  return name.empty() ? "Unknown" : name;
 }
 
-DeviceRecord* DeviceByInst(DWORD devInst) {
-  for (DeviceRecord& d : theDevices) {
-    if (d.devInst == devInst) return &d;
+// Records the class name that an INF gives its class GUID, as the class
+// installer does when it meets a new class.
+void LearnClassName(const GUID& guid, const std::string& name) {
+  std::string key = kClassKey + GuidText(guid);
+  if (!name.empty() && ReadText(key, "Class").empty()) {
+    RegWriteString(plat::HKEY_LOCAL_MACHINE, key, "", name);
+    RegWriteString(plat::HKEY_LOCAL_MACHINE, key, "Class", name);
   }
-  return nullptr;
 }
 
-DeviceRecord* DeviceById(const std::string& id) {
-  for (DeviceRecord& d : theDevices) {
-    if (EqualNoCase(d.info.instanceId, id)) return &d;
+// ---- Device records (Enum\<enumerator>\<device>\<instance>) ---------------------
+
+// Every device instance id in the registry, in the registry's order.
+std::vector<std::string> InstanceIds() {
+  std::vector<std::string> ids;
+  const std::string root = kEnumKey;
+  for (const std::string& enumerator : RegSubkeys(plat::HKEY_LOCAL_MACHINE, root)) {
+    const std::string a = root + "\\" + enumerator;
+    for (const std::string& device : RegSubkeys(plat::HKEY_LOCAL_MACHINE, a)) {
+      const std::string b = a + "\\" + device;
+      for (const std::string& instance : RegSubkeys(plat::HKEY_LOCAL_MACHINE, b)) {
+        ids.push_back(enumerator + "\\" + device + "\\" + instance);
+      }
+    }
   }
-  return nullptr;
+  return ids;
+}
+
+DWORD DevInstOf(const std::string& instanceId) {
+  const std::string key = Lower(instanceId);
+  if (auto it = theDevInsts.find(key); it != theDevInsts.end()) return it->second;
+  theDevInstIds.push_back(instanceId);
+  const auto devInst = static_cast<DWORD>(theDevInstIds.size());
+  theDevInsts[key] = devInst;
+  return devInst;
+}
+
+bool DeviceExists(const std::string& instanceId) {
+  return std::count(instanceId.begin(), instanceId.end(), '\\') == 2 &&
+         RegKeyPresent(plat::HKEY_LOCAL_MACHINE, EnumPath(instanceId));
+}
+
+std::optional<sim::Device> ReadDevice(const std::string& instanceId) {
+  if (!DeviceExists(instanceId)) return std::nullopt;
+  const std::string key = EnumPath(instanceId);
+  sim::Device d;
+  d.instanceId = instanceId;
+  d.hardwareIds = ReadTexts(key, "HardwareID");
+  d.compatibleIds = ReadTexts(key, "CompatibleIDs");
+  d.className = ReadText(key, "Class");
+  ParseGuid(ReadText(key, "ClassGUID"), &d.classGuid);
+  d.service = ReadText(key, "Service");
+  d.driverKey = ReadText(key, "Driver");
+  d.description = ReadText(key, "DeviceDesc");
+  d.enabled = (ReadNumber(key, "ConfigFlags").value_or(0) & kConfigFlagDisabled) == 0;
+  d.present = theAbsent.count(Lower(instanceId)) == 0;
+  if (!d.driverKey.empty()) d.infName = ReadText(kClassKey + d.driverKey, "InfPath");
+  return d;
+}
+
+void WriteDevice(const sim::Device& d) {
+  const std::string key = EnumPath(d.instanceId);
+  WriteTextsOrRemove(key, "HardwareID", d.hardwareIds);
+  WriteTextsOrRemove(key, "CompatibleIDs", d.compatibleIds);
+  const bool hasClass = !d.className.empty() || !SameGuid(d.classGuid, GUID{});
+  WriteTextOrRemove(key, "ClassGUID", hasClass ? GuidText(d.classGuid) : std::string());
+  WriteTextOrRemove(key, "Class", hasClass ? d.className : std::string());
+  WriteTextOrRemove(key, "Driver", d.driverKey);
+  WriteTextOrRemove(key, "Service", d.service);
+  WriteTextOrRemove(key, "DeviceDesc", d.description);
+  const DWORD flags = (ReadNumber(key, "ConfigFlags").value_or(0) & ~kConfigFlagDisabled) |
+                      (d.enabled ? 0 : kConfigFlagDisabled);
+  RegWriteDword(plat::HKEY_LOCAL_MACHINE, key, "ConfigFlags", flags);
+  if (d.present) {
+    theAbsent.erase(Lower(d.instanceId));
+  } else {
+    theAbsent.insert(Lower(d.instanceId));
+  }
+  DevInstOf(d.instanceId);
+}
+
+// Deletes the device's Enum key and the device and enumerator keys it leaves empty.
+void DeleteDevice(const std::string& instanceId) {
+  const std::string key = EnumPath(instanceId);
+  RegDeleteTree(plat::HKEY_LOCAL_MACHINE, key);
+  RegPruneEmpty(plat::HKEY_LOCAL_MACHINE, key.substr(0, key.find_last_of('\\')), kEnumKey);
+  theAbsent.erase(Lower(instanceId));
+}
+
+std::optional<sim::Device> DeviceByInst(DWORD devInst) {
+  if (devInst == 0 || devInst > theDevInstIds.size()) return std::nullopt;
+  return ReadDevice(theDevInstIds[devInst - 1]);
+}
+
+bool IdTaken(const std::string& id) {
+  return DeviceExists(id);
 }
 
 bool HasId(const sim::Device& d, const std::string& id) {
@@ -145,233 +245,6 @@ std::string MultiSz(const std::vector<std::string>& texts) {
   return out;
 }
 
-// ---- INF files --------------------------------------------------------------------
-
-struct InfLine {
-  std::string key;
-  std::string value;
-};
-struct Inf {
-  std::map<std::string, std::vector<InfLine>> sections;  // by lower-case name
-
-  const std::vector<InfLine>* Section(const std::string& name) const {
-    auto it = sections.find(Lower(name));
-    return it == sections.end() ? nullptr : &it->second;
-  }
-  std::string Get(const std::string& section, const std::string& key) const {
-    if (const auto* lines = Section(section)) {
-      for (const InfLine& line : *lines) {
-        if (EqualNoCase(line.key, key)) return line.value;
-      }
-    }
-    return {};
-  }
-};
-
-std::string Trim(const std::string& text) {
-  std::size_t b = text.find_first_not_of(" \t\r\n");
-  if (b == std::string::npos) return {};
-  std::size_t e = text.find_last_not_of(" \t\r\n");
-  return text.substr(b, e - b + 1);
-}
-
-std::string Unquote(std::string text) {
-  text = Trim(text);
-  if (text.size() >= 2 && text.front() == '"' && text.back() == '"') {
-    text = text.substr(1, text.size() - 2);
-  }
-  return text;
-}
-
-std::vector<std::string> SplitList(const std::string& text) {
-  std::vector<std::string> items;
-  std::string current;
-  for (char c : text) {
-    if (c == ',') {
-      items.push_back(Unquote(current));
-      current.clear();
-    } else {
-      current += c;
-    }
-  }
-  items.push_back(Unquote(current));
-  return items;
-}
-
-// Replaces %strkey% with [Strings] values and the directory ids 10, 11, 12.
-std::string Expand(const Inf& inf, const std::string& text) {
-  std::string out;
-  std::size_t i = 0;
-  while (i < text.size()) {
-    std::size_t end = text[i] == '%' ? text.find('%', i + 1) : std::string::npos;
-    if (end == std::string::npos) {
-      out += text[i++];
-      continue;
-    }
-    std::string name = text.substr(i + 1, end - i - 1);
-    std::string windows = WindowsDirectory();
-    if (name == "10") {
-      out += windows;
-    } else if (name == "11") {
-      out += windows + "\\system32";
-    } else if (name == "12") {
-      out += windows + "\\system32\\drivers";
-    } else if (name == "17") {
-      out += windows + "\\inf";
-    } else if (name.empty()) {
-      out += '%';
-    } else {
-      std::string value = inf.Get("Strings", name);
-      out += value.empty() ? text.substr(i, end - i + 1) : Unquote(value);
-    }
-    i = end + 1;
-  }
-  return out;
-}
-
-bool ReadInf(LPCSTR path, Inf* inf, DWORD* error) {
-  Resolved r = Resolve(path);
-  if (r.error != 0) {
-    *error = r.error;
-    return false;
-  }
-  if (!r.exists || r.isDirectory) {
-    *error = r.exists ? plat::ERROR_ACCESS_DENIED : MissingError(r);
-    return false;
-  }
-  std::string content;
-  if (!ReadWhole(r.host, &content)) {
-    *error = plat::ERROR_ACCESS_DENIED;
-    return false;
-  }
-  std::string section;
-  std::size_t start = 0;
-  while (start <= content.size()) {
-    std::size_t end = content.find('\n', start);
-    if (end == std::string::npos) end = content.size();
-    std::string line = content.substr(start, end - start);
-    start = end + 1;
-    // Strip a comment outside quotes.
-    bool quoted = false;
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      if (line[i] == '"') quoted = !quoted;
-      if (line[i] == ';' && !quoted) {
-        line.erase(i);
-        break;
-      }
-    }
-    line = Trim(line);
-    if (line.empty()) continue;
-    if (line.front() == '[') {
-      std::size_t close = line.find(']');
-      section =
-          Lower(Trim(line.substr(1, close == std::string::npos ? std::string::npos : close - 1)));
-      inf->sections[section];
-      continue;
-    }
-    std::size_t eq = line.find('=');
-    InfLine entry;
-    if (eq == std::string::npos) {
-      entry.value = line;
-    } else {
-      entry.key = Unquote(line.substr(0, eq));
-      entry.value = Trim(line.substr(eq + 1));
-    }
-    inf->sections[section].push_back(entry);
-  }
-  return true;
-}
-
-// Class name and GUID of an INF's [Version] section.
-bool InfClass(const Inf& inf, std::string* className, GUID* guid, DWORD* error) {
-  if (!inf.Section("Version")) {
-    *error = plat::ERROR_INVALID_CLASS;
-    return false;
-  }
-  *className = Unquote(Expand(inf, inf.Get("Version", "Class")));
-  std::string guidText = Unquote(Expand(inf, inf.Get("Version", "ClassGUID")));
-  *guid = GUID{};
-  if (!guidText.empty() && !ParseGuid(guidText, guid)) {
-    *error = plat::ERROR_INVALID_CLASS;
-    return false;
-  }
-  if (className->empty() && guidText.empty()) {
-    *error = plat::ERROR_INVALID_CLASS;
-    return false;
-  }
-  if (!guidText.empty() && !className->empty()) theClassNames[GuidText(*guid)] = *className;
-  return true;
-}
-
-// The install section and description of the model that names `hardwareId`.
-bool FindModel(const Inf& inf, const std::string& hardwareId, std::string* install,
-               std::string* description) {
-  const auto* manufacturers = inf.Section("Manufacturer");
-  if (!manufacturers) return false;
-  for (const InfLine& m : *manufacturers) {
-    std::vector<std::string> parts = SplitList(Expand(inf, m.value));
-    std::string models = Lower(parts[0]);
-    for (const auto& [name, lines] : inf.sections) {
-      if (name != models && name.rfind(models + ".", 0) != 0) continue;
-      for (const InfLine& line : lines) {
-        std::vector<std::string> fields = SplitList(line.value);
-        for (std::size_t i = 1; i < fields.size(); ++i) {
-          if (EqualNoCase(fields[i], hardwareId)) {
-            *install = fields[0];
-            *description = Unquote(Expand(inf, line.key));
-            return true;
-          }
-        }
-      }
-    }
-  }
-  return false;
-}
-
-struct InfService {
-  std::string name;
-  DWORD flags = 0;
-  DWORD type = plat::SERVICE_KERNEL_DRIVER;
-  DWORD start = plat::SERVICE_DEMAND_START;
-  DWORD errorControl = plat::SERVICE_ERROR_NORMAL;
-  std::string binary;
-  std::string group;
-};
-
-std::vector<InfService> InstallServices(const Inf& inf, const std::string& install) {
-  std::vector<InfService> services;
-  const std::vector<InfLine>* lines = nullptr;
-  for (const char* decoration : {".NTx86", ".NTamd64", ".NT", ""}) {
-    lines = inf.Section(install + decoration + ".Services");
-    if (lines) break;
-  }
-  if (!lines) return services;
-  for (const InfLine& line : *lines) {
-    if (!EqualNoCase(line.key, "AddService")) continue;
-    std::vector<std::string> fields = SplitList(Expand(inf, line.value));
-    InfService s;
-    s.name = fields[0];
-    if (s.name.empty()) continue;
-    if (fields.size() > 1)
-      s.flags = static_cast<DWORD>(std::strtoul(fields[1].c_str(), nullptr, 0));
-    if (fields.size() > 2) {
-      std::string section = fields[2];
-      auto number = [&](const char* key, DWORD fallback) {
-        std::string v = Expand(inf, inf.Get(section, key));
-        return v.empty() ? fallback : static_cast<DWORD>(std::strtoul(v.c_str(), nullptr, 0));
-      };
-      s.type = number("ServiceType", s.type);
-      s.start = number("StartType", s.start);
-      s.errorControl = number("ErrorControl", s.errorControl);
-      s.binary = Unquote(Expand(inf, inf.Get(section, "ServiceBinary")));
-      s.group = Unquote(Expand(inf, inf.Get(section, "LoadOrderGroup")));
-    }
-    if (s.binary.empty()) s.binary = WindowsDirectory() + "\\system32\\drivers\\" + s.name + ".sys";
-    services.push_back(s);
-  }
-  return services;
-}
-
 // Copies an INF into the INF directory as oemN.inf (an identical copy is
 // reused); answers the file name.
 bool CopyOemInf(LPCSTR source, DWORD copyStyle, std::string* name, DWORD* error) {
@@ -399,32 +272,48 @@ bool CopyOemInf(LPCSTR source, DWORD copyStyle, std::string* name, DWORD* error)
     *error = plat::ERROR_ACCESS_DENIED;
     return false;
   }
-  for (int n = 0; n < 10000; ++n) {
-    std::string candidate = "oem" + std::to_string(n) + ".inf";
-    Resolved to = Resolve((infDir + "\\" + candidate).c_str());
-    if (to.exists) {
-      std::string existing;
-      if (!to.isDirectory && ReadWhole(to.host, &existing) && existing == content) {
-        *name = to.host.filename().string();
-        if (copyStyle & kSpCopyNoOverwrite) {
-          *error = plat::ERROR_FILE_EXISTS;
-          return false;
-        }
-        return true;
-      }
-      continue;
+  // The same INF installed again keeps its oemNN name; a new one takes the
+  // lowest free number.
+  constexpr int kMaxOem = 10000;
+  std::map<int, fs::path> taken;
+  std::error_code ec;
+  for (fs::directory_iterator it(dir.host, ec), end; !ec && it != end; it.increment(ec)) {
+    const std::string file = Lower(it->path().filename().string());
+    int n = 0;
+    if (std::sscanf(file.c_str(), "oem%d.inf", &n) == 1 && n >= 0 && n < kMaxOem &&
+        file == "oem" + std::to_string(n) + ".inf") {
+      taken[n] = it->path();
     }
-    Resolved pnf = Resolve((infDir + "\\oem" + std::to_string(n) + ".pnf").c_str());
-    if (!WriteWhole(to.host, content) || !WriteWhole(pnf.host, "PNF " + candidate)) {
-      *error = plat::ERROR_ACCESS_DENIED;
-      return false;
-    }
-    Event("[inf] copy: " + std::string(source) + " -> " + infDir + "\\" + candidate);
-    *name = candidate;
-    return true;
   }
-  *error = plat::ERROR_FILE_EXISTS;
-  return false;
+  for (const auto& [n, path] : taken) {
+    std::string existing;
+    if (fs::is_regular_file(path, ec) && ReadWhole(path, &existing) && existing == content) {
+      *name = path.filename().string();
+      if (copyStyle & kSpCopyNoOverwrite) {
+        *error = plat::ERROR_FILE_EXISTS;
+        return false;
+      }
+      return true;
+    }
+  }
+  int free = -1;
+  for (int n = 0; n < kMaxOem && free < 0; ++n) {
+    if (!taken.count(n)) free = n;
+  }
+  if (free < 0) {
+    *error = plat::ERROR_FILE_EXISTS;
+    return false;
+  }
+  std::string candidate = "oem" + std::to_string(free) + ".inf";
+  Resolved to = Resolve((infDir + "\\" + candidate).c_str());
+  Resolved pnf = Resolve((infDir + "\\oem" + std::to_string(free) + ".pnf").c_str());
+  if (!WriteWhole(to.host, content) || !WriteWhole(pnf.host, "PNF " + std::string(source))) {
+    *error = plat::ERROR_ACCESS_DENIED;
+    return false;
+  }
+  Event("[inf] copy: " + std::string(source) + " -> " + infDir + "\\" + candidate);
+  *name = candidate;
+  return true;
 }
 
 // ---- Device information sets -------------------------------------------------------
@@ -448,8 +337,8 @@ struct DeviceSet : Object {
 };
 
 void Fill(const Element& e, std::size_t index, plat::SP_DEVINFO_DATA* data) {
-  const DeviceRecord* d = e.devInst ? DeviceByInst(e.devInst) : nullptr;
-  data->ClassGuid = d ? d->info.classGuid : e.pending.classGuid;
+  std::optional<sim::Device> d = e.devInst ? DeviceByInst(e.devInst) : std::nullopt;
+  data->ClassGuid = d ? d->classGuid : e.pending.classGuid;
   data->DevInst = e.devInst;
   data->Reserved = index + 1;
 }
@@ -473,19 +362,20 @@ Element* ElementOf(DeviceSet* set, plat::SP_DEVINFO_DATA* data, DWORD* error) {
 }
 
 // The device data an element stands for: the device node, or the pending data.
-sim::Device* DataOf(Element& e, DWORD* error) {
-  if (e.devInst == 0) return &e.pending;
-  DeviceRecord* d = DeviceByInst(e.devInst);
-  if (!d) {
-    *error = plat::ERROR_NO_SUCH_DEVINST;
-    return nullptr;
-  }
-  return &d->info;
+std::optional<sim::Device> DataOf(const Element& e, DWORD* error) {
+  if (e.devInst == 0) return e.pending;
+  std::optional<sim::Device> d = DeviceByInst(e.devInst);
+  if (!d) *error = plat::ERROR_NO_SUCH_DEVINST;
+  return d;
 }
 
-bool IdTaken(const std::string& id) {
-  if (DeviceById(id)) return true;
-  return false;
+// Stores changed device data where DataOf found it.
+void StoreData(Element& e, const sim::Device& d) {
+  if (e.devInst == 0) {
+    e.pending = d;
+  } else {
+    WriteDevice(d);
+  }
 }
 
 bool ApplyChange(Element& e, DWORD* error) {
@@ -493,21 +383,53 @@ bool ApplyChange(Element& e, DWORD* error) {
     *error = kErrorNoClassinstallParams;
     return false;
   }
-  DeviceRecord* d = e.devInst ? DeviceByInst(e.devInst) : nullptr;
+  std::optional<sim::Device> d = e.devInst ? DeviceByInst(e.devInst) : std::nullopt;
   if (!d) {
     *error = plat::ERROR_NO_SUCH_DEVINST;
     return false;
   }
   if (e.change->stateChange == plat::DICS_ENABLE) {
-    d->info.enabled = true;
-    Event("[device] enable: " + d->info.instanceId);
+    d->enabled = true;
+    WriteDevice(*d);
+    Event("[device] enable: " + d->instanceId);
     DWORD ignored = 0;
-    if (!d->info.service.empty()) StartServiceByName(d->info.service, &ignored);
+    if (!d->service.empty()) StartServiceByName(d->service, &ignored);
   } else if (e.change->stateChange == plat::DICS_DISABLE) {
-    d->info.enabled = false;
-    Event("[device] disable: " + d->info.instanceId);
+    d->enabled = false;
+    WriteDevice(*d);
+    Event("[device] disable: " + d->instanceId);
   }
   e.needReboot = sim::GetProfile().deviceChangeNeedsReboot;
+  return true;
+}
+
+// The opening shared by the entry points that act on a device set: the fault
+// hook of the operation, the set's handle and, where wanted, the element that
+// `data` names.
+enum class ElementUse { None, Required, Optional };
+struct SetCall {
+  DeviceSet* set = nullptr;
+  Element* element = nullptr;
+  DWORD error = 0;  // non-zero: the entry point fails with it
+};
+SetCall Enter(std::optional<Op> op, HDEVINFO handle, plat::SP_DEVINFO_DATA* data,
+              ElementUse use = ElementUse::Required) {
+  SetCall call;
+  if (op && Inject(*op, &call.error)) return call;
+  call.set = Find<DeviceSet>(handle);
+  if (!call.set) {
+    call.error = plat::ERROR_INVALID_HANDLE;
+  } else if (use == ElementUse::Required || (use == ElementUse::Optional && data != nullptr)) {
+    call.element = ElementOf(call.set, data, &call.error);
+  }
+  return call;
+}
+
+// Calls that install or change devices are refused to a 32-bit process on
+// 64-bit Windows.
+bool RefusedInWow64(DWORD* error) {
+  if (!sim::Wow64Process()) return false;
+  *error = plat::ERROR_IN_WOW64;
   return true;
 }
 
@@ -525,13 +447,14 @@ HDEVINFO PLAT_WINAPI GetClassDevs(const GUID* classGuid, LPCSTR enumerator, HWND
     set->classGuid = *classGuid;
   }
   std::string prefix = enumerator && *enumerator ? std::string(enumerator) + "\\" : "";
-  for (const DeviceRecord& d : theDevices) {
-    if (!all && !SameGuid(d.info.classGuid, *classGuid)) continue;
-    if ((flags & plat::DIGCF_PRESENT) && !d.info.present) continue;
-    if (!prefix.empty() && !EqualNoCase(d.info.instanceId.substr(0, prefix.size()), prefix))
-      continue;
+  for (const std::string& id : InstanceIds()) {
+    std::optional<sim::Device> d = ReadDevice(id);
+    if (!d) continue;
+    if (!all && !SameGuid(d->classGuid, *classGuid)) continue;
+    if ((flags & plat::DIGCF_PRESENT) && !d->present) continue;
+    if (!prefix.empty() && !EqualNoCase(d->instanceId.substr(0, prefix.size()), prefix)) continue;
     Element e;
-    e.devInst = d.devInst;
+    e.devInst = DevInstOf(id);
     set->elements.push_back(e);
   }
   SetError(plat::ERROR_SUCCESS);
@@ -539,18 +462,16 @@ HDEVINFO PLAT_WINAPI GetClassDevs(const GUID* classGuid, LPCSTR enumerator, HWND
 }
 
 BOOL PLAT_WINAPI EnumDeviceInfo(HDEVINFO handle, DWORD index, plat::SP_DEVINFO_DATA* data) {
-  DWORD code = 0;
-  if (Inject(Op::SetupDiEnumDeviceInfo, &code)) return Fail(code, plat::FALSE);
-  auto* set = Find<DeviceSet>(handle);
-  if (!set) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
+  SetCall call = Enter(Op::SetupDiEnumDeviceInfo, handle, data, ElementUse::None);
+  if (call.error) return Fail(call.error, plat::FALSE);
   if (data == nullptr) return Fail(plat::ERROR_INVALID_PARAMETER, plat::FALSE);
   if (data->cbSize != sizeof(plat::SP_DEVINFO_DATA))
     return Fail(kErrorInvalidUserBuffer, plat::FALSE);
   DWORD seen = 0;
-  for (std::size_t i = 0; i < set->elements.size(); ++i) {
-    if (!set->elements[i]) continue;
+  for (std::size_t i = 0; i < call.set->elements.size(); ++i) {
+    if (!call.set->elements[i]) continue;
     if (seen++ == index) {
-      Fill(*set->elements[i], i, data);
+      Fill(*call.set->elements[i], i, data);
       SetError(plat::ERROR_SUCCESS);
       return plat::TRUE;
     }
@@ -561,13 +482,10 @@ BOOL PLAT_WINAPI EnumDeviceInfo(HDEVINFO handle, DWORD index, plat::SP_DEVINFO_D
 BOOL PLAT_WINAPI GetDeviceRegistryProperty(HDEVINFO handle, plat::SP_DEVINFO_DATA* data,
                                            DWORD property, DWORD* type, BYTE* buffer, DWORD size,
                                            DWORD* required) {
+  SetCall call = Enter(Op::SetupDiGetDeviceRegistryProperty, handle, data);
+  if (call.error) return Fail(call.error, plat::FALSE);
   DWORD code = 0;
-  if (Inject(Op::SetupDiGetDeviceRegistryProperty, &code)) return Fail(code, plat::FALSE);
-  auto* set = Find<DeviceSet>(handle);
-  if (!set) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
-  Element* e = ElementOf(set, data, &code);
-  if (!e) return Fail(code, plat::FALSE);
-  sim::Device* d = DataOf(*e, &code);
+  std::optional<sim::Device> d = DataOf(*call.element, &code);
   if (!d) return Fail(code, plat::FALSE);
   std::string value;
   DWORD valueType = plat::REG_SZ;
@@ -596,7 +514,12 @@ BOOL PLAT_WINAPI GetDeviceRegistryProperty(HDEVINFO handle, plat::SP_DEVINFO_DAT
       have = text(d->driverKey);
       break;
     case kSpdrpDeviceDesc:
+      have = text(d->description);
+      break;
     case plat::SPDRP_COMPATIBLEIDS:
+      have = !d->compatibleIds.empty();
+      value = MultiSz(d->compatibleIds);
+      valueType = plat::REG_MULTI_SZ;
       break;
     default:
       if (property >= kSpdrpMaximum) return Fail(kErrorInvalidRegProperty, plat::FALSE);
@@ -613,50 +536,60 @@ BOOL PLAT_WINAPI GetDeviceRegistryProperty(HDEVINFO handle, plat::SP_DEVINFO_DAT
 
 BOOL PLAT_WINAPI SetDeviceRegistryProperty(HDEVINFO handle, plat::SP_DEVINFO_DATA* data,
                                            DWORD property, const BYTE* buffer, DWORD size) {
+  SetCall call = Enter(Op::SetupDiSetDeviceRegistryProperty, handle, data);
+  if (call.error) return Fail(call.error, plat::FALSE);
   DWORD code = 0;
-  if (Inject(Op::SetupDiSetDeviceRegistryProperty, &code)) return Fail(code, plat::FALSE);
-  auto* set = Find<DeviceSet>(handle);
-  if (!set) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
-  Element* e = ElementOf(set, data, &code);
-  if (!e) return Fail(code, plat::FALSE);
-  sim::Device* d = DataOf(*e, &code);
+  std::optional<sim::Device> d = DataOf(*call.element, &code);
   if (!d) return Fail(code, plat::FALSE);
-  if (property != plat::SPDRP_HARDWAREID) return Fail(kErrorInvalidRegProperty, plat::FALSE);
+  if (property != plat::SPDRP_HARDWAREID && property != plat::SPDRP_COMPATIBLEIDS) {
+    return Fail(kErrorInvalidRegProperty, plat::FALSE);
+  }
   if (buffer == nullptr && size > 0) return Fail(kErrorNoAccess, plat::FALSE);
-  d->hardwareIds = ParseMultiSz(buffer, size);
+  (property == plat::SPDRP_HARDWAREID ? d->hardwareIds : d->compatibleIds) =
+      ParseMultiSz(buffer, size);
+  StoreData(*call.element, *d);
   SetError(plat::ERROR_SUCCESS);
   return plat::TRUE;
 }
 
 BOOL PLAT_WINAPI CallClassInstaller(DWORD function, HDEVINFO handle, plat::SP_DEVINFO_DATA* data) {
-  DWORD code = 0;
-  if (Inject(Op::SetupDiCallClassInstaller, &code)) return Fail(code, plat::FALSE);
-  auto* set = Find<DeviceSet>(handle);
-  if (!set) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
-  if (function != plat::DIF_REGISTERDEVICE && function != plat::DIF_REMOVE &&
-      function != plat::DIF_PROPERTYCHANGE) {
+  const bool acts = function == plat::DIF_REGISTERDEVICE || function == plat::DIF_REMOVE ||
+                    function == plat::DIF_PROPERTYCHANGE;
+  SetCall call = Enter(Op::SetupDiCallClassInstaller, handle, data,
+                       acts ? ElementUse::Required : ElementUse::None);
+  if (call.error == 0) RefusedInWow64(&call.error);
+  if (call.error) return Fail(call.error, plat::FALSE);
+  if (!acts) {
     SetError(plat::ERROR_SUCCESS);
     return plat::TRUE;  // nothing to do for other installer functions
   }
-  Element* e = ElementOf(set, data, &code);
-  if (!e) return Fail(code, plat::FALSE);
+  Element* e = call.element;
+  DWORD code = 0;
   const sim::Profile& profile = sim::GetProfile();
   if (function == plat::DIF_REGISTERDEVICE) {
     if (e->devInst != 0) return Fail(plat::ERROR_DEVINST_ALREADY_EXISTS, plat::FALSE);
     if (IdTaken(e->pending.instanceId))
       return Fail(plat::ERROR_DEVINST_ALREADY_EXISTS, plat::FALSE);
-    DeviceRecord record;
-    record.info = e->pending;
-    record.devInst = theNextDevInst++;
-    theDevices.push_back(record);
-    e->devInst = record.devInst;
+    WriteDevice(e->pending);
+    e->devInst = DevInstOf(e->pending.instanceId);
     e->needReboot = profile.deviceChangeNeedsReboot;
-    Event("[device] register: " + record.info.instanceId);
+    Event("[device] register: " + e->pending.instanceId);
   } else if (function == plat::DIF_REMOVE) {
-    DeviceRecord* d = e->devInst ? DeviceByInst(e->devInst) : nullptr;
+    std::optional<sim::Device> d = e->devInst ? DeviceByInst(e->devInst) : std::nullopt;
     if (!d) return Fail(plat::ERROR_NO_SUCH_DEVINST, plat::FALSE);
-    Event("[device] remove: " + d->info.instanceId);
-    theDevices.erase(theDevices.begin() + (d - theDevices.data()));
+    Event("[device] remove: " + d->instanceId);
+    // The device's hardware key and its driver (software) key go with it.
+    DeleteDevice(d->instanceId);
+    if (!d->driverKey.empty()) RegDeleteTree(plat::HKEY_LOCAL_MACHINE, kClassKey + d->driverKey);
+    // Attached plug-and-play hardware is found again by the next bus scan: a
+    // bare node without a driver takes the removed one's place.
+    if (d->present && !EqualNoCase(d->instanceId.substr(0, 5), "ROOT\\")) {
+      sim::Device found;
+      found.instanceId = d->instanceId;
+      found.hardwareIds = d->hardwareIds;
+      found.compatibleIds = d->compatibleIds;
+      WriteDevice(found);
+    }
     e->needReboot = profile.deviceChangeNeedsReboot;
   } else if (!ApplyChange(*e, &code)) {
     return Fail(code, plat::FALSE);
@@ -667,8 +600,10 @@ BOOL PLAT_WINAPI CallClassInstaller(DWORD function, HDEVINFO handle, plat::SP_DE
 }
 
 BOOL PLAT_WINAPI DestroyDeviceInfoList(HDEVINFO handle) {
-  if (!Find<DeviceSet>(handle)) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
+  SetCall call = Enter(std::nullopt, handle, nullptr, ElementUse::None);
+  if (call.error) return Fail(call.error, plat::FALSE);
   RemoveHandle(handle);
+  SetError(plat::ERROR_SUCCESS);
   return plat::TRUE;
 }
 
@@ -678,12 +613,11 @@ BOOL PLAT_WINAPI GetINFClass(LPCSTR infPath, GUID* classGuid, LPSTR className, D
   if (Inject(Op::SetupDiGetINFClass, &code)) return Fail(code, plat::FALSE);
   if (infPath == nullptr || classGuid == nullptr)
     return Fail(plat::ERROR_INVALID_PARAMETER, plat::FALSE);
-  Inf inf;
+  std::optional<Inf> inf = ReadInf(infPath, &code);
   std::string name;
   GUID guid{};
-  if (!ReadInf(infPath, &inf, &code) || !InfClass(inf, &name, &guid, &code)) {
-    return Fail(code, plat::FALSE);
-  }
+  if (!inf || !InfClass(*inf, &name, &guid, &code)) return Fail(code, plat::FALSE);
+  LearnClassName(guid, name);
   if (name.empty()) name = ClassNameOf(guid);
   if (required) *required = static_cast<DWORD>(name.size() + 1);
   if (className == nullptr || classNameSize < name.size() + 1) {
@@ -752,31 +686,22 @@ BOOL PLAT_WINAPI CreateDeviceInfo(HDEVINFO handle, LPCSTR name, const GUID* clas
 }
 
 BOOL PLAT_WINAPI DeleteDeviceInfo(HDEVINFO handle, plat::SP_DEVINFO_DATA* data) {
-  auto* set = Find<DeviceSet>(handle);
-  if (!set) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
-  DWORD code = 0;
-  if (!ElementOf(set, data, &code)) return Fail(code, plat::FALSE);
-  set->elements[data->Reserved - 1].reset();
+  SetCall call = Enter(std::nullopt, handle, data);
+  if (call.error) return Fail(call.error, plat::FALSE);
+  call.set->elements[data->Reserved - 1].reset();
   SetError(plat::ERROR_SUCCESS);
   return plat::TRUE;
 }
 
 BOOL PLAT_WINAPI GetDeviceInstallParams(HDEVINFO handle, plat::SP_DEVINFO_DATA* data,
                                         plat::SP_DEVINSTALL_PARAMS_A* params) {
-  DWORD code = 0;
-  if (Inject(Op::SetupDiGetDeviceInstallParams, &code)) return Fail(code, plat::FALSE);
-  auto* set = Find<DeviceSet>(handle);
-  if (!set) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
+  SetCall call = Enter(Op::SetupDiGetDeviceInstallParams, handle, data, ElementUse::Optional);
+  if (call.error) return Fail(call.error, plat::FALSE);
   if (params == nullptr) return Fail(plat::ERROR_INVALID_PARAMETER, plat::FALSE);
   if (params->cbSize != sizeof(plat::SP_DEVINSTALL_PARAMS_A)) {
     return Fail(kErrorInvalidUserBuffer, plat::FALSE);
   }
-  bool reboot = false;
-  if (data != nullptr) {
-    Element* e = ElementOf(set, data, &code);
-    if (!e) return Fail(code, plat::FALSE);
-    reboot = e->needReboot;
-  }
+  const bool reboot = call.element != nullptr && call.element->needReboot;
   std::memset(reinterpret_cast<char*>(params) + sizeof(DWORD), 0,
               sizeof(plat::SP_DEVINSTALL_PARAMS_A) - sizeof(DWORD));
   params->Flags = reboot ? plat::DI_NEEDREBOOT : 0;
@@ -786,12 +711,9 @@ BOOL PLAT_WINAPI GetDeviceInstallParams(HDEVINFO handle, plat::SP_DEVINFO_DATA* 
 
 BOOL PLAT_WINAPI SetClassInstallParams(HDEVINFO handle, plat::SP_DEVINFO_DATA* data,
                                        plat::SP_CLASSINSTALL_HEADER* params, DWORD size) {
-  DWORD code = 0;
-  if (Inject(Op::SetupDiSetClassInstallParams, &code)) return Fail(code, plat::FALSE);
-  auto* set = Find<DeviceSet>(handle);
-  if (!set) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
-  Element* e = ElementOf(set, data, &code);
-  if (!e) return Fail(code, plat::FALSE);
+  SetCall call = Enter(Op::SetupDiSetClassInstallParams, handle, data);
+  if (call.error) return Fail(call.error, plat::FALSE);
+  Element* e = call.element;
   if (params == nullptr) {
     e->change.reset();
     SetError(plat::ERROR_SUCCESS);
@@ -818,13 +740,11 @@ BOOL PLAT_WINAPI SetClassInstallParams(HDEVINFO handle, plat::SP_DEVINFO_DATA* d
 }
 
 BOOL PLAT_WINAPI ChangeState(HDEVINFO handle, plat::SP_DEVINFO_DATA* data) {
+  SetCall call = Enter(Op::SetupDiChangeState, handle, data);
+  if (call.error == 0) RefusedInWow64(&call.error);
+  if (call.error) return Fail(call.error, plat::FALSE);
   DWORD code = 0;
-  if (Inject(Op::SetupDiChangeState, &code)) return Fail(code, plat::FALSE);
-  auto* set = Find<DeviceSet>(handle);
-  if (!set) return Fail(plat::ERROR_INVALID_HANDLE, plat::FALSE);
-  Element* e = ElementOf(set, data, &code);
-  if (!e) return Fail(code, plat::FALSE);
-  if (!ApplyChange(*e, &code)) return Fail(code, plat::FALSE);
+  if (!ApplyChange(*call.element, &code)) return Fail(code, plat::FALSE);
   SetError(plat::ERROR_SUCCESS);
   return plat::TRUE;
 }
@@ -858,8 +778,10 @@ BOOL PLAT_WINAPI UninstallOEMInf(LPCSTR infFileName, DWORD flags, void*) {
   Resolved inf = Resolve((infDir + infFileName).c_str());
   if (inf.error != 0) return Fail(inf.error, plat::FALSE);
   if (!inf.exists || inf.isDirectory) return Fail(plat::ERROR_FILE_NOT_FOUND, plat::FALSE);
-  bool used = std::any_of(theDevices.begin(), theDevices.end(), [&](const DeviceRecord& d) {
-    return EqualNoCase(d.info.infName, infFileName);
+  std::vector<std::string> ids = InstanceIds();
+  bool used = std::any_of(ids.begin(), ids.end(), [&](const std::string& id) {
+    std::optional<sim::Device> d = ReadDevice(id);
+    return d && EqualNoCase(d->infName, infFileName);
   });
   if (used && !(flags & kSuoiForceDelete)) return Fail(kErrorInfInUseByDevices, plat::FALSE);
   std::string pnf = infFileName;
@@ -876,12 +798,75 @@ BOOL PLAT_WINAPI UninstallOEMInf(LPCSTR infFileName, DWORD flags, void*) {
   return plat::TRUE;
 }
 
-bool RegKeyExists(const std::string& path) {
-  plat::HKEY key = nullptr;
-  if (plat::RegOpenKeyExA(plat::HKEY_LOCAL_MACHINE, path.c_str(), 0, plat::KEY_READ, &key) != 0) {
+bool HasCompatibleId(const sim::Device& d, const std::string& id) {
+  return std::any_of(d.compatibleIds.begin(), d.compatibleIds.end(),
+                     [&](const std::string& c) { return EqualNoCase(c, id); });
+}
+
+// Creates a service that an INF's AddService names, through the service
+// control manager; a service that exists already is kept as it is.
+bool AddInfService(const InfService& s, DWORD* error) {
+  plat::SC_HANDLE manager = plat::OpenSCManagerA(nullptr, nullptr, plat::SC_MANAGER_ALL_ACCESS);
+  if (manager == nullptr) {
+    *error = LastError();
     return false;
   }
-  plat::RegCloseKey(key);
+  const std::string display = s.displayName.empty() ? s.name : s.displayName;
+  plat::SC_HANDLE service = plat::CreateServiceA(
+      manager, s.name.c_str(), display.c_str(), plat::SERVICE_ALL_ACCESS, s.type, s.start,
+      s.errorControl, s.binary.c_str(), s.group.empty() ? nullptr : s.group.c_str(), nullptr,
+      nullptr, nullptr, nullptr);
+  const DWORD code = service != nullptr ? 0 : LastError();
+  if (service != nullptr) plat::CloseServiceHandle(service);
+  plat::CloseServiceHandle(manager);
+  if (code != 0 && code != plat::ERROR_SERVICE_EXISTS) {
+    *error = code;
+    return false;
+  }
+  return true;
+}
+
+// The platform INF decorations are chosen for.
+InfPlatform ThisPlatform() {
+  const sim::Profile& profile = sim::GetProfile();
+  InfPlatform platform;
+  platform.amd64 = profile.amd64;
+  platform.major = profile.majorVersion;
+  platform.minor = profile.minorVersion;
+  return platform;
+}
+
+// The lowest free driver key number under the class key ("{GUID}\\0003").
+std::string NewDriverKey(const GUID& classGuid) {
+  const std::string guidText = GuidText(classGuid);
+  for (int n = 0; n < 10000; ++n) {
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, "%04d", n);
+    std::string candidate = guidText + "\\" + suffix;
+    if (!RegKeyPresent(plat::HKEY_LOCAL_MACHINE, kClassKey + candidate)) return candidate;
+  }
+  return {};
+}
+
+// Copies the files of the install section from the INF's directory.
+bool CopyDriverFiles(const Inf& inf, const std::string& installSection, const std::string& infPath,
+                     DWORD* error) {
+  const std::string infDir = infPath.substr(0, infPath.find_last_of("\\/") + 1);
+  for (const InfCopy& copy : CopyFiles(inf, installSection, WindowsDirectory(), ThisPlatform())) {
+    std::string source =
+        infDir + (copy.sourceDir.empty() ? "" : copy.sourceDir + "\\") + copy.source;
+    Resolved from = Resolve(source.c_str());
+    Resolved to = Resolve(copy.destination.c_str());
+    std::string content;
+    if (from.error != 0 || !from.exists || from.isDirectory || !ReadWhole(from.host, &content)) {
+      *error = plat::ERROR_FILE_NOT_FOUND;
+      return false;
+    }
+    if (to.error != 0 || !to.parentExists || to.isDirectory || !WriteWhole(to.host, content)) {
+      *error = to.error != 0 ? to.error : plat::ERROR_PATH_NOT_FOUND;
+      return false;
+    }
+  }
   return true;
 }
 
@@ -890,63 +875,68 @@ BOOL PLAT_WINAPI UpdateDriver(HWND, LPCSTR hardwareId, LPCSTR infPath, DWORD fla
   if (rebootRequired) *rebootRequired = plat::FALSE;
   DWORD code = 0;
   if (Inject(Op::UpdateDriverForPlugAndPlayDevices, &code)) return Fail(code, plat::FALSE);
+  if (RefusedInWow64(&code)) return Fail(code, plat::FALSE);
   if (hardwareId == nullptr || *hardwareId == '\0' || infPath == nullptr) {
     return Fail(plat::ERROR_INVALID_PARAMETER, plat::FALSE);
   }
   if (flags & ~0x7u) return Fail(kErrorInvalidFlags, plat::FALSE);
-  Inf inf;
-  if (!ReadInf(infPath, &inf, &code)) return Fail(code, plat::FALSE);
-  std::vector<DWORD> targets;
-  for (const DeviceRecord& d : theDevices) {
-    if (d.info.present && HasId(d.info, hardwareId)) targets.push_back(d.devInst);
+  std::optional<Inf> inf = ReadInf(infPath, &code);
+  if (!inf) return Fail(code, plat::FALSE);
+  std::vector<sim::Device> targets;
+  for (const std::string& id : InstanceIds()) {
+    std::optional<sim::Device> d = ReadDevice(id);
+    if (d && d->present && (HasId(*d, hardwareId) || HasCompatibleId(*d, hardwareId))) {
+      targets.push_back(*d);
+    }
   }
   if (targets.empty()) return Fail(plat::ERROR_NO_SUCH_DEVINST, plat::FALSE);
+  // An INF without a model for the id has no driver to offer.
+  const InfPlatform platform = ThisPlatform();
+  std::optional<InfModel> model = FindModel(*inf, hardwareId, platform);
+  if (!model) return Fail(plat::ERROR_NO_MORE_ITEMS, plat::FALSE);
+  std::string className;
+  GUID guid{};
+  if (!InfClass(*inf, &className, &guid, &code)) return Fail(code, plat::FALSE);
+  LearnClassName(guid, className);
+  if (className.empty()) className = ClassNameOf(guid);
+  if (!CopyDriverFiles(*inf, model->decorated, infPath, &code)) return Fail(code, plat::FALSE);
   std::string oemName;
   if (!CopyOemInf(infPath, 0, &oemName, &code)) return Fail(code, plat::FALSE);
 
-  std::string className;
-  GUID guid{};
-  bool hasClass = InfClass(inf, &className, &guid, &code);
-  std::string install, description;
-  if (!FindModel(inf, hardwareId, &install, &description)) description = hardwareId;
+  // Services through the service control manager, as the INF's AddService asks.
   std::string service;
-  for (const InfService& s : InstallServices(inf, install)) {
-    if (!EnsureService(s.name, s.type, s.start, s.errorControl, s.binary, s.group)) continue;
+  for (const InfService& s : InstallServices(*inf, model->decorated, WindowsDirectory())) {
+    if (!AddInfService(s, &code)) return Fail(code, plat::FALSE);
     if (service.empty() || (s.flags & kSpsvcinstAssocService)) service = s.name;
   }
-  for (DWORD devInst : targets) {
-    DeviceRecord* d = DeviceByInst(devInst);
-    if (hasClass) {
-      d->info.classGuid = guid;
-      d->info.className = className.empty() ? ClassNameOf(guid) : className;
+  const InfVersion version = ReadVersion(*inf, platform);
+  for (sim::Device& d : targets) {
+    // A device moving to another class gets a new driver key there.
+    if (!d.driverKey.empty() && !SameGuid(d.classGuid, guid)) {
+      RegDeleteTree(plat::HKEY_LOCAL_MACHINE, kClassKey + d.driverKey);
+      d.driverKey.clear();
     }
-    std::string guidText = GuidText(d->info.classGuid);
-    if (d->info.driverKey.empty()) {
-      for (int n = 0; n < 10000; ++n) {
-        char suffix[16];
-        std::snprintf(suffix, sizeof suffix, "%04d", n);
-        std::string candidate = guidText + "\\" + suffix;
-        bool used = std::any_of(theDevices.begin(), theDevices.end(), [&](const DeviceRecord& o) {
-          return EqualNoCase(o.info.driverKey, candidate);
-        });
-        if (!used && !RegKeyExists(kClassKey + candidate)) {
-          d->info.driverKey = candidate;
-          break;
-        }
-      }
-    }
-    std::string key = kClassKey + d->info.driverKey;
-    RegWriteString(plat::HKEY_LOCAL_MACHINE, kClassKey + guidText, "Class", d->info.className);
-    RegWriteString(plat::HKEY_LOCAL_MACHINE, key, "InfPath", oemName);
-    RegWriteString(plat::HKEY_LOCAL_MACHINE, key, "InfSection", install);
-    RegWriteString(plat::HKEY_LOCAL_MACHINE, key, "DriverDesc", description);
-    RegWriteString(plat::HKEY_LOCAL_MACHINE, key, "MatchingDeviceId", Lower(hardwareId));
-    d->info.service = service;
-    d->info.infName = oemName;
-    Event("[device] driver: " + d->info.instanceId + " <- " + oemName + " (service " +
+    d.classGuid = guid;
+    d.className = className;
+    if (d.driverKey.empty()) d.driverKey = NewDriverKey(guid);
+    const std::string key = kClassKey + d.driverKey;
+    const auto write = [&](const char* name, const std::string& value) {
+      WriteTextOrRemove(key, name, value);
+    };
+    write("InfPath", oemName);
+    write("InfSection", model->decorated);
+    write("ProviderName", version.provider);
+    write("DriverDate", version.driverDate);
+    write("DriverVersion", version.driverVersion);
+    write("DriverDesc", model->description);
+    write("MatchingDeviceId", model->matchingId);
+    d.service = service;
+    d.description = model->description;
+    WriteDevice(d);
+    Event("[device] driver: " + d.instanceId + " <- " + oemName + " (service " +
           (service.empty() ? std::string("none") : service) + ")");
     DWORD ignored = 0;
-    if (d->info.enabled && !service.empty()) StartServiceByName(service, &ignored);
+    if (d.enabled && !service.empty()) StartServiceByName(service, &ignored);
   }
   if (rebootRequired) {
     *rebootRequired = sim::GetProfile().driverUpdateNeedsReboot ? plat::TRUE : plat::FALSE;
@@ -997,12 +987,6 @@ bool Available(const char* name) {
   return false;
 }
 
-GUID GuidFromJson(const Json& node) {
-  GUID g{};
-  ParseGuid(node.get<std::string>(), &g);
-  return g;
-}
-
 }  // namespace
 
 plat::FARPROC DeviceEntryPoint(const std::string& library, const std::string& name) {
@@ -1013,45 +997,16 @@ plat::FARPROC DeviceEntryPoint(const std::string& library, const std::string& na
 }
 
 void LoadDevices(const Json& state) {
-  theDevices.clear();
-  theClassNames.clear();
-  theNextDevInst = 1;
-  for (const Json& node : state.value("devices", Json::array())) {
-    DeviceRecord d;
-    d.info.instanceId = node.value("instanceId", std::string());
-    if (d.info.instanceId.empty() || DeviceById(d.info.instanceId)) continue;
-    d.info.hardwareIds = node.value("hardwareIds", std::vector<std::string>());
-    d.info.className = node.value("className", std::string());
-    d.info.classGuid = GuidFromJson(node.value("classGuid", Json("")));
-    d.info.service = node.value("service", std::string());
-    d.info.driverKey = node.value("driverKey", std::string());
-    d.info.infName = node.value("infName", std::string());
-    d.info.enabled = node.value("enabled", true);
-    d.info.present = node.value("present", true);
-    d.devInst = theNextDevInst++;
-    theDevices.push_back(d);
-  }
-  for (auto& [guid, name] :
-       state.value("classNames", Json::object()).get<std::map<std::string, std::string>>()) {
-    theClassNames[guid] = name;
+  theDevInsts.clear();
+  theDevInstIds.clear();
+  theAbsent.clear();
+  for (const Json& id : state.value("absentDevices", Json::array())) {
+    if (id.is_string()) theAbsent.insert(Lower(id.get<std::string>()));
   }
 }
 
 void SaveDevices(Json& state) {
-  Json list = Json::array();
-  for (const DeviceRecord& d : theDevices) {
-    list.push_back({{"instanceId", d.info.instanceId},
-                    {"hardwareIds", d.info.hardwareIds},
-                    {"className", d.info.className},
-                    {"classGuid", GuidText(d.info.classGuid)},
-                    {"service", d.info.service},
-                    {"driverKey", d.info.driverKey},
-                    {"infName", d.info.infName},
-                    {"enabled", d.info.enabled},
-                    {"present", d.info.present}});
-  }
-  state["devices"] = list;
-  state["classNames"] = theClassNames;
+  state["absentDevices"] = theAbsent;
 }
 
 }  // namespace sim::detail
@@ -1061,19 +1016,20 @@ namespace sim {
 bool AddDevice(const Device& device) {
   using namespace detail;
   detail::M();
-  if (device.instanceId.empty() || DeviceById(device.instanceId)) return false;
-  DeviceRecord record;
-  record.info = device;
-  if (record.info.className.empty()) record.info.className = ClassNameOf(device.classGuid);
-  record.devInst = theNextDevInst++;
-  theDevices.push_back(record);
+  if (std::count(device.instanceId.begin(), device.instanceId.end(), '\\') != 2 ||
+      IdTaken(device.instanceId)) {
+    return false;
+  }
+  WriteDevice(device);
   return true;
 }
 
 std::vector<Device> Devices() {
   detail::M();
   std::vector<Device> list;
-  for (const auto& d : detail::theDevices) list.push_back(d.info);
+  for (const std::string& id : detail::InstanceIds()) {
+    if (std::optional<Device> d = detail::ReadDevice(id)) list.push_back(*d);
+  }
   return list;
 }
 

@@ -49,6 +49,7 @@ struct Settings {
   std::function<void(const std::string&)> eventSink;
   std::function<void(const char*, std::size_t)> stdoutSink;
   bool fastSleep = false;
+  bool wow64 = false;  // a 32-bit process on 64-bit Windows
   std::optional<plat::SYSTEMTIME> fixedTime;
   std::set<std::string> removedEntries;  // "library!name", lower case
   std::vector<Failure> failures;
@@ -151,6 +152,7 @@ bool LoadState(Machine& m, std::string* error) {
     pr.currentDirectory = p.value("currentDirectory", pr.currentDirectory);
     pr.driverUpdateNeedsReboot = p.value("driverUpdateNeedsReboot", pr.driverUpdateNeedsReboot);
     pr.deviceChangeNeedsReboot = p.value("deviceChangeNeedsReboot", pr.deviceChangeNeedsReboot);
+    pr.amd64 = p.value("amd64", pr.amd64);
     m.restartRequests = state.value("restartRequests", 0);
     m.restartPending = state.value("restartPending", false);
     const Json attributes = state.value("attributes", Json::object());
@@ -247,6 +249,10 @@ bool InjectFault(Op op) {
 }
 
 // ---- Handle table ---------------------------------------------------------------------
+
+std::size_t OpenHandleCount() {
+  return M().handles.size();
+}
 
 plat::HANDLE AddHandle(std::unique_ptr<Object> object) {
   Machine& m = M();
@@ -443,7 +449,8 @@ bool SaveState(std::string* error) {
                       {"systemDirectory", p.systemDirectory},
                       {"currentDirectory", p.currentDirectory},
                       {"driverUpdateNeedsReboot", p.driverUpdateNeedsReboot},
-                      {"deviceChangeNeedsReboot", p.deviceChangeNeedsReboot}};
+                      {"deviceChangeNeedsReboot", p.deviceChangeNeedsReboot},
+                      {"amd64", p.amd64}};
   state["restartRequests"] = m.restartRequests;
   state["restartPending"] = m.restartPending;
   SaveFiles(state);
@@ -541,6 +548,12 @@ void SetStdoutSink(std::function<void(const char*, std::size_t)> sink) {
 }
 void SetFastSleep(bool fast) {
   theSettings.fastSleep = fast;
+}
+void SetWow64Process(bool wow64) {
+  theSettings.wow64 = wow64;
+}
+bool Wow64Process() {
+  return theSettings.wow64;
 }
 void SetFixedTime(std::optional<plat::SYSTEMTIME> time) {
   theSettings.fixedTime = time;

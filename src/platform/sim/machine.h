@@ -59,6 +59,8 @@ struct Profile {
   bool driverUpdateNeedsReboot = false;
   // Device registrations and removals ask for a restart (DI_NEEDREBOOT).
   bool deviceChangeNeedsReboot = false;
+  // 64-bit Windows (x64): INF models decorated NTamd64 apply.
+  bool amd64 = false;
 };
 
 // Starts the machine on `stateDir` (created when missing; a fresh default
@@ -110,6 +112,10 @@ void SetStdoutSink(std::function<void(const char* text, std::size_t length)> sin
 void SetFastSleep(bool fast);
 // A fixed answer for GetSystemTime; none = the host clock in UTC.
 void SetFixedTime(std::optional<plat::SYSTEMTIME> time);
+// The library runs in a 32-bit process on 64-bit Windows (WOW64): the calls
+// that install or change devices fail with ERROR_IN_WOW64.
+void SetWow64Process(bool wow64);
+bool Wow64Process();
 // Hides one entry point of a simulated library ("SetupApi.dll", "newdev.dll")
 // from GetProcAddress and from the directly called functions.
 void RemoveEntryPoint(const std::string& library, const std::string& name);
@@ -250,10 +256,13 @@ struct Service {
 // Every service, ordered by name without regard to case.
 std::vector<Service> Services();
 
-// A device node of the device manager.
+// A device node of the device manager, as kept in the registry under
+// HKLM\SYSTEM\CurrentControlSet\Enum\<instance id>.
 struct Device {
   std::string instanceId;                // "ROOT\NET\0000"
   std::vector<std::string> hardwareIds;  // REG_MULTI_SZ texts
+  std::vector<std::string> compatibleIds;
+  std::string description;               // DeviceDesc
   std::string className;                 // "Net"
   plat::GUID classGuid{};
   std::string service;    // driver service, empty when no driver is installed

@@ -451,6 +451,61 @@ bool RegDeleteTree(HKEY root, const std::string& path) {
   return true;
 }
 
+// ---- Direct access for the other parts of the machine (no handles, no faults) ----
+
+bool RegWriteValue(HKEY root, const std::string& path, const std::string& name, DWORD type,
+                   const void* data, std::size_t size) {
+  KeyPtr key = PathKey(root, path, true);
+  if (!key) return false;
+  SetValue(key, name, type, static_cast<const BYTE*>(data), size);
+  return true;
+}
+
+bool RegReadValue(HKEY root, const std::string& path, const std::string& name, DWORD* type,
+                  std::vector<BYTE>* data) {
+  KeyPtr key = PathKey(root, path, false);
+  if (!key) return false;
+  const RegValue* value = FindValue(key, name.c_str());
+  if (!value) return false;
+  if (type) *type = value->type;
+  if (data) *data = value->data;
+  return true;
+}
+
+bool RegRemoveValue(HKEY root, const std::string& path, const std::string& name) {
+  KeyPtr key = PathKey(root, path, false);
+  if (!key) return false;
+  auto& values = key->values;
+  auto it = std::find_if(values.begin(), values.end(),
+                         [&](const RegValue& v) { return EqualNoCase(v.name, name); });
+  if (it == values.end()) return false;
+  values.erase(it);
+  return true;
+}
+
+bool RegKeyPresent(HKEY root, const std::string& path) {
+  return PathKey(root, path, false) != nullptr;
+}
+
+std::vector<std::string> RegSubkeys(HKEY root, const std::string& path) {
+  std::vector<std::string> names;
+  if (KeyPtr key = PathKey(root, path, false)) {
+    for (const KeyPtr& child : key->children) names.push_back(child->name);
+  }
+  return names;
+}
+
+void RegPruneEmpty(HKEY root, std::string path, const std::string& stop) {
+  while (path.size() > stop.size() && !EqualNoCase(path, stop)) {
+    KeyPtr key = PathKey(root, path, false);
+    if (!key || !key->children.empty() || !key->values.empty()) return;
+    if (!RegDeleteTree(root, path)) return;
+    std::size_t cut = path.find_last_of('\\');
+    if (cut == std::string::npos) return;
+    path.erase(cut);
+  }
+}
+
 }  // namespace sim::detail
 
 namespace sim {

@@ -68,6 +68,8 @@ T* Find(plat::HANDLE handle) {
 }
 // Destroys the object; false when the handle is unknown.
 bool RemoveHandle(plat::HANDLE handle);
+// How many objects are open (tests check that nothing is left open).
+std::size_t OpenHandleCount();
 
 // ---- Paths ------------------------------------------------------------------------
 struct Resolved {
@@ -140,6 +142,17 @@ std::optional<std::string> RegReadString(plat::HKEY root, const std::string& pat
                                          const std::string& name);
 std::optional<std::string> RegKeyName(plat::HKEY root, const std::string& path);
 std::vector<std::string> RegSubkeyNames(plat::HKEY root, const std::string& path);
+bool RegWriteValue(plat::HKEY root, const std::string& path, const std::string& name,
+                   plat::DWORD type, const void* data, std::size_t size);
+// Reads a value without a handle; false when the key or the value is missing.
+bool RegReadValue(plat::HKEY root, const std::string& path, const std::string& name,
+                  plat::DWORD* type, std::vector<plat::BYTE>* data);
+bool RegRemoveValue(plat::HKEY root, const std::string& path, const std::string& name);
+bool RegKeyPresent(plat::HKEY root, const std::string& path);
+std::vector<std::string> RegSubkeys(plat::HKEY root, const std::string& path);
+// Deletes `path` and then its parents while they hold neither values nor
+// subkeys, stopping at `stop` (which stays).
+void RegPruneEmpty(plat::HKEY root, std::string path, const std::string& stop);
 
 // Per-run settings and machine facts used by the system part.
 // The queued answer for a box with this caption and these buttons; answers

@@ -59,6 +59,7 @@
   X(ERROR_DEVINST_ALREADY_EXISTS)     \
   X(ERROR_NO_DRIVER_SELECTED)         \
   X(ERROR_NO_SUCH_DEVICE_INTERFACE)   \
+  X(ERROR_IN_WOW64)                   \
   X(GENERIC_READ)                     \
   X(GENERIC_WRITE)                    \
   X(FILE_SHARE_READ)                  \

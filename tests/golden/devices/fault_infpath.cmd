@@ -1,0 +1,1 @@
+--put data/vdev.inf=C:\pkg\vdev.inf --put data/vdev.sys=C:\pkg\vdev.sys --fail RegQueryValue:5

@@ -1,0 +1,1 @@
+--put data/vdev.inf=C:\pkg\vdev.inf --put data/vdev.sys=C:\pkg\vdev.sys --fail SetupDiCreateDeviceInfoList:8 --fail SetupDiCreateDeviceInfo:1450 --fail SetupDiSetDeviceRegistryProperty:5 --fail SetupDiCallClassInstaller:0xE0000219

@@ -1,0 +1,1 @@
+--fail OpenSCManager:5

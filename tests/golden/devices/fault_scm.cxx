@@ -1,0 +1,4 @@
+// deleteservice when the service control manager cannot be opened.
+num main() {
+  return deleteservice("vdev")
+}

@@ -1,0 +1,1 @@
+--put data/vdev.inf=C:\pkg\vdev.inf --put data/vdev.sys=C:\pkg\vdev.sys --fail SetupDiSetClassInstallParams:5 --fail SetupDiSetClassInstallParams:5 --fail SetupDiChangeState:0x1F

@@ -1,0 +1,1 @@
+--put data/vdev.inf=C:\pkg\vdev.inf --put data/vdev.sys=C:\pkg\vdev.sys --device USB\VID_1234&PID_5678\5&1A2B&0&1=USB\VID_1234&PID_5678

@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# The device built-ins on the real 64-bit DLL under Wine against setup-run on
+# the simulated machine: install, status, update, enable/disable of unknown
+# ids, removal and deleteservice, one operation per Action call. Wherever
+# Wine's SetupAPI and newdev follow Windows the results must be the same; the
+# update that matches no device is where Wine is looser (it answers success)
+# and is compared against the Windows result only on the simulator side.
+#   devices.sh SETUP_PACK SETUP_RUN WIN64_DIR WORK_DIR DATA_DIR GOLDEN_DATA
+# Exit 0 agree, 1 differ, 77 skipped (Wine, DLL or harness missing).
+set -u
+setup_pack=$(realpath -m "$1")
+setup_run=$(realpath -m "$2")
+win64_dir=$(realpath -m "$3")
+work=$(realpath -m "$4")
+data=$(realpath -m "$5")
+golden_data=$(realpath -m "$6")
+
+skip() {
+  echo "SKIPPED: $*"
+  exit 77
+}
+wine_bin=$(command -v wine || command -v wine64 || true)
+[ -n "$wine_bin" ] || skip "wine is not installed"
+[ -f "$win64_dir/Setup.dll" ] || skip "$win64_dir/Setup.dll has not been built"
+[ -f "$win64_dir/setup-host.exe" ] || skip "$win64_dir/setup-host.exe has not been built"
+
+export WINEPREFIX="$work/wineprefix"
+export WINEDEBUG=-all
+dir="$work/devices"
+rm -rf "$dir"
+mkdir -p "$dir" "$WINEPREFIX"
+cp "$golden_data/vdev.inf" "$golden_data/vdev.sys" "$dir/"
+commands=(/install /status /statusunknown /updatenothing /update /reboot /disableunknown
+          /enableunknown /delete /status /deleteservice)
+
+# Wine: the INF on its Z: drive.
+wine_inf="Z:$(printf '%s' "$dir/vdev.inf" | tr '/' '\\')"
+mkdir -p "$dir/wine"
+sed "s|@INF@|${wine_inf//\\/\\\\}|" "$data/wine_devices.cxx" >"$dir/wine/wine_devices.cxx"
+"$setup_pack" create "$dir/Setup.dll" --base "$win64_dir/Setup.dll" "$dir/wine/wine_devices.cxx" >/dev/null ||
+  { echo "setup-pack failed"; exit 1; }
+timeout 900 "$wine_bin" "$win64_dir/setup-host.exe" "Z:$(printf '%s' "$dir/Setup.dll" | tr '/' '\\')" \
+  "${commands[@]}" >"$dir/wine.out" 2>"$dir/wine.err"
+grep '^Action returned' "$dir/wine.err" | tr -d '\r' >"$dir/wine.results"
+
+# The simulator: the same script with the INF put on the machine.
+mkdir -p "$dir/sim"
+sed 's|@INF@|C:\\pkg\\vdev.inf|' "$data/wine_devices.cxx" >"$dir/sim/wine_devices.cxx"
+"$setup_run" --fixed-time --put "$dir/vdev.inf=C:\\pkg\\vdev.inf" --put "$dir/vdev.sys=C:\\pkg\\vdev.sys" \
+  "$dir/sim/wine_devices.cxx" "${commands[@]}" >"$dir/sim.out" 2>"$dir/sim.err"
+grep '^Action returned' "$dir/sim.err" >"$dir/sim.results"
+
+status=0
+# Line 4 is the update that matches no device: Windows and the simulator
+# answer ERROR_NO_SUCH_DEVINST, Wine answers success.
+[ "$(sed -n 4p "$dir/sim.results")" = "Action returned -536870389" ] ||
+  { echo "simulator: update without a device is not ERROR_NO_SUCH_DEVINST"; status=1; }
+[ "$(sed -n 4p "$dir/wine.results")" = "Action returned 1" ] ||
+  echo "note: Wine no longer reports success for an update without a device"
+if ! diff -u <(sed 4d "$dir/sim.results") <(sed 4d "$dir/wine.results"); then
+  echo "simulator and Wine differ (--- simulator, +++ Wine)"
+  status=1
+fi
+[ "$(wc -l <"$dir/sim.results")" -eq ${#commands[@]} ] || { echo "simulator results missing"; status=1; }
+exit $status
