@@ -26,7 +26,8 @@ if ! command -v "$LUA" >/dev/null 2>&1; then
 fi
 
 # name and size (fib's size grows the work exponentially, so it is not scaled).
-BENCHES=("fib 27" "loop $((1000000 * SCALE))" "strings $((500000 * SCALE))" "arrays $((1000 * SCALE))")
+BENCHES=("fib 27" "loop $((1000000 * SCALE))" "strings $((500000 * SCALE))" "arrays $((1000 * SCALE))"
+         "switch $((1000000 * SCALE))" "builtins $((1000000 * SCALE))")
 
 now() { date +%s%N; }
 

@@ -38,6 +38,21 @@ enum class NodeKind : std::int32_t {
 
 struct SyntaxNode;
 using NodePtr = std::unique_ptr<SyntaxNode>;
+struct FunctionEntry;
+struct BuiltinEntry;
+
+// Where the name of an IdT or Id_ArrayT node was found the last time the node
+// ran: the same lookup as FindValue, remembered for the function whose frame
+// was innermost. A frame of one function always holds the same names at the
+// same places (parameters, marker, locals), and the globals do not change
+// while a script runs, so the remembered place is the one the lookup would
+// find again as long as the innermost frame belongs to the same function.
+struct NameBinding {
+  const FunctionEntry* m_pFunction = nullptr;  // innermost frame's function; none at top level
+  std::int32_t m_nSlot = -1;       // place in the frame from its first parameter; -1: global
+  Variable* m_pGlobal = nullptr;   // the global found (m_nSlot -1); none: undefined
+  bool m_bValid = false;           // set by the first lookup
+};
 
 // One node. A node owns its children, its item list, its array initializer
 // and everything chained behind it through m_pNext.
@@ -59,6 +74,15 @@ struct SyntaxNode {
   ValueType m_nType = ValueType::None;  // static type of the expression
   std::optional<std::string> m_szText;    // name or literal text; none for ""
   std::optional<std::string> m_szFunName;  // name of the function a definition defines
+
+  // Run-time caches; none of them is visible to a script.
+  NameBinding m_Binding;  // IdT, Id_ArrayT: where the name lives
+  // CallT: the callee (FindFunction of m_szText); InLineFunT: the table row.
+  // The function table and the built-in table do not change during a run.
+  FunctionEntry* m_pCallee = nullptr;
+  const BuiltinEntry* m_pBuiltin = nullptr;
+  bool m_bCalleeKnown = false;  // m_pCallee / m_pBuiltin looked up
+  bool m_bNumKnown = false;     // NumT: m_nValue holds m_szText converted
 
   SyntaxNode() = default;
   // Releases the subtrees and the m_pNext chain without deep recursion.
