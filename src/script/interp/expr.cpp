@@ -26,9 +26,8 @@ bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, Variable& l, Variable
   return Eval(left, l) != 0 && Eval(right, r) != 0;
 }
 
-// Makes `value` a num holding `number`, as a fresh num value would be.
+// Makes the blank record `value` a num holding `number`.
 void SetNum(Variable& value, std::int32_t number) {
-  value.Clear();
   value.m_nType = ValueType::Num;
   value.m_nSize = 4;
   value.m_nNum = number;
@@ -132,11 +131,17 @@ constexpr BinaryRule kBinaryRules[] = {
     {TK_NE, nullptr, "'!=' operand can not match."},
 };
 
-const BinaryRule* FindBinaryRule(int op) {
-  for (const BinaryRule& rule : kBinaryRules) {
-    if (rule.op == op) return &rule;
+// The rules indexed by token code, so that an operator finds its rule at once.
+struct BinaryRuleIndex {
+  const BinaryRule* rules[TK_END + 1] = {};
+  constexpr BinaryRuleIndex() {
+    for (const BinaryRule& rule : kBinaryRules) rules[rule.op] = &rule;
   }
-  return nullptr;
+};
+constexpr BinaryRuleIndex kBinaryRuleIndex;
+
+const BinaryRule* FindBinaryRule(int op) {
+  return op >= 0 && op <= TK_END ? kBinaryRuleIndex.rules[op] : nullptr;
 }
 
 bool IsComparison(int op) {
@@ -167,7 +172,9 @@ bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
       l.m_nSize = static_cast<std::int32_t>(length + 1);
       return true;
     }
-    SetNum(l, CompareTexts(rule.op, l.m_szValue, r.m_szValue));
+    const std::int32_t truth = CompareTexts(rule.op, l.m_szValue, r.m_szValue);
+    l.Clear();  // L becomes a new num value
+    SetNum(l, truth);
     return true;
   }
   if (l.m_nType != ValueType::Num) return false;

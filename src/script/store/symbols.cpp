@@ -186,28 +186,20 @@ Variable* FindValue(const std::string& name) {
   return theVariables.Find(name);
 }
 
-Variable* FindValueBound(const std::string& name, NameBinding& binding) {
+Variable* BindValue(const std::string& name, NameBinding& binding) {
   const CallFrame* frame = TopFrame();
   std::int64_t first = 0;
   std::int64_t end = 0;
   if (!FrameWindow(frame, first, end)) {
-    // Top level: only the globals, which are fixed while the script runs.
-    if (!binding.m_bValid || binding.m_pFunction != nullptr) {
-      binding.m_pFunction = nullptr;
-      binding.m_nSlot = -1;
-      binding.m_pGlobal = theVariables.Find(name);
-      binding.m_bValid = true;
-    }
-    return binding.m_pGlobal;
+    // Top level (or no usable frame): the globals, fixed while a script runs.
+    Variable* global = theVariables.Find(name);
+    if (frame == nullptr) binding = NameBinding{nullptr, -1, global, true};
+    return global;
   }
   const FunctionEntry* function = frame->m_pFunction;
   // Only a whole frame has the layout that a remembered place relies on.
   const bool whole = theFrameBase - static_cast<std::int64_t>(function->m_Params.size()) >= 0 &&
                      end - first == static_cast<std::int64_t>(function->m_Locals.size()) + 1;
-  if (whole && binding.m_bValid && binding.m_pFunction == function) {
-    if (binding.m_nSlot < 0) return binding.m_pGlobal;
-    return theValueStack[static_cast<std::size_t>(first + binding.m_nSlot)].get();
-  }
   for (std::int64_t i = first; i < end; ++i) {
     Variable* value = theValueStack[static_cast<std::size_t>(i)].get();
     if (HasName(*value, name)) {

@@ -123,7 +123,9 @@ Variable* FindValue(const std::string& name);
 // FindValue for the name of an IdT or Id_ArrayT node: the first lookup under
 // a function's frame (or at top level) is remembered in `binding` and reused
 // while the innermost frame belongs to the same function.
-Variable* FindValueBound(const std::string& name, NameBinding& binding);
+inline Variable* FindValueBound(const std::string& name, NameBinding& binding);
+// The lookup behind FindValueBound when the binding does not hold.
+Variable* BindValue(const std::string& name, NameBinding& binding);
 void PushValue(VariablePtr value);
 VariablePtr PopValue();
 void PushFrame(std::unique_ptr<CallFrame> frame);
@@ -133,6 +135,27 @@ CallFrame* TopFrame();
 // reuse until the end of the run instead of being made for every call.
 void EnterFrame(FunctionEntry* function);
 [[nodiscard]] bool LeaveFrame();
+
+inline Variable* FindValueBound(const std::string& name, NameBinding& binding) {
+  if (binding.m_bValid) {
+    const FunctionEntry* function =
+        theCallFrames.empty() ? nullptr : theCallFrames.back()->m_pFunction;
+    if (binding.m_pFunction == function) {
+      if (function == nullptr) return binding.m_pGlobal;
+      // The remembered place holds while the frame is whole, as BindValue
+      // required; anything else takes the full lookup.
+      const auto size = static_cast<std::int64_t>(theValueStack.size());
+      const std::int64_t first =
+          theFrameBase - static_cast<std::int64_t>(function->m_Params.size());
+      if (theFrameBase < size && first >= 0 &&
+          first + static_cast<std::int64_t>(function->m_Locals.size()) + 1 <= size) {
+        if (binding.m_nSlot < 0) return binding.m_pGlobal;
+        return theValueStack[static_cast<std::size_t>(first + binding.m_nSlot)].get();
+      }
+    }
+  }
+  return BindValue(name, binding);
+}
 
 // ---- Include stack -------------------------------------------------------------------
 int PushInclude();
