@@ -19,8 +19,9 @@ num main() {
       case 4:
         sum -= 2
         break
-      default:
+      default: {
         sum += 1
+      }
     }
     sum = sum % 1000003
     i += 1
