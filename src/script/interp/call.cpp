@@ -71,20 +71,20 @@ int InLineTail(const char* name) {
 // The callee of a CallT node, looked up once: the function table does not
 // change while the script runs.
 FunctionEntry* Callee(SyntaxNode* node) {
-  if (!node->m_bCalleeKnown) {
-    node->m_pCallee = node->m_szText ? FindFunction(*node->m_szText) : nullptr;
-    node->m_bCalleeKnown = true;
+  if (!node->m_Cache.m_Call.m_bKnown) {
+    node->m_Cache.m_Call.m_pEntry = node->m_szText ? FindFunction(*node->m_szText) : nullptr;
+    node->m_Cache.m_Call.m_bKnown = true;
   }
-  return node->m_pCallee;
+  return node->m_Cache.m_Call.m_pEntry;
 }
 
 // The table row of an InLineFunT node, looked up once.
 const BuiltinEntry* BuiltinOf(SyntaxNode* node) {
-  if (!node->m_bCalleeKnown) {
-    node->m_pBuiltin = GetBuiltinEntry(NameOf(node));
-    node->m_bCalleeKnown = true;
+  if (!node->m_Cache.m_Builtin.m_bKnown) {
+    node->m_Cache.m_Builtin.m_pEntry = GetBuiltinEntry(NameOf(node));
+    node->m_Cache.m_Builtin.m_bKnown = true;
   }
-  return node->m_pBuiltin;
+  return node->m_Cache.m_Builtin.m_pEntry;
 }
 
 // The call steps with the callee already found.

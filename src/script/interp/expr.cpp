@@ -341,7 +341,7 @@ int Deliver(SyntaxNode* node, Variable& value) {
 
 // Finds the slot in the variable found for `nameText`.
 static int LocateIn(Variable* var, const std::string& nameText, SyntaxNode* items, ValueType type,
-             StorageSlot& slot) {
+                    StorageSlot& slot) {
   const std::string* name = &nameText;
   if (var == nullptr) return FailWith("Error in LocateStorage()");
 
@@ -409,7 +409,7 @@ int LocateStorage(const std::optional<std::string>& name, SyntaxNode* items, Val
 int LocateStorage(SyntaxNode* target, ValueType type, StorageSlot& slot) {
   slot = StorageSlot{};
   if (!target->m_szText) return FailWith("Error in LocateStorage()");
-  Variable* var = FindValueBound(*target->m_szText, target->m_Binding);
+  Variable* var = FindValueBound(*target->m_szText, target->m_Cache.m_Binding);
   return LocateIn(var, *target->m_szText, target->m_pItems.get(), type, slot);
 }
 
@@ -490,7 +490,8 @@ int AssignInitializingT(SyntaxNode* node) {
     return FailWith("Error in  AssignInitializingT()");
   }
   // The variable that the target's IdT named.
-  Variable* var = target->m_szText ? FindValueBound(*target->m_szText, target->m_Binding) : nullptr;
+  Variable* var =
+      target->m_szText ? FindValueBound(*target->m_szText, target->m_Cache.m_Binding) : nullptr;
   if (var == nullptr) return FailWith("Error in  AssignInitializingT()");
 
   if (var->m_nType == ValueType::Num && !var->m_pArray) {
@@ -549,7 +550,8 @@ void SetText(Variable& value, const std::optional<std::string>& text) {
 }
 
 int IdValue(SyntaxNode* node, Variable& value) {
-  Variable* var = node->m_szText ? FindValueBound(*node->m_szText, node->m_Binding) : nullptr;
+  Variable* var =
+      node->m_szText ? FindValueBound(*node->m_szText, node->m_Cache.m_Binding) : nullptr;
   if (var == nullptr) {
     ReportError("'%s' undefined.", TextOf(node->m_szText));
     return FailWith("Error in IdT()");

@@ -48,10 +48,27 @@ struct BuiltinEntry;
 // while a script runs, so the remembered place is the one the lookup would
 // find again as long as the innermost frame belongs to the same function.
 struct NameBinding {
-  const FunctionEntry* m_pFunction = nullptr;  // innermost frame's function; none at top level
-  std::int32_t m_nSlot = -1;       // place in the frame from its first parameter; -1: global
-  Variable* m_pGlobal = nullptr;   // the global found (m_nSlot -1); none: undefined
-  bool m_bValid = false;           // set by the first lookup
+  const FunctionEntry* m_pFunction;  // innermost frame's function; none at top level
+  Variable* m_pGlobal;               // the global found (m_nSlot -1); none: undefined
+  std::int32_t m_nSlot;              // place in the frame from its first parameter; -1: global
+  bool m_bValid;                     // set by the first lookup; all zero before
+};
+
+// What a node remembers from its first execution; which member is in use
+// follows from the node's kind. None of it is visible to a script.
+union RunCache {
+  NameBinding m_Binding;  // IdT, Id_ArrayT: where the name lives
+  // CallT: the callee (FindFunction of m_szText); the function table does not
+  // change during a run.
+  struct {
+    FunctionEntry* m_pEntry;
+    bool m_bKnown;
+  } m_Call;
+  // InLineFunT: the built-in table's row.
+  struct {
+    const BuiltinEntry* m_pEntry;
+    bool m_bKnown;
+  } m_Builtin;
 };
 
 // One node. A node owns its children, its item list, its array initializer
@@ -63,7 +80,7 @@ struct SyntaxNode {
   NodePtr m_pChild0;
   NodePtr m_pChild1;
   NodePtr m_pChild2;
-  NodePtr m_pItems;                    // first node of the item list
+  NodePtr m_pItems;                      // first node of the item list
   std::unique_ptr<ArrayStore> m_pArray;  // element values of an array initializer
   ValueType m_nElemType = ValueType::None;
   NodeKind m_nKind = NodeKind::ItemT;
@@ -71,18 +88,11 @@ struct SyntaxNode {
   std::int32_t m_nLine = 0;   // the lexer's line count when the node was made
   std::int32_t m_nOp = 0;     // operator token code of an OpT
   ValueType m_nConstType = ValueType::None;
-  ValueType m_nType = ValueType::None;  // static type of the expression
-  std::optional<std::string> m_szText;    // name or literal text; none for ""
-  std::optional<std::string> m_szFunName;  // name of the function a definition defines
-
-  // Run-time caches; none of them is visible to a script.
-  NameBinding m_Binding;  // IdT, Id_ArrayT: where the name lives
-  // CallT: the callee (FindFunction of m_szText); InLineFunT: the table row.
-  // The function table and the built-in table do not change during a run.
-  FunctionEntry* m_pCallee = nullptr;
-  const BuiltinEntry* m_pBuiltin = nullptr;
-  bool m_bCalleeKnown = false;  // m_pCallee / m_pBuiltin looked up
-  bool m_bNumKnown = false;     // NumT: m_nValue holds m_szText converted
+  ValueType m_nType = ValueType::None;       // static type of the expression
+  bool m_bNumKnown = false;                  // NumT: m_nValue holds m_szText converted
+  std::optional<std::string> m_szText;       // name or literal text; none for ""
+  std::unique_ptr<std::string> m_szFunName;  // name of the function a definition defines
+  RunCache m_Cache{};                        // filled by the node's first execution
 
   SyntaxNode() = default;
   // Releases the subtrees and the m_pNext chain without deep recursion.

@@ -125,7 +125,7 @@ int ContinueT(SyntaxNode*) {
 int ReturnT(SyntaxNode* node) {
   // The frame's entry is the one FindFunction gives for the frame's name.
   CallFrame* frame = TopFrame();
-  FunctionEntry* function = frame == nullptr              ? nullptr
+  FunctionEntry* function = frame == nullptr                ? nullptr
                             : frame->m_pFunction != nullptr ? frame->m_pFunction
                                                             : FindFunction(frame->m_szFunName);
   if (function == nullptr) return FailWith("Error in ReturnT()");

@@ -193,7 +193,7 @@ Variable* BindValue(const std::string& name, NameBinding& binding) {
   if (!FrameWindow(frame, first, end)) {
     // Top level (or no usable frame): the globals, fixed while a script runs.
     Variable* global = theVariables.Find(name);
-    if (frame == nullptr) binding = NameBinding{nullptr, -1, global, true};
+    if (frame == nullptr) binding = NameBinding{nullptr, global, -1, true};
     return global;
   }
   const FunctionEntry* function = frame->m_pFunction;
@@ -203,12 +203,13 @@ Variable* BindValue(const std::string& name, NameBinding& binding) {
   for (std::int64_t i = first; i < end; ++i) {
     Variable* value = theValueStack[static_cast<std::size_t>(i)].get();
     if (HasName(*value, name)) {
-      if (whole) binding = NameBinding{function, static_cast<std::int32_t>(i - first), nullptr, true};
+      if (whole)
+        binding = NameBinding{function, nullptr, static_cast<std::int32_t>(i - first), true};
       return value;
     }
   }
   Variable* global = theVariables.Find(name);
-  if (whole) binding = NameBinding{function, -1, global, true};
+  if (whole) binding = NameBinding{function, global, -1, true};
   return global;
 }
 

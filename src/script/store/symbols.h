@@ -22,7 +22,7 @@ namespace setup {
 // One parameter of a script function, a built-in or a macro.
 struct ParamEntry {
   ValueType m_nType = ValueType::None;  // 0 for macro parameters
-  std::string m_szName;                  // empty for built-ins
+  std::string m_szName;                 // empty for built-ins
 };
 
 struct FunctionEntry {
@@ -91,13 +91,13 @@ class NamedList {
 };
 
 // ---- The tables -------------------------------------------------------------
-extern NamedList<Variable, VariablePtr> theVariables;       // global variables
-extern NamedList<FunctionEntry> theFunctions;   // declared and defined functions
-extern NamedList<MacroEntry> theMacros;         // macros, in definition order
-extern std::vector<NodePtr> theStatements;      // statements outside functions, run before main
+extern NamedList<Variable, VariablePtr> theVariables;  // global variables
+extern NamedList<FunctionEntry> theFunctions;          // declared and defined functions
+extern NamedList<MacroEntry> theMacros;                // macros, in definition order
+extern std::vector<NodePtr> theStatements;  // statements outside functions, run before main
 extern std::vector<std::unique_ptr<CallFrame>> theCallFrames;  // innermost last
-extern std::vector<VariablePtr> theValueStack;  // bottom first; the top is back()
-extern std::int64_t theFrameBase;               // index of the innermost frame marker, -1 for none
+extern std::vector<VariablePtr> theValueStack;                 // bottom first; the top is back()
+extern std::int64_t theFrameBase;  // index of the innermost frame marker, -1 for none
 extern std::vector<std::unique_ptr<IncludeFrame>> theIncludes;  // outermost first
 
 // ---- Compile-time lookups ------------------------------------------------------
