@@ -5,12 +5,8 @@
 
 #include <string>
 
-#include "entry/action.h"
-#include "entry/global.h"
 #include "platform/sim/machine.h"
-#include "platform/textfile.h"
-#include "script/front/lexer.h"
-#include "script/store/symbols.h"
+#include "script/front/compile.h"
 
 namespace {
 
@@ -54,16 +50,10 @@ void BM_CompileScript(benchmark::State& state) {
   }
   double heldBytes = 0;  // heap the compiled program holds (tables and trees)
   for (auto _ : state) {
-    setup::Global& g = setup::theGlobal;
-    g.m_pSourceFile = plat::TextFile::Open(path, "r");
-    setup::front::ResetReader();
+    setup::CompileSession session(path);
     const std::size_t before = mallinfo2().uordblks;
-    const int compiled = setup::CompileScript();
+    if (session.Compile() != 1) state.SkipWithError("the script did not compile");
     heldBytes = static_cast<double>(mallinfo2().uordblks) - static_cast<double>(before);
-    if (compiled != 1 || g.ErrorFlag) state.SkipWithError("the script did not compile");
-    setup::FreeAll();
-    if (g.m_pSourceFile) g.m_pSourceFile->Close();
-    setup::ResetGlobal(g);
   }
   state.SetComplexityN(lines);
   // Memory per source line and per source byte that the compiled program

@@ -147,8 +147,7 @@ TEST_F(BindingTest, PooledRecordsComeBackBlankAndGoAtTheEndOfTheRun) {
 
   // A borrowed array goes back to its owner, not to the heap.
   ArrayStore owned;
-  again->m_pArray.reset(&owned);
-  again->m_bBorrowedArray = true;
+  again->m_pArray = BorrowArray(&owned);
   again.reset();
 
   FreeAll();

@@ -1,10 +1,11 @@
 // Expression evaluators: operators, assignments, names, array elements,
 // literals, constants and array initializers.
+#include <cassert>
 #include <cstdint>
 #include <string>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/front/lexer.h"
 #include "script/interp/eval.h"
 #include "script/store/symbols.h"
@@ -679,8 +680,7 @@ int ArrayContentT(SyntaxNode* node) {
     value->m_nType = node->m_nElemType;
   }
   if (node->m_pArray) {
-    value->m_pArray.reset(node->m_pArray.get());
-    value->m_bBorrowedArray = true;
+    value->m_pArray = BorrowArray(node->m_pArray.get());
   }
   PushValue(std::move(value));
   return 1;

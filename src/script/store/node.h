@@ -105,7 +105,21 @@ struct SyntaxNode {
 NodePtr NewNode(NodeKind kind);
 // Frees the node in the holder (and its chain) and clears the holder.
 void FreeNode(NodePtr& holder);
-// Appends `item` to the item list headed by `head`, linking both ways.
+// Builds a list chained through m_pNext in O(1) per node: it remembers the
+// last node. Nodes are linked both ways (m_pPrev); an appended node may bring
+// its own m_pNext chain, which stays behind it.
+class NodeAppender {
+ public:
+  // Appends behind the list that `head` holds now (walked once).
+  explicit NodeAppender(NodePtr& head);
+  void Append(NodePtr list);
+
+ private:
+  NodePtr* m_pHead;
+  SyntaxNode* m_pTail = nullptr;
+};
+// Appends `item` to the item list headed by `head` (walks the list; build
+// long lists with a NodeAppender).
 void AppendItem(NodePtr& head, NodePtr item);
 
 // Executes `node` and every node after it in its m_pNext chain, until a
