@@ -7,18 +7,24 @@
 #
 #   bench/run.sh            default sizes
 #   BENCH_SCALE=4 bench/run.sh   four times the work
+# Then compilation of the same generated 100k-line program (bench/gen_program.sh)
+# against `luac -p`, and the peak memory of compiling a 10 MB script.
+# The runner is the release preset's (the flags of the DLL builds); set
+# SETUP_RUN to time another build. Timings on a shared machine are noisy:
+# repeat, or compare instruction counts (valgrind --tool=callgrind).
 # The in-process Google Benchmark variant is build/host/setup_bench.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 SCALE=${BENCH_SCALE:-1}
-SETUP_RUN=${SETUP_RUN:-build/host/setup-run}
+SETUP_RUN=${SETUP_RUN:-build/release/setup-run}
 LUA=${LUA:-lua5.4}
+LUAC=${LUAC:-luac5.4}
 
 if [ ! -x "$SETUP_RUN" ]; then
   bash scripts/install-tools.sh host >/dev/null
-  cmake --preset host >/dev/null
-  cmake --build --preset host --target setup-run >/dev/null
+  cmake --preset release >/dev/null
+  cmake --build --preset release --target setup-run >/dev/null
 fi
 if ! command -v "$LUA" >/dev/null 2>&1; then
   echo "bench: $LUA is missing (apt-get install lua5.4)" >&2
@@ -26,7 +32,8 @@ if ! command -v "$LUA" >/dev/null 2>&1; then
 fi
 
 # name and size (fib's size grows the work exponentially, so it is not scaled).
-BENCHES=("fib 27" "loop $((1000000 * SCALE))" "strings $((500000 * SCALE))" "arrays $((1000 * SCALE))")
+BENCHES=("fib 27" "loop $((1000000 * SCALE))" "strings $((500000 * SCALE))" "arrays $((1000 * SCALE))"
+         "switch $((1000000 * SCALE))" "builtins $((1000000 * SCALE))")
 
 now() { date +%s%N; }
 
@@ -53,3 +60,27 @@ for entry in "${BENCHES[@]}"; do
   awk -v n="$name" -v z="$size" -v s="$script" -v l="$lua" -v c="$check" 'BEGIN {
     printf "%-10s %10d %12.1f %12.1f %9.1fx %8s\n", n, z, s / 1e6, l / 1e6, (l > 0 ? s / l : 0), c }'
 done
+
+# Compilation: setup-run --check (minus its fixed cost) against luac -p.
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+lines=$((100000 * SCALE))
+bash bench/gen_program.sh cxx "$lines" >"$work/p.cxx"
+bash bench/gen_program.sh lua "$lines" >"$work/p.lua"
+printf 'num main() {\n  return 0\n}\n' >"$work/empty.cxx"
+elapsed() { local start end; start=$(now); "$@" >/dev/null 2>&1; end=$(now); echo $((end - start)); }
+base=$(elapsed "$SETUP_RUN" --check "$work/empty.cxx")
+ours=$(elapsed "$SETUP_RUN" --check "$work/p.cxx")
+ours=$(( ours > base ? ours - base : 0 ))
+luac=$(elapsed "$LUAC" -p "$work/p.lua")
+awk -v z="$lines" -v s="$ours" -v l="$luac" 'BEGIN {
+  printf "%-10s %10d %12.1f %12.1f %9.1fx %8s\n", "compile", z, s / 1e6, l / 1e6, (l > 0 ? s / l : 0), "luac -p" }'
+
+# Peak memory compiling a 10 MB script, as a multiple of its size.
+bash bench/gen_program.sh cxx $((450000 * SCALE)) >"$work/big.cxx"
+size=$(stat -c %s "$work/big.cxx")
+if command -v /usr/bin/time >/dev/null 2>&1; then
+  peak=$(/usr/bin/time -f %M "$SETUP_RUN" --check "$work/big.cxx" 2>&1 >/dev/null | tail -1)
+  awk -v b="$size" -v k="$peak" 'BEGIN {
+    printf "%-10s %10.1f MB source, %.1f MB peak: %.1fx the source\n", "memory", b / 1048576, k / 1024, k * 1024 / b }'
+fi

@@ -71,9 +71,18 @@ void BM_ScriptArrays(benchmark::State& state) {
   RunScript(state, "arrays");
 }
 
+void BM_ScriptSwitch(benchmark::State& state) {
+  RunScript(state, "switch");
+}
+void BM_ScriptBuiltins(benchmark::State& state) {
+  RunScript(state, "builtins");
+}
+
 BENCHMARK(BM_ScriptFib)->Arg(15)->Arg(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptLoop)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptStrings)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptArrays)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScriptSwitch)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScriptBuiltins)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include "builtins/table.h"
 
 #include <cstring>
+#include <string_view>
+#include <unordered_map>
 
 #include "base/global.h"
 #include "builtins/handlers.h"
@@ -111,13 +113,32 @@ void InitBuiltinTable(Global& global) {
   BuildParamLists(global);
 }
 
+namespace {
+
+// Name -> first row of that name, built on first use: the lexer looks every
+// identifier up here. Row names are fixed at construction.
+const std::unordered_map<std::string_view, int>& BuiltinIndex() {
+  static std::unordered_map<std::string_view, int> index;
+  static int rows = -1;
+  if (rows != theGlobal.m_nBuiltinCount) {
+    index.clear();
+    for (int i = 0; i < theGlobal.m_nBuiltinCount && i < kBuiltinCount; ++i) {
+      if (theGlobal.m_Builtins[i].szName != nullptr) {
+        index.emplace(theGlobal.m_Builtins[i].szName, i);
+      }
+    }
+    rows = theGlobal.m_nBuiltinCount;
+  }
+  return index;
+}
+
+}  // namespace
+
 BuiltinEntry* GetBuiltinEntry(const char* name) {
   if (name == nullptr) return nullptr;
-  for (int i = 0; i < theGlobal.m_nBuiltinCount && i < kBuiltinCount; ++i) {
-    BuiltinEntry& entry = theGlobal.m_Builtins[i];
-    if (entry.szName != nullptr && std::strcmp(entry.szName, name) == 0) return &entry;
-  }
-  return nullptr;
+  const auto& index = BuiltinIndex();
+  const auto found = index.find(name);
+  return found == index.end() ? nullptr : &theGlobal.m_Builtins[found->second];
 }
 
 // ---- Argument convention ---------------------------------------------------------------

@@ -1,6 +1,8 @@
 #include "script/front/keywords.h"
 
 #include <cstring>
+#include <string_view>
+#include <unordered_map>
 
 #include "base/global.h"
 #include "script/front/lexer.h"
@@ -84,13 +86,33 @@ void InitKeywordTable(Global& global) {
   }
 }
 
+namespace {
+
+// Name -> first row of that name, so that the lexer does not compare every
+// identifier with all 43 rows. Built on first use; the rows' names are fixed
+// at construction (only the directory constants' values change later).
+const std::unordered_map<std::string_view, int>& KeywordIndex() {
+  static std::unordered_map<std::string_view, int> index;
+  static int rows = -1;
+  if (rows != theGlobal.m_nKeywordCount) {
+    index.clear();
+    for (int i = 0; i < theGlobal.m_nKeywordCount && i < kKeywordCount; ++i) {
+      if (theGlobal.m_Keywords[i].szName != nullptr) {
+        index.emplace(theGlobal.m_Keywords[i].szName, i);
+      }
+    }
+    rows = theGlobal.m_nKeywordCount;
+  }
+  return index;
+}
+
+}  // namespace
+
 std::int32_t FindKeyword(const char* name) {
   if (name == nullptr) return TK_IDENT;
-  for (int i = 0; i < theGlobal.m_nKeywordCount; ++i) {
-    const KeywordEntry& entry = theGlobal.m_Keywords[i];
-    if (std::strcmp(entry.szName, name) == 0) return entry.nToken;
-  }
-  return TK_IDENT;
+  const auto& index = KeywordIndex();
+  const auto found = index.find(name);
+  return found == index.end() ? TK_IDENT : theGlobal.m_Keywords[found->second].nToken;
 }
 
 int GetConstValue(const char* name, std::optional<std::string>* text, std::int32_t* number,

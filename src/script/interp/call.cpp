@@ -66,14 +66,69 @@ int InLineTail(const char* name) {
   return FailWith("Error in InLineFunT()");
 }
 
-}  // namespace
-
 // ---- Script functions ------------------------------------------------------------------
+
+// The callee of a CallT node, looked up once: the function table does not
+// change while the script runs.
+FunctionEntry* Callee(SyntaxNode* node) {
+  if (!node->m_Cache.m_Call.m_bKnown) {
+    node->m_Cache.m_Call.m_pEntry = node->m_szText ? FindFunction(*node->m_szText) : nullptr;
+    node->m_Cache.m_Call.m_bKnown = true;
+  }
+  return node->m_Cache.m_Call.m_pEntry;
+}
+
+// The table row of an InLineFunT node, looked up once.
+const BuiltinEntry* BuiltinOf(SyntaxNode* node) {
+  if (!node->m_Cache.m_Builtin.m_bKnown) {
+    node->m_Cache.m_Builtin.m_pEntry = GetBuiltinEntry(NameOf(node));
+    node->m_Cache.m_Builtin.m_bKnown = true;
+  }
+  return node->m_Cache.m_Builtin.m_pEntry;
+}
+
+// The call steps with the callee already found.
+int BindArguments(SyntaxNode* node, FunctionEntry* function);
+int BuildFrame(FunctionEntry* function);
+int DropArguments(FunctionEntry* function);
+int PushArguments(SyntaxNode* node, const BuiltinEntry* entry);
+int PopArguments(const BuiltinEntry* entry);
+
+}  // namespace
 
 int _before_gen_callexfun(SyntaxNode* node) {
   FunctionEntry* function = node->m_szText ? FindFunction(*node->m_szText) : nullptr;
   if (function == nullptr) return FailWith("Error in _before_gen_callexfun()");
+  return BindArguments(node, function);
+}
 
+int EnterFunction(const std::string& name) {
+  FunctionEntry* function = FindFunction(name);
+  if (function == nullptr) return FailWith("Error in before ExternalFunT()");
+  return BuildFrame(function);
+}
+
+int _after_gen_callexfun(const std::string& name) {
+  FunctionEntry* function = FindFunction(name);
+  if (function == nullptr) return FailWith("Error in _after_gen_callexfun()");
+  return DropArguments(function);
+}
+
+int _before_gen_callinlinefun(SyntaxNode* node) {
+  const BuiltinEntry* entry = GetBuiltinEntry(NameOf(node));
+  if (entry == nullptr) return FailWith("Error in _before_gen_callinlinefun()");
+  return PushArguments(node, entry);
+}
+
+int _after_gen_callinlinefun(SyntaxNode* node) {
+  const BuiltinEntry* entry = GetBuiltinEntry(NameOf(node));
+  if (entry == nullptr) return FailWith("Error in _after_gen_callinlinefun()");
+  return PopArguments(entry);
+}
+
+namespace {
+
+int BindArguments(SyntaxNode* node, FunctionEntry* function) {
   const std::vector<ParamEntry>& params = function->m_Params;
   const auto count = static_cast<std::int64_t>(params.size());
   SyntaxNode* item = node->m_pItems.get();
@@ -94,8 +149,10 @@ int _before_gen_callexfun(SyntaxNode* node) {
         }
         continue;
       }
-      VariablePtr value = EvaluateOperand(item->m_pChild2.get());
-      if (!value) return FailWith("Error in _before_gen_callexfun()");
+      VariablePtr value = AllocVariable();
+      if (!Eval(item->m_pChild2.get(), *value)) {
+        return FailWith("Error in _before_gen_callexfun()");
+      }
       if (value->m_nType != param.m_nType) {
         ReportError("paramters %d of '%s' can not match '%s'.", static_cast<int>(k + 1),
                     function->m_szName.c_str(), TypeWord(value->m_nType));
@@ -114,18 +171,12 @@ int _before_gen_callexfun(SyntaxNode* node) {
     return FailWith("Error in _before_gen_callexfun()");
   }
 
-  auto frame = std::make_unique<CallFrame>();
-  frame->m_pFunction = function;
-  frame->m_szFunName = function->m_szName;
-  PushFrame(std::move(frame));
+  EnterFrame(function);
   theGlobal.m_bCallMain = 0;
   return 1;
 }
 
-int EnterFunction(const std::string& name) {
-  FunctionEntry* function = FindFunction(name);
-  if (function == nullptr) return FailWith("Error in before ExternalFunT()");
-
+int BuildFrame(FunctionEntry* function) {
   VariablePtr marker = NewNumValue();
   marker->m_nSavedFrameBase = theFrameBase;
   PushValue(std::move(marker));
@@ -139,6 +190,8 @@ int EnterFunction(const std::string& name) {
   }
   return 1;
 }
+
+}  // namespace
 
 int LeaveFunction() {
   if (theFrameBase < 0 || theFrameBase >= static_cast<std::int64_t>(theValueStack.size())) {
@@ -156,29 +209,31 @@ int LeaveFunction() {
   return 1;
 }
 
-int _after_gen_callexfun(const std::string& name) {
-  FunctionEntry* function = FindFunction(name);
-  if (function == nullptr) return FailWith("Error in _after_gen_callexfun()");
+namespace {
+
+int DropArguments(FunctionEntry* function) {
   const std::size_t count = function->m_Params.size();
   if (theValueStack.size() < count) return FailWith("Error in _after_gen_callexfun()");
   for (std::size_t i = 0; i < count; ++i) PopValue();
-  if (!PopFrame()) return FailWith("Error in _after_gen_callexfun()");
+  if (!LeaveFrame()) return FailWith("Error in _after_gen_callexfun()");
   return 1;
 }
 
+}  // namespace
+
 int CallT(SyntaxNode* node) {
   const char* name = NameOf(node);
-  FunctionEntry* function = node->m_szText ? FindFunction(*node->m_szText) : nullptr;
+  FunctionEntry* function = Callee(node);
   if (function == nullptr) return CallTail(name);
   if (!function->m_pDefinition) {
     ReportError("The function '%s' had not defined so far.", name);
     return CallTail(name);
   }
-  if (!_before_gen_callexfun(node)) {
+  if (!BindArguments(node, function)) {
     if (!RunAbandoned()) ReportError("_before_gen_callexfun() of '%s' failed.", name);
     return CallTail(name);
   }
-  if (!EnterFunction(function->m_szName)) return CallTail(name);
+  if (!BuildFrame(function)) return CallTail(name);
   SyntaxNode* body = function->m_pDefinition->m_pChild2.get();
   if (body == nullptr) {
     ReportError("illegal function define. see define of '%s'.", name);
@@ -194,7 +249,7 @@ int CallT(SyntaxNode* node) {
   VariablePtr result = theGlobal.m_bReturn ? PopValue() : DefaultResult(function->m_nRetType);
   if (!result) return CallTail(name);
   if (!LeaveFunction()) return CallTail(name);
-  if (!_after_gen_callexfun(function->m_szName)) {
+  if (!DropArguments(function)) {
     ReportError("_after_gen_callexfun() of '%s' failed.", name);
     return CallTail(name);
   }
@@ -205,14 +260,16 @@ int CallT(SyntaxNode* node) {
 
 // ---- Built-ins -------------------------------------------------------------------------
 
-int _before_gen_callinlinefun(SyntaxNode* node) {
-  const BuiltinEntry* entry = GetBuiltinEntry(NameOf(node));
-  if (entry == nullptr) return FailWith("Error in _before_gen_callinlinefun()");
+namespace {
+
+int PushArguments(SyntaxNode* node, const BuiltinEntry* entry) {
   int k = 0;
   SyntaxNode* item = node->m_pItems.get();
   for (; item != nullptr && k < entry->nParamCount; item = item->m_pNext.get(), ++k) {
-    VariablePtr value = EvaluateOperand(item->m_pChild2.get());
-    if (!value) return FailWith("Error in _before_gen_callinlinefun()");
+    VariablePtr value = AllocVariable();
+    if (!Eval(item->m_pChild2.get(), *value)) {
+      return FailWith("Error in _before_gen_callinlinefun()");
+    }
     if (value->m_nType != entry->pParams[k].m_nType) {
       ReportError("paramters %d of '%s' can not match '%s'.", k + 1, entry->szName,
                   TypeWord(value->m_nType));
@@ -228,9 +285,7 @@ int _before_gen_callinlinefun(SyntaxNode* node) {
   return 1;
 }
 
-int _after_gen_callinlinefun(SyntaxNode* node) {
-  const BuiltinEntry* entry = GetBuiltinEntry(NameOf(node));
-  if (entry == nullptr) return FailWith("Error in _after_gen_callinlinefun()");
+int PopArguments(const BuiltinEntry* entry) {
   if (theValueStack.size() < static_cast<std::size_t>(entry->nParamCount)) {
     return FailWith("Error in _after_gen_callinlinefun()");
   }
@@ -238,14 +293,16 @@ int _after_gen_callinlinefun(SyntaxNode* node) {
   return 1;
 }
 
+}  // namespace
+
 int InLineFunT(SyntaxNode* node) {
   const char* name = NameOf(node);
-  if (!_before_gen_callinlinefun(node)) {
+  const BuiltinEntry* entry = BuiltinOf(node);
+  if (entry == nullptr || !PushArguments(node, entry)) {
     if (!RunAbandoned()) ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);
   }
-  const BuiltinEntry* entry = GetBuiltinEntry(name);
-  if (entry == nullptr || entry->pfnHandler == nullptr) return InLineTail(name);
+  if (entry->pfnHandler == nullptr) return InLineTail(name);
 
   // A string built-in whose arguments fail the check leaves no text behind,
   // so its call gives the empty string rather than an earlier call's text.
@@ -253,7 +310,7 @@ int InLineFunT(SyntaxNode* node) {
   const std::int32_t r = entry->pfnHandler(node);
   if (r == 0) ReportError("[%s()] Return Value = %d", entry->szName, 0);
 
-  if (!_after_gen_callinlinefun(node)) {
+  if (!PopArguments(entry)) {
     ReportError("_after_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);
   }
@@ -261,8 +318,15 @@ int InLineFunT(SyntaxNode* node) {
   if (entry->nRetType == ValueType::Num) {
     value = MakeNum(r);
   } else if (entry->nRetType == ValueType::String) {
-    const Variable* text = theStringResult.get();
-    value = MakeString(text != nullptr ? text->m_szValue : std::nullopt);
+    // The handler's text moves into the call's value; the next string
+    // built-in starts from an empty result in any case.
+    value = NewStringValue(0);
+    Variable* text = theStringResult.get();
+    if (text != nullptr && text->m_szValue) {
+      value->m_nSize = static_cast<std::int32_t>(text->m_szValue->size() + 1);
+      value->m_szValue = std::move(text->m_szValue);
+      text->m_szValue.reset();
+    }
   } else {
     return InLineTail(name);
   }

@@ -22,6 +22,15 @@ namespace setup {
 [[nodiscard]] int ConstT(SyntaxNode* node);
 [[nodiscard]] int ArrayContentT(SyntaxNode* node);
 
+// The value-producing evaluators without the value stack: each leaves its
+// value in `value` (a blank record) instead of pushing it.
+[[nodiscard]] int OpValue(SyntaxNode* node, Variable& value);  // operators that fold
+[[nodiscard]] int IdValue(SyntaxNode* node, Variable& value);
+[[nodiscard]] int Id_ArrayValue(SyntaxNode* node, Variable& value);
+[[nodiscard]] int NumValue(SyntaxNode* node, Variable& value);
+[[nodiscard]] int StringValue(SyntaxNode* node, Variable& value);
+[[nodiscard]] int ConstValue(SyntaxNode* node, Variable& value);
+
 // ---- Statements -------------------------------------------------------------------
 [[nodiscard]] int IfT(SyntaxNode* node);
 [[nodiscard]] int WhileT(SyntaxNode* node);
@@ -47,11 +56,23 @@ struct StorageSlot {
 // the element addressed by the index items. 0 on failure (ErrorFlag set).
 [[nodiscard]] int LocateStorage(const std::optional<std::string>& name, SyntaxNode* items,
                                 ValueType type, StorageSlot& slot);
+// The same for the name and index items of an IdT or Id_ArrayT node, with the
+// node's remembered binding (FindValueBound).
+[[nodiscard]] int LocateStorage(SyntaxNode* target, ValueType type, StorageSlot& slot);
 
 // Runs an operand and takes the one value it left on the value stack. None
 // when the operand failed or did not leave exactly one value of its own, so
 // that no evaluator ever consumes a value that belongs to someone else.
 VariablePtr EvaluateOperand(SyntaxNode* node);
+// The same into a blank record `value`: operators, names, elements, literals
+// and constants with a consumer leave their value there directly (after the
+// same depth and step checks as Generate), other kinds run through Generate
+// and the value stack. 0 on failure.
+[[nodiscard]] int Eval(SyntaxNode* node, Variable& value);
+// Moves `value` into a pooled record on top of the value stack.
+void PushTaken(Variable& value);
+// Moves everything `from` holds into the blank record `to`.
+void TakeValue(Variable& to, Variable& from);
 
 // New temporaries.
 VariablePtr MakeNum(std::int32_t number);

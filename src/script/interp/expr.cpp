@@ -22,20 +22,16 @@ std::int32_t Wrap(std::int64_t value) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
 }
 
-// Runs both operands of a binary node, left first, and takes their values:
-// the right one is on top.
-bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, VariablePtr& l, VariablePtr& r) {
-  const std::size_t before = theValueStack.size();
-  // The parser gives every operand a parent, so each leaves exactly one value.
-  if (!Generate(left)) return false;
-  assert(theValueStack.size() == before + 1);
-  if (theValueStack.size() != before + 1) return false;
-  if (!Generate(right)) return false;
-  assert(theValueStack.size() == before + 2);
-  if (theValueStack.size() != before + 2) return false;
-  r = PopValue();
-  l = PopValue();
-  return l && r;
+// Runs both operands of a binary node, left first, and takes their values.
+bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, Variable& l, Variable& r) {
+  return Eval(left, l) != 0 && Eval(right, r) != 0;
+}
+
+// Makes the blank record `value` a num holding `number`.
+void SetNum(Variable& value, std::int32_t number) {
+  value.m_nType = ValueType::Num;
+  value.m_nSize = 4;
+  value.m_nNum = number;
 }
 
 // Quotient and remainder that stay defined for the smallest num by -1.
@@ -136,11 +132,17 @@ constexpr BinaryRule kBinaryRules[] = {
     {TK_NE, nullptr, "'!=' operand can not match."},
 };
 
-const BinaryRule* FindBinaryRule(int op) {
-  for (const BinaryRule& rule : kBinaryRules) {
-    if (rule.op == op) return &rule;
+// The rules indexed by token code, so that an operator finds its rule at once.
+struct BinaryRuleIndex {
+  const BinaryRule* rules[TK_END + 1] = {};
+  constexpr BinaryRuleIndex() {
+    for (const BinaryRule& rule : kBinaryRules) rules[rule.op] = &rule;
   }
-  return nullptr;
+};
+constexpr BinaryRuleIndex kBinaryRuleIndex;
+
+const BinaryRule* FindBinaryRule(int op) {
+  return op >= 0 && op <= TK_END ? kBinaryRuleIndex.rules[op] : nullptr;
 }
 
 bool IsComparison(int op) {
@@ -148,29 +150,37 @@ bool IsComparison(int op) {
 }
 
 // Applies a folding operator to L and R, leaving the result in L.
-bool ApplyBinary(const BinaryRule& rule, VariablePtr& l, const Variable& r) {
-  if (l->m_nType != r.m_nType) {
+bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
+  if (l.m_nType != r.m_nType) {
     ReportError(rule.mismatchMessage);
     return false;
   }
-  if (l->m_nType == ValueType::String) {
+  if (l.m_nType == ValueType::String) {
     if (rule.stringMessage != nullptr) {
       ReportError(rule.stringMessage);
       return false;
     }
     if (rule.op == TK_PLUS) {
-      std::string text;
-      if (!Concatenate(l->m_szValue, r.m_szValue, text)) return false;
-      l->m_nSize = static_cast<std::int32_t>(text.size() + 1);
-      l->m_szValue = std::move(text);
+      // L is a temporary: R's text is appended to it in place.
+      const std::size_t length =
+          (l.m_szValue ? l.m_szValue->size() : 0) + (r.m_szValue ? r.m_szValue->size() : 0);
+      if (length > kMaxTextLength) {
+        ReportError("string longer than %d bytes.", static_cast<int>(kMaxTextLength));
+        return false;
+      }
+      if (!l.m_szValue) l.m_szValue.emplace();
+      if (r.m_szValue) l.m_szValue->append(*r.m_szValue);
+      l.m_nSize = static_cast<std::int32_t>(length + 1);
       return true;
     }
-    l = MakeNum(CompareTexts(rule.op, l->m_szValue, r.m_szValue));
+    const std::int32_t truth = CompareTexts(rule.op, l.m_szValue, r.m_szValue);
+    l.Clear();  // L becomes a new num value
+    SetNum(l, truth);
     return true;
   }
-  if (l->m_nType != ValueType::Num) return false;
+  if (l.m_nType != ValueType::Num) return false;
 
-  const std::int32_t a = l->m_nNum;
+  const std::int32_t a = l.m_nNum;
   const std::int32_t b = r.m_nNum;
   std::int32_t result = 0;
   switch (rule.op) {
@@ -207,7 +217,7 @@ bool ApplyBinary(const BinaryRule& rule, VariablePtr& l, const Variable& r) {
       result = CompareNums(rule.op, a, b);
       break;
   }
-  l->m_nNum = result;
+  l.m_nNum = result;
   return true;
 }
 
@@ -258,7 +268,7 @@ bool ApplyCompound(SyntaxNode* node, Variable& l, const Variable& r) {
 
   SyntaxNode* target = node->m_pChild2.get();
   StorageSlot slot;
-  if (!LocateStorage(target->m_szText, target->m_pItems.get(), r.m_nType, slot)) return false;
+  if (!LocateStorage(target, r.m_nType, slot)) return false;
 
   if (r.m_nType == ValueType::String) {
     std::string text;
@@ -315,12 +325,14 @@ void Fold(SyntaxNode* node, const Variable& result) {
   } else {
     node->m_nKind = NodeKind::NumT;
     node->m_szText = std::to_string(result.m_nNum);
+    node->m_nValue = result.m_nNum;
+    node->m_bNumKnown = true;
   }
 }
 
 // Leaves `value` for the consumer when there is one.
-int Deliver(SyntaxNode* node, VariablePtr value) {
-  if (node->m_pParent != nullptr) PushValue(std::move(value));
+int Deliver(SyntaxNode* node, Variable& value) {
+  if (node->m_pParent != nullptr) PushTaken(value);
   return 1;
 }
 
@@ -328,11 +340,10 @@ int Deliver(SyntaxNode* node, VariablePtr value) {
 
 // ---- Storage ---------------------------------------------------------------------------
 
-int LocateStorage(const std::optional<std::string>& name, SyntaxNode* items, ValueType type,
-                  StorageSlot& slot) {
-  slot = StorageSlot{};
-  if (!name) return FailWith("Error in LocateStorage()");
-  Variable* var = FindValue(*name);
+// Finds the slot in the variable found for `nameText`.
+static int LocateIn(Variable* var, const std::string& nameText, SyntaxNode* items, ValueType type,
+                    StorageSlot& slot) {
+  const std::string* name = &nameText;
   if (var == nullptr) return FailWith("Error in LocateStorage()");
 
   if (!var->m_pArray) {
@@ -355,8 +366,9 @@ int LocateStorage(const std::optional<std::string>& name, SyntaxNode* items, Val
   SyntaxNode* item = items;
   for (std::size_t d = 0; d < store.m_Dims.size(); ++d, item = item->m_pNext.get()) {
     if (item == nullptr) return FailWith("calc dimension error.");
-    VariablePtr index = EvaluateOperand(item->m_pChild2.get());
-    if (!index) return FailWith("calc dimension error.");
+    Variable indexValue;
+    if (!Eval(item->m_pChild2.get(), indexValue)) return FailWith("calc dimension error.");
+    const Variable* index = &indexValue;
     const int dim = static_cast<int>(d);
     if (index->m_nType != ValueType::Num) {
       ReportError("dimension %d of '%s' must be '%s'.\n", dim, name->c_str(), "NUM");
@@ -388,26 +400,45 @@ int LocateStorage(const std::optional<std::string>& name, SyntaxNode* items, Val
   return FailWith("Error in LocateStorage()");  // no element storage of that type
 }
 
+int LocateStorage(const std::optional<std::string>& name, SyntaxNode* items, ValueType type,
+                  StorageSlot& slot) {
+  slot = StorageSlot{};
+  if (!name) return FailWith("Error in LocateStorage()");
+  return LocateIn(FindValue(*name), *name, items, type, slot);
+}
+
+int LocateStorage(SyntaxNode* target, ValueType type, StorageSlot& slot) {
+  slot = StorageSlot{};
+  if (!target->m_szText) return FailWith("Error in LocateStorage()");
+  Variable* var = FindValueBound(*target->m_szText, target->m_Cache.m_Binding);
+  return LocateIn(var, *target->m_szText, target->m_pItems.get(), type, slot);
+}
+
 // ---- Operators -----------------------------------------------------------------------
 
-int OpT(SyntaxNode* node) {
+int OpValue(SyntaxNode* node, Variable& l) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) {
     ReportError("Cannot get operand l_value or r_value");
     return FailWith("Error in OpT()");
   }
-  VariablePtr l;
-  VariablePtr r;
+  Variable r;
   if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in OpT()");
 
   if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
-    if (!ApplyBinary(*rule, l, *r)) return FailWith("Error in OpT()");
-    Fold(node, *l);
-  } else if (!ApplyCompound(node, *l, *r)) {
+    if (!ApplyBinary(*rule, l, r)) return FailWith("Error in OpT()");
+    Fold(node, l);
+  } else if (!ApplyCompound(node, l, r)) {
     return FailWith("Error in OpT()");
   }
-  return Deliver(node, std::move(l));
+  return 1;
+}
+
+int OpT(SyntaxNode* node) {
+  Variable value;
+  if (!OpValue(node, value)) return 0;
+  return Deliver(node, value);
 }
 
 // `=`: the consumer of an assignment, whatever it is, receives the assigned
@@ -416,29 +447,35 @@ int AssignT(SyntaxNode* node) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) return FailWith("Error in AssignT()");
-  VariablePtr l;
-  VariablePtr r;
+  Variable l;
+  Variable r;
   if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in AssignT()");
-  if (r->m_nType != l->m_nType) {
+  if (r.m_nType != l.m_nType) {
     ReportError("'=' operand cannot match.");
     return FailWith("Error in AssignT()");
   }
   StorageSlot slot;
-  if (!LocateStorage(left->m_szText, left->m_pItems.get(), r->m_nType, slot)) {
+  if (!LocateStorage(left, r.m_nType, slot)) {
     return FailWith("Error in AssignT()");
   }
-  if (r->m_nType == ValueType::Num) {
-    *slot.m_pNum = r->m_nNum;
+  if (r.m_nType == ValueType::Num) {
+    *slot.m_pNum = r.m_nNum;
   } else {
     Variable* var = slot.m_pVariable;
-    slot.m_pText->reset();
     var->m_nSize = 0;
-    if (r->m_szValue) {
-      *slot.m_pText = *r->m_szValue;
-      var->m_nSize = r->m_nSize;
+    if (r.m_szValue) {
+      // Without a consumer R is released right after, so its text moves.
+      if (node->m_pParent != nullptr) {
+        *slot.m_pText = *r.m_szValue;
+      } else {
+        *slot.m_pText = std::move(r.m_szValue);
+      }
+      var->m_nSize = r.m_nSize;
+    } else {
+      slot.m_pText->reset();
     }
   }
-  return Deliver(node, std::move(r));
+  return Deliver(node, r);
 }
 
 // A declaration's initializer; never leaves a value.
@@ -446,26 +483,28 @@ int AssignInitializingT(SyntaxNode* node) {
   SyntaxNode* target = node->m_pChild2.get();
   SyntaxNode* init = node->m_pChild0.get();
   if (target == nullptr || init == nullptr) return FailWith("Error in  AssignInitializingT()");
-  VariablePtr t;
-  VariablePtr s;
+  Variable t;
+  Variable s;
   if (!EvaluateOperands(target, init, t, s)) return FailWith("Error in  AssignInitializingT()");
-  if (s->m_nType != t->m_nType) {
+  if (s.m_nType != t.m_nType) {
     ReportError("'=' operand can not match.");
     return FailWith("Error in  AssignInitializingT()");
   }
-  Variable* var = t->m_szName ? FindValue(*t->m_szName) : nullptr;
+  // The variable that the target's IdT named.
+  Variable* var =
+      target->m_szText ? FindValueBound(*target->m_szText, target->m_Cache.m_Binding) : nullptr;
   if (var == nullptr) return FailWith("Error in  AssignInitializingT()");
 
   if (var->m_nType == ValueType::Num && !var->m_pArray) {
-    var->m_nNum = s->m_nNum;
+    var->m_nNum = s.m_nNum;
     return 1;
   }
   if (var->m_nType == ValueType::String && !var->m_pArray) {
     var->m_szValue.reset();
     var->m_nSize = 0;
-    if (s->m_nSize != 0 && s->m_szValue) {
-      var->m_szValue = *s->m_szValue;
-      var->m_nSize = static_cast<std::int32_t>(s->m_szValue->size() + 1);
+    if (s.m_nSize != 0 && s.m_szValue) {
+      var->m_szValue = *s.m_szValue;
+      var->m_nSize = static_cast<std::int32_t>(s.m_szValue->size() + 1);
     }
     return 1;
   }
@@ -474,13 +513,13 @@ int AssignInitializingT(SyntaxNode* node) {
   }
 
   // An array takes the initializer's elements position by position.
-  if (!s->m_pArray) {
+  if (!s.m_pArray) {
     ReportError(var->m_nType == ValueType::Num
                     ? "'initializing' : cannot convert from 'num' to 'num array'."
                     : "'initializing' : cannot convert from 'string' to 'string array'.");
     return FailWith("Error in  AssignInitializingT()");
   }
-  const ArrayStore& from = *s->m_pArray;
+  const ArrayStore& from = *s.m_pArray;
   ArrayStore& to = *var->m_pArray;
   if (from.ElementCount() == 0) return FailWith("Error in  AssignInitializingT()");
   if (var->m_nType == ValueType::Num) {
@@ -500,79 +539,122 @@ int AssignInitializingT(SyntaxNode* node) {
 
 // ---- Names and elements ----------------------------------------------------------------
 
-int IdT(SyntaxNode* node) {
-  Variable* var = node->m_szText ? FindValue(*node->m_szText) : nullptr;
+// Fills `value` as a fresh string value holding a copy of `text` (size =
+// length + 1), or no text.
+void SetText(Variable& value, const std::optional<std::string>& text) {
+  value.m_nType = ValueType::String;
+  value.m_nSize = 0;
+  if (text) {
+    value.m_szValue = *text;
+    value.m_nSize = static_cast<std::int32_t>(text->size() + 1);
+  }
+}
+
+int IdValue(SyntaxNode* node, Variable& value) {
+  Variable* var =
+      node->m_szText ? FindValueBound(*node->m_szText, node->m_Cache.m_Binding) : nullptr;
   if (var == nullptr) {
     ReportError("'%s' undefined.", TextOf(node->m_szText));
     return FailWith("Error in IdT()");
   }
-  VariablePtr value;
   if (var->m_nType == ValueType::String) {
-    value = NewStringValue(0);
+    value.m_nType = ValueType::String;
     if (var->m_nSize > 0 && var->m_szValue) {
-      value->m_szValue = var->m_szValue;
-      value->m_nSize = var->m_nSize;
+      value.m_szValue = var->m_szValue;
+      value.m_nSize = var->m_nSize;
     }
   } else if (var->m_nType == ValueType::Num) {
-    value = MakeNum(var->m_nNum);
+    SetNum(value, var->m_nNum);
   } else {
     return FailWith("Error in IdT()");
   }
-  value->m_szName = node->m_szText;
   if (node->m_pParent == nullptr) {
     ReportError("id:%s must be sub course", TextOf(node->m_szText));
     return FailWith("Error in IdT()");
   }
-  PushValue(std::move(value));
   return 1;
 }
 
-int Id_ArrayT(SyntaxNode* node) {
+int IdT(SyntaxNode* node) {
+  Variable value;
+  if (!IdValue(node, value)) return 0;
+  PushTaken(value);
+  return 1;
+}
+
+int Id_ArrayValue(SyntaxNode* node, Variable& value) {
   if (node->m_nType != ValueType::Num && node->m_nType != ValueType::String) {
     return FailWith("Error in Id_ArrayT()");
   }
   StorageSlot slot;
-  if (!LocateStorage(node->m_szText, node->m_pItems.get(), node->m_nType, slot)) {
+  if (!LocateStorage(node, node->m_nType, slot)) {
     return FailWith("Error in Id_ArrayT()");
   }
-  VariablePtr value =
-      node->m_nType == ValueType::Num ? MakeNum(*slot.m_pNum) : MakeString(*slot.m_pText);
-  value->m_szName = node->m_szText;
+  if (node->m_nType == ValueType::Num) {
+    SetNum(value, *slot.m_pNum);
+  } else {
+    SetText(value, *slot.m_pText);
+  }
   if (node->m_pParent == nullptr) {
     ReportError("id array:%s must be sub course", TextOf(node->m_szText));
     return FailWith("Error in Id_ArrayT()");
   }
-  PushValue(std::move(value));
+  return 1;
+}
+
+int Id_ArrayT(SyntaxNode* node) {
+  Variable value;
+  if (!Id_ArrayValue(node, value)) return 0;
+  PushTaken(value);
   return 1;
 }
 
 // ---- Literals and constants ------------------------------------------------------------
 
-int NumT(SyntaxNode* node) {
-  const std::int32_t number = TextToNum(TextOf(node->m_szText));
+// The literal's text is converted on the node's first execution only.
+int NumValue(SyntaxNode* node, Variable& value) {
+  if (!node->m_bNumKnown) {
+    node->m_nValue = TextToNum(TextOf(node->m_szText));
+    node->m_bNumKnown = true;
+  }
+  const std::int32_t number = node->m_nValue;
   if (node->m_pParent == nullptr) {
     ReportError("num:%d must be sub course", number);
     return FailWith("Error in NumT()");
   }
-  PushValue(MakeNum(number));
+  SetNum(value, number);
+  return 1;
+}
+
+int NumT(SyntaxNode* node) {
+  Variable value;
+  if (!NumValue(node, value)) return 0;
+  PushTaken(value);
+  return 1;
+}
+
+int StringValue(SyntaxNode* node, Variable& value) {
+  const bool hasText = node->m_szText && !node->m_szText->empty();
+  if (node->m_pParent == nullptr) {
+    ReportError("string:%s must be sub course", hasText ? node->m_szText->c_str() : "");
+  }
+  SetText(value, hasText ? node->m_szText : std::nullopt);
   return 1;
 }
 
 // A string literal always leaves its value, even as a statement of its own.
 int StringT(SyntaxNode* node) {
-  std::optional<std::string> text;
-  if (node->m_szText && !node->m_szText->empty()) text = node->m_szText;
-  if (node->m_pParent == nullptr) ReportError("string:%s must be sub course", TextOf(text));
-  PushValue(MakeString(text));
+  Variable value;
+  static_cast<void>(StringValue(node, value));
+  PushTaken(value);
   return 1;
 }
 
-int ConstT(SyntaxNode* node) {
-  VariablePtr value;
+int ConstValue(SyntaxNode* node, Variable& value) {
   if (node->m_nConstType == ValueType::String) {
-    value = MakeString(node->m_szText);
+    SetText(value, node->m_szText);
   } else if (node->m_nConstType == ValueType::Num) {
-    value = MakeNum(node->m_nValue);
+    SetNum(value, node->m_nValue);
   } else {
     return FailWith("Error in ConstT()");
   }
@@ -580,7 +662,13 @@ int ConstT(SyntaxNode* node) {
     ReportError("const must be sub course");
     return FailWith("Error in ConstT()");
   }
-  PushValue(std::move(value));
+  return 1;
+}
+
+int ConstT(SyntaxNode* node) {
+  Variable value;
+  if (!ConstValue(node, value)) return 0;
+  PushTaken(value);
   return 1;
 }
 

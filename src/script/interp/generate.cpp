@@ -72,22 +72,28 @@ bool TakeStep() {
   return true;
 }
 
+// The checks made before every node runs: room on the host stack and the
+// step budget. False (reported) when the run must stop.
+bool MayRun() {
+  if (!StackHasRoom()) {
+    // Deep recursion or a very deep expression: named after the function
+    // running when the host stack ran short.
+    const CallFrame* frame = TopFrame();
+    if (!theGlobal.m_bRunAbandoned) {
+      ReportError("call stack overflow in '%s'.",
+                  frame != nullptr ? frame->m_szFunName.c_str() : "(global)");
+    }
+    AbandonRun();
+    return false;
+  }
+  return TakeStep();
+}
+
 }  // namespace
 
 int Generate(SyntaxNode* node) {
   for (SyntaxNode* current = node; current != nullptr; current = current->m_pNext.get()) {
-    if (!StackHasRoom()) {
-      // Deep recursion or a very deep expression: named after the function
-      // running when the host stack ran short.
-      const CallFrame* frame = TopFrame();
-      if (!theGlobal.m_bRunAbandoned) {
-        ReportError("call stack overflow in '%s'.",
-                    frame != nullptr ? frame->m_szFunName.c_str() : "(global)");
-      }
-      AbandonRun();
-      return FailWith("Error in Generate()");
-    }
-    if (!TakeStep() || Dispatch(current) <= 0) return FailWith("Error in Generate()");
+    if (!MayRun() || Dispatch(current) <= 0) return FailWith("Error in Generate()");
 
     switch (current->m_nKind) {
       case NodeKind::BreakT:
@@ -125,6 +131,62 @@ void ResetRunLimits() {
   theGlobal.m_bRunAbandoned = 0;
   ResetArrayBudget();
   theGlobal.m_nSteps = 0;
+}
+
+int Eval(SyntaxNode* node, Variable& value) {
+  if (node == nullptr) return 0;
+  // Only a lone operand with a consumer: a chain or a value-less statement
+  // takes the general path with its checks.
+  if (node->m_pParent != nullptr && node->m_pNext == nullptr) {
+    int (*direct)(SyntaxNode*, Variable&) = nullptr;
+    switch (node->m_nKind) {
+      case NodeKind::OpT:
+        direct = OpValue;
+        break;
+      case NodeKind::IdT:
+        direct = IdValue;
+        break;
+      case NodeKind::Id_ArrayT:
+        direct = Id_ArrayValue;
+        break;
+      case NodeKind::NumT:
+        direct = NumValue;
+        break;
+      case NodeKind::StringT:
+        direct = StringValue;
+        break;
+      case NodeKind::ConstT:
+        direct = ConstValue;
+        break;
+      default:
+        break;
+    }
+    if (direct != nullptr) {
+      if (!MayRun() || !direct(node, value)) return FailWith("Error in Generate()");
+      return 1;
+    }
+  }
+  VariablePtr taken = EvaluateOperand(node);
+  if (!taken) return 0;
+  TakeValue(value, *taken);
+  return 1;
+}
+
+void TakeValue(Variable& to, Variable& from) {
+  to.m_nType = from.m_nType;
+  to.m_szName = std::move(from.m_szName);
+  to.m_szValue = std::move(from.m_szValue);
+  to.m_nNum = from.m_nNum;
+  to.m_nSize = from.m_nSize;
+  to.m_pArray = std::move(from.m_pArray);
+  to.m_nSavedFrameBase = from.m_nSavedFrameBase;
+  from.Clear();
+}
+
+void PushTaken(Variable& value) {
+  VariablePtr record = AllocVariable();
+  TakeValue(*record, value);
+  PushValue(std::move(record));
 }
 
 VariablePtr EvaluateOperand(SyntaxNode* node) {

@@ -11,13 +11,13 @@ namespace {
 // Evaluates a condition into `truth`. A string value (the one a string `+=`
 // gives) has no truth value and fails the statement.
 bool EvaluateCondition(SyntaxNode* condition, const char* statement, bool& truth) {
-  VariablePtr value = EvaluateOperand(condition);
-  if (!value) return false;
-  if (value->m_nType != ValueType::Num) {
+  Variable value;
+  if (!Eval(condition, value)) return false;
+  if (value.m_nType != ValueType::Num) {
     ReportError("condition of '%s' must be '%s'.", statement, "NUM");
     return false;
   }
-  truth = value->m_nNum != 0;
+  truth = value.m_nNum != 0;
   return true;
 }
 
@@ -73,8 +73,9 @@ int WhileT(SyntaxNode* node) {
 int SwitchT(SyntaxNode* node) {
   SyntaxNode* sections = node->m_pItems.get();
   if (sections == nullptr) return 1;
-  VariablePtr selector = EvaluateOperand(node->m_pChild2.get());
-  if (!selector) return FailWith("Error in SwitchT()");
+  Variable selectorValue;
+  if (!Eval(node->m_pChild2.get(), selectorValue)) return FailWith("Error in SwitchT()");
+  const Variable* selector = &selectorValue;
 
   bool running = false;
   SyntaxNode* fallback = nullptr;
@@ -122,16 +123,19 @@ int ContinueT(SyntaxNode*) {
 // Leaves the result on the value stack for CallT, checked against the
 // running function's declared type.
 int ReturnT(SyntaxNode* node) {
+  // The frame's entry is the one FindFunction gives for the frame's name.
   CallFrame* frame = TopFrame();
-  FunctionEntry* function = frame != nullptr ? FindFunction(frame->m_szFunName) : nullptr;
+  FunctionEntry* function = frame == nullptr                ? nullptr
+                            : frame->m_pFunction != nullptr ? frame->m_pFunction
+                                                            : FindFunction(frame->m_szFunName);
   if (function == nullptr) return FailWith("Error in ReturnT()");
   if (node->m_pChild2 == nullptr) {
     // Every return carries a result, so that CallT always finds one.
     PushValue(function->m_nRetType == ValueType::Num ? MakeNum(0) : NewStringValue(0));
     return 1;
   }
-  VariablePtr value = EvaluateOperand(node->m_pChild2.get());
-  if (!value) return FailWith("Error in ReturnT()");
+  VariablePtr value = AllocVariable();
+  if (!Eval(node->m_pChild2.get(), *value)) return FailWith("Error in ReturnT()");
   if (value->m_nType != function->m_nRetType) {
     ReportError("The current return type can not match the '%s'.", function->m_szName.c_str());
     ReportError("   see the declare of '%s'.", function->m_szName.c_str());

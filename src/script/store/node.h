@@ -38,6 +38,38 @@ enum class NodeKind : std::int32_t {
 
 struct SyntaxNode;
 using NodePtr = std::unique_ptr<SyntaxNode>;
+struct FunctionEntry;
+struct BuiltinEntry;
+
+// Where the name of an IdT or Id_ArrayT node was found the last time the node
+// ran: the same lookup as FindValue, remembered for the function whose frame
+// was innermost. A frame of one function always holds the same names at the
+// same places (parameters, marker, locals), and the globals do not change
+// while a script runs, so the remembered place is the one the lookup would
+// find again as long as the innermost frame belongs to the same function.
+struct NameBinding {
+  const FunctionEntry* m_pFunction;  // innermost frame's function; none at top level
+  Variable* m_pGlobal;               // the global found (m_nSlot -1); none: undefined
+  std::int32_t m_nSlot;              // place in the frame from its first parameter; -1: global
+  bool m_bValid;                     // set by the first lookup; all zero before
+};
+
+// What a node remembers from its first execution; which member is in use
+// follows from the node's kind. None of it is visible to a script.
+union RunCache {
+  NameBinding m_Binding;  // IdT, Id_ArrayT: where the name lives
+  // CallT: the callee (FindFunction of m_szText); the function table does not
+  // change during a run.
+  struct {
+    FunctionEntry* m_pEntry;
+    bool m_bKnown;
+  } m_Call;
+  // InLineFunT: the built-in table's row.
+  struct {
+    const BuiltinEntry* m_pEntry;
+    bool m_bKnown;
+  } m_Builtin;
+};
 
 // One node. A node owns its children, its item list, its array initializer
 // and everything chained behind it through m_pNext.
@@ -56,9 +88,11 @@ struct SyntaxNode {
   std::int32_t m_nLine = 0;   // the lexer's line count when the node was made
   std::int32_t m_nOp = 0;     // operator token code of an OpT
   ValueType m_nConstType = ValueType::None;
-  ValueType m_nType = ValueType::None;     // static type of the expression
-  std::optional<std::string> m_szText;     // name or literal text; none for ""
-  std::optional<std::string> m_szFunName;  // name of the function a definition defines
+  ValueType m_nType = ValueType::None;       // static type of the expression
+  bool m_bNumKnown = false;                  // NumT: m_nValue holds m_szText converted
+  std::optional<std::string> m_szText;       // name or literal text; none for ""
+  std::unique_ptr<std::string> m_szFunName;  // name of the function a definition defines
+  RunCache m_Cache{};                        // filled by the node's first execution
 
   SyntaxNode() = default;
   // Releases the subtrees and the m_pNext chain without deep recursion.

@@ -11,7 +11,7 @@
 
 namespace setup {
 
-NamedList<Variable> theVariables;
+NamedList<Variable, VariablePtr> theVariables;
 NamedList<FunctionEntry> theFunctions;
 NamedList<MacroEntry> theMacros;
 std::vector<NodePtr> theStatements;
@@ -22,6 +22,9 @@ std::int64_t theFrameBase = -1;
 std::vector<std::unique_ptr<IncludeFrame>> theIncludes;
 
 namespace {
+
+// Frame records of finished calls, reused by EnterFrame; emptied by FreeAll.
+std::vector<std::unique_ptr<CallFrame>> s_SpareFrames;
 
 bool HasName(const Variable& var, const std::string& name) {
   return var.m_szName && *var.m_szName == name;
@@ -151,23 +154,64 @@ void AddStatement(NodePtr node) {
 
 // ---- Run-time lookup and stacks --------------------------------------------------
 
-Variable* FindValue(const std::string& name) {
-  const CallFrame* frame = TopFrame();
+namespace {
+
+// The stack positions of the innermost frame that FindValue searches:
+// [first, end). False when there is no frame to search.
+bool FrameWindow(const CallFrame* frame, std::int64_t& first, std::int64_t& end) {
   const auto size = static_cast<std::int64_t>(theValueStack.size());
-  if (frame != nullptr && frame->m_pFunction != nullptr && theFrameBase >= 0 &&
-      theFrameBase < size) {
-    // The frame: parameters below the marker, the marker, then the locals.
-    const FunctionEntry& function = *frame->m_pFunction;
-    const auto params = static_cast<std::int64_t>(function.m_Params.size());
-    const auto locals = static_cast<std::int64_t>(function.m_Locals.size());
-    const std::int64_t first = std::max<std::int64_t>(theFrameBase - params, 0);
-    const std::int64_t end = std::min<std::int64_t>(first + locals + 1, size);
+  if (frame == nullptr || frame->m_pFunction == nullptr || theFrameBase < 0 ||
+      theFrameBase >= size) {
+    return false;
+  }
+  // The frame: parameters below the marker, the marker, then the locals.
+  const FunctionEntry& function = *frame->m_pFunction;
+  const auto params = static_cast<std::int64_t>(function.m_Params.size());
+  const auto locals = static_cast<std::int64_t>(function.m_Locals.size());
+  first = std::max<std::int64_t>(theFrameBase - params, 0);
+  end = std::min<std::int64_t>(first + locals + 1, size);
+  return true;
+}
+
+}  // namespace
+
+Variable* FindValue(const std::string& name) {
+  std::int64_t first = 0;
+  std::int64_t end = 0;
+  if (FrameWindow(TopFrame(), first, end)) {
     for (std::int64_t i = first; i < end; ++i) {
       Variable* value = theValueStack[static_cast<std::size_t>(i)].get();
       if (HasName(*value, name)) return value;
     }
   }
   return theVariables.Find(name);
+}
+
+Variable* BindValue(const std::string& name, NameBinding& binding) {
+  const CallFrame* frame = TopFrame();
+  std::int64_t first = 0;
+  std::int64_t end = 0;
+  if (!FrameWindow(frame, first, end)) {
+    // Top level (or no usable frame): the globals, fixed while a script runs.
+    Variable* global = theVariables.Find(name);
+    if (frame == nullptr) binding = NameBinding{nullptr, global, -1, true};
+    return global;
+  }
+  const FunctionEntry* function = frame->m_pFunction;
+  // Only a whole frame has the layout that a remembered place relies on.
+  const bool whole = theFrameBase - static_cast<std::int64_t>(function->m_Params.size()) >= 0 &&
+                     end - first == static_cast<std::int64_t>(function->m_Locals.size()) + 1;
+  for (std::int64_t i = first; i < end; ++i) {
+    Variable* value = theValueStack[static_cast<std::size_t>(i)].get();
+    if (HasName(*value, name)) {
+      if (whole)
+        binding = NameBinding{function, nullptr, static_cast<std::int32_t>(i - first), true};
+      return value;
+    }
+  }
+  Variable* global = theVariables.Find(name);
+  if (whole) binding = NameBinding{function, global, -1, true};
+  return global;
 }
 
 void PushValue(VariablePtr value) {
@@ -209,6 +253,26 @@ std::unique_ptr<CallFrame> PopFrame() {
 
 CallFrame* TopFrame() {
   return theCallFrames.empty() ? nullptr : theCallFrames.back().get();
+}
+
+void EnterFrame(FunctionEntry* function) {
+  std::unique_ptr<CallFrame> frame;
+  if (s_SpareFrames.empty()) {
+    frame = std::make_unique<CallFrame>();
+  } else {
+    frame = std::move(s_SpareFrames.back());
+    s_SpareFrames.pop_back();
+  }
+  frame->m_pFunction = function;
+  frame->m_szFunName = function->m_szName;
+  PushFrame(std::move(frame));
+}
+
+bool LeaveFrame() {
+  std::unique_ptr<CallFrame> frame = PopFrame();
+  if (!frame) return false;
+  s_SpareFrames.push_back(std::move(frame));
+  return true;
 }
 
 // ---- Include stack -------------------------------------------------------------------
@@ -309,6 +373,8 @@ void FreeAll() {
   }
   theStringResult.reset();
   theFrameBase = -1;
+  s_SpareFrames.clear();
+  ReleaseVariablePool();
 }
 
 void ResetRun() {

@@ -63,11 +63,11 @@ struct IncludeFrame {
 };
 
 // A list whose entries keep declaration order, with a first-match name index.
-template <typename T>
+template <typename T, typename Ptr = std::unique_ptr<T>>
 class NamedList {
  public:
   // Appends; the index keeps pointing at the first entry of a name.
-  T* Append(std::unique_ptr<T> entry, const std::string& name) {
+  T* Append(Ptr entry, const std::string& name) {
     T* raw = entry.get();
     m_Entries.push_back(std::move(entry));
     m_Index.emplace(name, raw);
@@ -79,22 +79,22 @@ class NamedList {
   }
   bool Empty() const { return m_Entries.empty(); }
   std::size_t Size() const { return m_Entries.size(); }
-  const std::vector<std::unique_ptr<T>>& Entries() const { return m_Entries; }
+  const std::vector<Ptr>& Entries() const { return m_Entries; }
   void Clear() {
     m_Index.clear();
     m_Entries.clear();
   }
 
  private:
-  std::vector<std::unique_ptr<T>> m_Entries;
+  std::vector<Ptr> m_Entries;
   std::unordered_map<std::string, T*> m_Index;
 };
 
 // ---- The tables -------------------------------------------------------------
-extern NamedList<Variable> theVariables;       // global variables
-extern NamedList<FunctionEntry> theFunctions;  // declared and defined functions
-extern NamedList<MacroEntry> theMacros;        // macros, in definition order
-extern std::vector<NodePtr> theStatements;     // statements outside functions, run before main
+extern NamedList<Variable, VariablePtr> theVariables;  // global variables
+extern NamedList<FunctionEntry> theFunctions;          // declared and defined functions
+extern NamedList<MacroEntry> theMacros;                // macros, in definition order
+extern std::vector<NodePtr> theStatements;  // statements outside functions, run before main
 extern std::vector<std::unique_ptr<CallFrame>> theCallFrames;  // innermost last
 extern std::vector<VariablePtr> theValueStack;                 // bottom first; the top is back()
 extern std::int64_t theFrameBase;  // index of the innermost frame marker, -1 for none
@@ -121,11 +121,42 @@ void AddStatement(NodePtr node);
 // ---- Run-time lookup and stacks --------------------------------------------------
 // The innermost frame's parameters, marker and locals, then the globals.
 Variable* FindValue(const std::string& name);
+// FindValue for the name of an IdT or Id_ArrayT node: the first lookup under
+// a function's frame (or at top level) is remembered in `binding` and reused
+// while the innermost frame belongs to the same function.
+inline Variable* FindValueBound(const std::string& name, NameBinding& binding);
+// The lookup behind FindValueBound when the binding does not hold.
+Variable* BindValue(const std::string& name, NameBinding& binding);
 void PushValue(VariablePtr value);
 VariablePtr PopValue();
 void PushFrame(std::unique_ptr<CallFrame> frame);
 std::unique_ptr<CallFrame> PopFrame();
 CallFrame* TopFrame();
+// PushFrame and PopFrame for the interpreter: frame records are kept for
+// reuse until the end of the run instead of being made for every call.
+void EnterFrame(FunctionEntry* function);
+[[nodiscard]] bool LeaveFrame();
+
+inline Variable* FindValueBound(const std::string& name, NameBinding& binding) {
+  if (binding.m_bValid) {
+    const FunctionEntry* function =
+        theCallFrames.empty() ? nullptr : theCallFrames.back()->m_pFunction;
+    if (binding.m_pFunction == function) {
+      if (function == nullptr) return binding.m_pGlobal;
+      // The remembered place holds while the frame is whole, as BindValue
+      // required; anything else takes the full lookup.
+      const auto size = static_cast<std::int64_t>(theValueStack.size());
+      const std::int64_t first =
+          theFrameBase - static_cast<std::int64_t>(function->m_Params.size());
+      if (theFrameBase < size && first >= 0 &&
+          first + static_cast<std::int64_t>(function->m_Locals.size()) + 1 <= size) {
+        if (binding.m_nSlot < 0) return binding.m_pGlobal;
+        return theValueStack[static_cast<std::size_t>(first + binding.m_nSlot)].get();
+      }
+    }
+  }
+  return BindValue(name, binding);
+}
 
 // ---- Include stack -------------------------------------------------------------------
 int PushInclude();

@@ -10,6 +10,48 @@
 
 namespace setup {
 
+namespace {
+
+// Spare records. A plain array, so that records released during static
+// destruction (theGlobal's string result) never touch a destroyed container.
+constexpr std::size_t kPoolCapacity = 1024;
+Variable* s_Pool[kPoolCapacity] = {};
+std::size_t s_nPooled = 0;
+}  // namespace
+
+void Variable::Clear() {
+  m_nType = ValueType::None;
+  m_szName.reset();
+  m_szValue.reset();
+  m_nNum = 0;
+  m_nSize = 0;
+  m_pArray = ArrayPtr();  // a borrowed store goes back to its owner untouched
+  m_nSavedFrameBase = -1;
+}
+
+void VariableRecycler::operator()(Variable* variable) const noexcept {
+  if (variable == nullptr) return;
+  if (s_nPooled == kPoolCapacity) {
+    delete variable;
+    return;
+  }
+  variable->Clear();
+  s_Pool[s_nPooled++] = variable;
+}
+
+VariablePtr AllocVariable() {
+  if (s_nPooled > 0) return VariablePtr(s_Pool[--s_nPooled]);
+  return VariablePtr(new Variable());
+}
+
+void ReleaseVariablePool() {
+  while (s_nPooled > 0) delete s_Pool[--s_nPooled];
+}
+
+std::size_t VariablePoolSize() {
+  return s_nPooled;
+}
+
 bool ReserveArrayElements(std::int64_t count) {
   std::int64_t& live = theGlobal.m_nLiveElements;
   if (count < 0 || count > kMaxLiveArrayElements - live) return false;
@@ -90,7 +132,7 @@ std::unique_ptr<ArrayStore> ArrayStore::CloneEmpty(std::int32_t type) const {
 }
 
 VariablePtr NewStringValue(std::int32_t size) {
-  auto value = std::make_unique<Variable>();
+  VariablePtr value = AllocVariable();
   value->m_nType = ValueType::String;
   if (size >= 1) {
     value->m_szValue.emplace();
@@ -100,7 +142,7 @@ VariablePtr NewStringValue(std::int32_t size) {
 }
 
 VariablePtr NewNumValue() {
-  auto value = std::make_unique<Variable>();
+  VariablePtr value = AllocVariable();
   value->m_nType = ValueType::Num;
   value->m_nSize = 4;
   return value;

@@ -89,11 +89,27 @@ struct Variable {
 
   Variable() = default;
   ~Variable();
+  // Returns the record to the state of a fresh one.
+  void Clear();
   Variable(const Variable&) = delete;
   Variable& operator=(const Variable&) = delete;
 };
 
-using VariablePtr = std::unique_ptr<Variable>;
+// Releases a record into the run's pool of spare records (or to the heap
+// when the pool is full), so that temporaries cost no heap traffic.
+struct VariableRecycler {
+  void operator()(Variable* variable) const noexcept;
+};
+using VariablePtr = std::unique_ptr<Variable, VariableRecycler>;
+
+// A blank record (type None, no name, no text, no array) from the pool or,
+// when the pool is empty, from the heap.
+VariablePtr AllocVariable();
+// Gives the spare records back to the heap; FreeAll calls it at the end of
+// every run so that no record outlives the Action call that made it.
+void ReleaseVariablePool();
+// Spare records the pool holds now (for tests of the release).
+std::size_t VariablePoolSize();
 
 // A new string scalar with no name; an empty text (storage present) of that
 // size when size >= 1, else no text and size 0.
