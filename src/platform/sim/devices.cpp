@@ -9,8 +9,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <unordered_set>
 
 #include "platform/sim/simcore.h"
+#include "platform/sim/stateread.h"
 #include "platform/winapi.h"
 
 namespace sim::detail {
@@ -1003,12 +1005,6 @@ bool Available(const char* name) {
   return false;
 }
 
-GUID GuidFromJson(const Json& node) {
-  GUID g{};
-  ParseGuid(node.get<std::string>(), &g);
-  return g;
-}
-
 }  // namespace
 
 plat::FARPROC DeviceEntryPoint(const std::string& library, const std::string& name) {
@@ -1022,24 +1018,43 @@ void LoadDevices(const Json& state) {
   theDevices.clear();
   theClassNames.clear();
   theNextDevInst = 1;
-  for (const Json& node : state.value("devices", Json::array())) {
-    DeviceRecord d;
-    d.info.instanceId = node.value("instanceId", std::string());
-    if (d.info.instanceId.empty() || DeviceById(d.info.instanceId)) continue;
-    d.info.hardwareIds = node.value("hardwareIds", std::vector<std::string>());
-    d.info.className = node.value("className", std::string());
-    d.info.classGuid = GuidFromJson(node.value("classGuid", Json("")));
-    d.info.service = node.value("service", std::string());
-    d.info.driverKey = node.value("driverKey", std::string());
-    d.info.infName = node.value("infName", std::string());
-    d.info.enabled = node.value("enabled", true);
-    d.info.present = node.value("present", true);
-    d.devInst = theNextDevInst++;
-    theDevices.push_back(d);
+  if (const Json* list = Member(state, "devices")) {
+    const Where where("devices");
+    std::unordered_set<std::string> seen;  // lower-case ids: the first of an id wins
+    for (std::size_t i = 0; i < ExpectArray(*list, where).size(); ++i) {
+      const Json& node = (*list)[i];
+      const Where here(where, i);
+      ExpectObject(node, here);
+      DeviceRecord d;
+      Get(node, here, "instanceId", &d.info.instanceId);
+      if (const Json* ids = Member(node, "hardwareIds")) {
+        const Where at(here, "hardwareIds");
+        for (std::size_t k = 0; k < ExpectArray(*ids, at).size(); ++k) {
+          d.info.hardwareIds.push_back(ReadString((*ids)[k], Where(at, k)));
+        }
+      }
+      Get(node, here, "className", &d.info.className);
+      std::string guid;
+      Get(node, here, "classGuid", &guid);
+      if (!guid.empty() && !ParseGuid(guid, &d.info.classGuid)) {
+        Where(here, "classGuid").Fail("must be a GUID, not \"" + guid.substr(0, 40) + "\"");
+      }
+      Get(node, here, "service", &d.info.service);
+      Get(node, here, "driverKey", &d.info.driverKey);
+      Get(node, here, "infName", &d.info.infName);
+      Get(node, here, "enabled", &d.info.enabled);
+      Get(node, here, "present", &d.info.present);
+      if (d.info.instanceId.empty() || !seen.insert(Lower(d.info.instanceId)).second) continue;
+      d.devInst = theNextDevInst++;
+      theDevices.push_back(std::move(d));
+    }
   }
-  for (auto& [guid, name] :
-       state.value("classNames", Json::object()).get<std::map<std::string, std::string>>()) {
-    theClassNames[guid] = name;
+  if (const Json* names = Member(state, "classNames")) {
+    const Where where("classNames");
+    ExpectObject(*names, where);
+    for (auto it = names->begin(); it != names->end(); ++it) {
+      theClassNames[it.key()] = ReadString(it.value(), Where(where, it.key()));
+    }
   }
 }
 

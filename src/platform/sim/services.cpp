@@ -2,8 +2,10 @@
 // its database (persisted) and mirrored into the registry under
 // HKLM\SYSTEM\CurrentControlSet\Services\<name>, as Windows does.
 #include <algorithm>
+#include <unordered_set>
 
 #include "platform/sim/simcore.h"
+#include "platform/sim/stateread.h"
 #include "platform/winapi.h"
 
 namespace sim::detail {
@@ -136,20 +138,31 @@ bool ValidType(DWORD type) {
 
 void LoadServices(const Json& state) {
   theServices.clear();
-  for (const Json& node : state.value("services", Json::array())) {
+  const Json* list = Member(state, "services");
+  if (!list) return;
+  const Where where("services");
+  std::unordered_set<std::string> seen;  // lower-case names: the first of a name wins
+  for (std::size_t i = 0; i < ExpectArray(*list, where).size(); ++i) {
+    const Json& node = (*list)[i];
+    const Where here(where, i);
+    ExpectObject(node, here);
     ServiceRecord record;
     sim::Service& s = record.info;
-    s.name = node.value("name", std::string());
-    if (s.name.empty() || FindService(s.name)) continue;
-    s.displayName = node.value("displayName", s.name);
-    s.type = node.value("type", plat::SERVICE_KERNEL_DRIVER);
-    s.startType = node.value("startType", plat::SERVICE_DEMAND_START);
-    s.errorControl = node.value("errorControl", plat::SERVICE_ERROR_NORMAL);
-    s.imagePath = node.value("imagePath", std::string());
-    s.group = node.value("group", std::string());
-    s.running = node.value("running", false);
-    s.markedForDelete = node.value("markedForDelete", false);
-    theServices.push_back(record);
+    s.type = plat::SERVICE_KERNEL_DRIVER;
+    s.startType = plat::SERVICE_DEMAND_START;
+    s.errorControl = plat::SERVICE_ERROR_NORMAL;
+    Get(node, here, "name", &s.name);
+    s.displayName = s.name;
+    Get(node, here, "displayName", &s.displayName);
+    Get(node, here, "type", &s.type);
+    Get(node, here, "startType", &s.startType);
+    Get(node, here, "errorControl", &s.errorControl);
+    Get(node, here, "imagePath", &s.imagePath);
+    Get(node, here, "group", &s.group);
+    Get(node, here, "running", &s.running);
+    Get(node, here, "markedForDelete", &s.markedForDelete);
+    if (s.name.empty() || !seen.insert(Lower(s.name)).second) continue;
+    theServices.push_back(std::move(record));
   }
 }
 

@@ -1,6 +1,8 @@
 // Expression evaluators: operators, assignments, names, array elements,
 // literals, constants and array initializers.
 #include <cstdint>
+#include <new>
+#include <optional>
 #include <string>
 
 #include "diag/report.h"
@@ -98,18 +100,47 @@ std::int32_t CompareNums(int op, std::int32_t l, std::int32_t r) {
   }
 }
 
-// Concatenation bounded by kMaxTextLength; false (reported) when too long.
+// Strings are bounded by memory: a text over kMaxTextLength, or one that
+// cannot be allocated, fails the operation with this report.
+void ReportTextTooLarge(std::size_t length) {
+  ReportError("not enough memory for a string of %llu bytes.",
+              static_cast<unsigned long long>(length));
+}
+
+std::size_t TextLength(const std::optional<std::string>& text) {
+  return text ? text->size() : 0;
+}
+
+// Concatenation into `out`; false (reported) when memory runs out.
 bool Concatenate(const std::optional<std::string>& l, const std::optional<std::string>& r,
                  std::string& out) {
-  const std::size_t length = (l ? l->size() : 0) + (r ? r->size() : 0);
-  if (length > kMaxTextLength) {
-    ReportError("string longer than %d bytes.", static_cast<int>(kMaxTextLength));
+  const std::size_t length = TextLength(l) + TextLength(r);
+  try {
+    if (length > kMaxTextLength) throw std::bad_alloc();
+    out.clear();
+    out.reserve(length);
+    if (l) out += *l;
+    if (r) out += *r;
+  } catch (const std::exception&) {
+    std::string().swap(out);
+    ReportTextTooLarge(length);
     return false;
   }
-  out.clear();
-  out.reserve(length);
-  if (l) out += *l;
-  if (r) out += *r;
+  return true;
+}
+
+// Appends in place (amortised growth, so a loop of `+=` stays linear); the
+// target keeps its text when memory runs out.
+bool AppendText(std::optional<std::string>& target, const std::optional<std::string>& tail) {
+  const std::size_t length = TextLength(target) + TextLength(tail);
+  try {
+    if (length > kMaxTextLength) throw std::bad_alloc();
+    if (!target) target.emplace();
+    if (tail) target->append(*tail);
+  } catch (const std::exception&) {
+    ReportTextTooLarge(length);
+    return false;
+  }
   return true;
 }
 
@@ -263,12 +294,15 @@ bool ApplyCompound(SyntaxNode* node, Variable& l, const Variable& r) {
   if (!LocateStorage(target->m_szText, target->m_pItems.get(), r.m_nType, slot)) return false;
 
   if (r.m_nType == ValueType::String) {
-    std::string text;
-    if (!Concatenate(*slot.m_pText, r.m_szValue, text)) return false;
-    const auto size = static_cast<std::int32_t>(text.size() + 1);
-    *slot.m_pText = text;
+    if (!AppendText(*slot.m_pText, r.m_szValue)) return false;
+    const auto size = static_cast<std::int32_t>((*slot.m_pText)->size() + 1);
     slot.m_pVariable->m_nSize = size;
-    l.m_szValue = std::move(text);
+    try {
+      l.m_szValue = *slot.m_pText;
+    } catch (const std::exception&) {
+      ReportTextTooLarge(static_cast<std::size_t>(size - 1));
+      return false;
+    }
     l.m_nSize = size;
     return true;
   }
