@@ -3,13 +3,15 @@
 #   1. installs the missing build tools (Debian packages),
 #   2. cross-builds Setup.dll, 64-bit and 32-bit (presets win64, win32),
 #   3. builds the host tools and tests (preset host) and runs ctest,
-#   4. builds with ASan+UBSan, by GCC (preset asan) and by Clang (preset
+#   4. builds them again as users do, Release (preset release), and runs ctest,
+#   5. builds with ASan+UBSan, by GCC (preset asan) and by Clang (preset
 #      asan-clang, whose UBSan also checks float-to-integer conversions), and
 #      runs ctest with each.
 # The Wine tests run against the 64-bit DLL; without Wine they report SKIPPED.
 #
 # Environment: JOBS (parallel build jobs, default: number of cores),
-#              SETUP_SKIP_ASAN=1 (leave out step 4, for quick local runs).
+#              SETUP_SKIP_RELEASE=1 (leave out step 4, for quick local runs),
+#              SETUP_SKIP_ASAN=1 (leave out step 5, for quick local runs).
 # Every step's heading shows the seconds elapsed since the start.
 set -euo pipefail
 
@@ -45,7 +47,16 @@ run_tests() {
 
 run_tests host
 
-# ---- 4. Sanitizers ---------------------------------------------------------------
+# ---- 4. Release build ------------------------------------------------------------
+# Optimisation turns on warnings (and -Werror failures) that the other builds
+# never see, and the tests must pass on the optimised code too. The Wine tests
+# check the cross-built DLL, which step 3 has already run them on.
+
+if [ "${SETUP_SKIP_RELEASE:-0}" != 1 ]; then
+  run_tests release
+fi
+
+# ---- 5. Sanitizers ---------------------------------------------------------------
 
 if [ "${SETUP_SKIP_ASAN:-0}" != 1 ]; then
   export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}

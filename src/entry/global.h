@@ -98,24 +98,15 @@ struct BuiltinEntry {
 
 // Entry points bound from SetupApi.dll and newdev.dll at start-up.
 struct DeviceApi {
-  plat::PFN_SetupDiGetClassDevsA SetupDiGetClassDevsA = nullptr;
-  plat::PFN_SetupDiEnumDeviceInfo SetupDiEnumDeviceInfo = nullptr;
-  plat::PFN_SetupDiGetDeviceRegistryPropertyA SetupDiGetDeviceRegistryPropertyA = nullptr;
-  plat::PFN_SetupDiCallClassInstaller SetupDiCallClassInstaller = nullptr;
-  plat::PFN_SetupDiDestroyDeviceInfoList SetupDiDestroyDeviceInfoList = nullptr;
-  plat::PFN_SetupDiGetINFClassA SetupDiGetINFClassA = nullptr;
-  plat::PFN_SetupDiCreateDeviceInfoList SetupDiCreateDeviceInfoList = nullptr;
-  plat::PFN_SetupDiCreateDeviceInfoA SetupDiCreateDeviceInfoA = nullptr;
-  plat::PFN_SetupDiSetDeviceRegistryPropertyA SetupDiSetDeviceRegistryPropertyA = nullptr;
-  plat::PFN_SetupDiDeleteDeviceInfo SetupDiDeleteDeviceInfo = nullptr;
-  plat::PFN_SetupDiGetDeviceInstallParamsA SetupDiGetDeviceInstallParamsA = nullptr;
-  plat::PFN_SetupCopyOEMInfA SetupCopyOEMInfA = nullptr;
+#define SETUP_DEVICE_API_FIELD(name, required) plat::PFN_##name name = nullptr;
+  PLAT_SETUPAPI_BOUND_ENTRY_POINTS(SETUP_DEVICE_API_FIELD)
+#undef SETUP_DEVICE_API_FIELD
   plat::PFN_UpdateDriverForPlugAndPlayDevicesA UpdateDriverForPlugAndPlayDevicesA = nullptr;
 };
 
 constexpr int kKeywordCount = 43;
 constexpr int kBuiltinCount = 40;
-constexpr int kLineSize = 4096;   // m_szLine and m_szToken
+constexpr int kLineSize = 4096;  // m_szLine and m_szToken
 constexpr int kMaxTokenLen = 4095;
 
 class Global {
@@ -125,66 +116,67 @@ class Global {
   Global& operator=(const Global&) = delete;
 
   // ---- Start-up and environment (live as long as the library) ----
-  plat::HMODULE m_hModule = nullptr;      // the library's own module, set by start-up
-  char m_szFileName[256] = {};            // current source file: the extracted script outside includes
-  std::optional<std::string> m_szExpandFile;  // "<script>.e"; built by the first Action, freed at unload
-  std::int32_t m_nOsVersion = 0;          // OS_* code, set by start-up
-  std::int32_t m_nLanguage = 1;           // 1 for locale 0x0804, else 2; set by start-up
-  plat::HMODULE m_hSetupApi = nullptr;    // loaded SetupApi.dll
-  plat::HMODULE m_hNewDev = nullptr;      // loaded newdev.dll
-  DeviceApi m_Device;                     // bound device entry points
+  plat::HMODULE m_hModule = nullptr;  // the library's own module, set by start-up
+  char m_szFileName[256] = {};        // current source file: the extracted script outside includes
+  std::optional<std::string>
+      m_szExpandFile;                   // "<script>.e"; built by the first Action, freed at unload
+  std::int32_t m_nOsVersion = 0;        // OS_* code, set by start-up
+  std::int32_t m_nLanguage = 1;         // 1 for locale 0x0804, else 2; set by start-up
+  plat::HMODULE m_hSetupApi = nullptr;  // loaded SetupApi.dll
+  plat::HMODULE m_hNewDev = nullptr;    // loaded newdev.dll
+  DeviceApi m_Device;                   // bound device entry points
 
   // ---- Tables filled by construction ----
-  std::int32_t m_nKeywordCount = 0;       // always 43
+  std::int32_t m_nKeywordCount = 0;        // always 43
   KeywordEntry m_Keywords[kKeywordCount];  // keywords and predefined constants
-  std::int32_t m_nBuiltinCount = 0;       // always 40
+  std::int32_t m_nBuiltinCount = 0;        // always 40
   BuiltinEntry m_Builtins[kBuiltinCount];  // the built-in functions
 
   // ---- Per run (reset by ResetGlobal) ----
-  std::uint8_t ErrorFlag = 0;             // set by the part that detects a failure
-  plat::HANDLE m_hScriptFile = nullptr;   // extracted script, opened with read sharing during Action
+  std::uint8_t ErrorFlag = 0;            // set by the part that detects a failure
+  plat::HANDLE m_hScriptFile = nullptr;  // extracted script, opened with read sharing during Action
   std::unique_ptr<plat::TextFile> m_pSourceFile;  // current source stream of the lexer
-  std::int32_t m_nPreludeLines = 0;       // lines of the generated prelude; reports subtract it
+  std::int32_t m_nPreludeLines = 0;  // lines of the generated prelude; reports subtract it
 
   // Lexer: source reader
-  char m_szLine[kLineSize] = {};          // current line, NUL-terminated
-  std::int32_t m_nLineLen = 0;            // bytes in m_szLine
-  std::int32_t m_nLinePos = 0;            // next byte of m_szLine to deliver
-  std::int32_t m_nLineNo = 0;             // lines read from the current file
-  std::uint8_t m_bInMacro = 0;            // 1 while the reader delivers macro text
-  const char* m_pMacroText = nullptr;     // macro text being read (owned by a macro entry or frame)
-  std::int32_t m_nMacroPos = 0;           // next byte of m_pMacroText
+  char m_szLine[kLineSize] = {};       // current line, NUL-terminated
+  std::int32_t m_nLineLen = 0;         // bytes in m_szLine
+  std::int32_t m_nLinePos = 0;         // next byte of m_szLine to deliver
+  std::int32_t m_nLineNo = 0;          // lines read from the current file
+  std::uint8_t m_bInMacro = 0;         // 1 while the reader delivers macro text
+  const char* m_pMacroText = nullptr;  // macro text being read (owned by a macro entry or frame)
+  std::int32_t m_nMacroPos = 0;        // next byte of m_pMacroText
   // Lexer: current token
-  std::int32_t m_nToken = 0;              // TokenCode of the current token
-  char m_szToken[kLineSize] = {};         // its text, at most 4,095 characters
+  std::int32_t m_nToken = 0;       // TokenCode of the current token
+  char m_szToken[kLineSize] = {};  // its text, at most 4,095 characters
 
   // Parser
   std::optional<std::string> m_szExFunName;  // function whose body is being compiled
   std::optional<std::string> m_szInitName;   // variable whose declaration ended at '='
-  std::uint8_t m_bInFunction = 0;         // 1 while compiling a body / while a call frame exists
-  std::int32_t m_nLoopDepth = 0;          // while/switch statements around the parse point
-  std::uint8_t m_bContinueSeen = 0;       // a continue was parsed in the current case section
-  std::uint8_t m_bDefineStmt = 0;         // statement flags: the statement just parsed
-  std::uint8_t m_bMacroStmt = 0;          //   produced no node legitimately
+  std::uint8_t m_bInFunction = 0;            // 1 while compiling a body / while a call frame exists
+  std::int32_t m_nLoopDepth = 0;             // while/switch statements around the parse point
+  std::uint8_t m_bContinueSeen = 0;          // a continue was parsed in the current case section
+  std::uint8_t m_bDefineStmt = 0;            // statement flags: the statement just parsed
+  std::uint8_t m_bMacroStmt = 0;             //   produced no node legitimately
   std::uint8_t m_bIncludeStmt = 0;
   std::uint8_t m_bStringDecl = 0;
   std::uint8_t m_bNumDecl = 0;
   std::uint8_t m_bGlobalInit = 0;
   std::uint8_t m_bGlobalAssign = 0;
-  std::int32_t m_nMacroDepth = 0;         // macro expansions in progress (bounded)
+  std::int32_t m_nMacroDepth = 0;  // macro expansions in progress (bounded)
 
   // Interpreter
-  std::uint8_t m_bBreak = 0;              // control flags set by Generate
+  std::uint8_t m_bBreak = 0;  // control flags set by Generate
   std::uint8_t m_bContinue = 0;
   std::uint8_t m_bReturn = 0;
-  std::uint8_t m_bCallMain = 0;           // main's arguments come from the value stack
-  std::uint8_t m_bNeedReboot = 0;         // a driver or service operation needs a restart
-  VariablePtr theStringResult;            // text result of a string built-in
-  const char* m_pStackBase = nullptr;     // host stack address at Action entry (depth guard)
+  std::uint8_t m_bCallMain = 0;        // main's arguments come from the value stack
+  std::uint8_t m_bNeedReboot = 0;      // a driver or service operation needs a restart
+  VariablePtr theStringResult;         // text result of a string built-in
+  const char* m_pStackBase = nullptr;  // host stack address at Action entry (depth guard)
   // Test hook for fuzzers and tests: when non-zero, the evaluator steps one run
   // may take; the run fails once they are used up. Set by the host, never reset.
   std::uint32_t m_nStepLimit = 0;
-  std::uint32_t m_nSteps = 0;             // evaluator steps taken in this run (RunMain clears it)
+  std::uint32_t m_nSteps = 0;  // evaluator steps taken in this run (RunMain clears it)
 };
 
 extern Global theGlobal;

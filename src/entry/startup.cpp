@@ -236,26 +236,14 @@ int BindDeviceApi() {
   plat::HMODULE setupApi = theGlobal.m_hSetupApi;
   if (setupApi == nullptr) return 0;
 
-  Bind(setupApi, "SetupDiGetClassDevsA", api.SetupDiGetClassDevsA);
-  Bind(setupApi, "SetupDiEnumDeviceInfo", api.SetupDiEnumDeviceInfo);
-  Bind(setupApi, "SetupDiGetDeviceRegistryPropertyA", api.SetupDiGetDeviceRegistryPropertyA);
-  Bind(setupApi, "SetupDiCallClassInstaller", api.SetupDiCallClassInstaller);
-  Bind(setupApi, "SetupDiDestroyDeviceInfoList", api.SetupDiDestroyDeviceInfoList);
-  Bind(setupApi, "SetupDiGetINFClassA", api.SetupDiGetINFClassA);
-  Bind(setupApi, "SetupDiCreateDeviceInfoList", api.SetupDiCreateDeviceInfoList);
-  Bind(setupApi, "SetupDiCreateDeviceInfoA", api.SetupDiCreateDeviceInfoA);
-  Bind(setupApi, "SetupDiSetDeviceRegistryPropertyA", api.SetupDiSetDeviceRegistryPropertyA);
-  Bind(setupApi, "SetupDiDeleteDeviceInfo", api.SetupDiDeleteDeviceInfo);
-  Bind(setupApi, "SetupDiGetDeviceInstallParamsA", api.SetupDiGetDeviceInstallParamsA);
-  Bind(setupApi, "SetupCopyOEMInfA", api.SetupCopyOEMInfA);
-
-  // All but SetupCopyOEMInfA are required.
-  if (api.SetupDiGetClassDevsA == nullptr || api.SetupDiEnumDeviceInfo == nullptr ||
-      api.SetupDiGetDeviceRegistryPropertyA == nullptr ||
-      api.SetupDiCallClassInstaller == nullptr || api.SetupDiDestroyDeviceInfoList == nullptr ||
-      api.SetupDiGetINFClassA == nullptr || api.SetupDiCreateDeviceInfoList == nullptr ||
-      api.SetupDiCreateDeviceInfoA == nullptr || api.SetupDiSetDeviceRegistryPropertyA == nullptr ||
-      api.SetupDiDeleteDeviceInfo == nullptr || api.SetupDiGetDeviceInstallParamsA == nullptr) {
+  // Every entry is bound (a missing one left null) before the required ones are checked.
+  bool missing = false;
+#define SETUP_BIND_ENTRY(name, required) \
+  Bind(setupApi, #name, api.name);       \
+  if ((required) && api.name == nullptr) missing = true;
+  PLAT_SETUPAPI_BOUND_ENTRY_POINTS(SETUP_BIND_ENTRY)
+#undef SETUP_BIND_ENTRY
+  if (missing) {
     PrintLine("system cannot support Setup Api.\n\n");
     return 0;
   }

@@ -160,8 +160,8 @@ DWORD GetFileSize(HANDLE file, DWORD* sizeHigh);
 DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method);
 BOOL SetEndOfFile(HANDLE file);
 BOOL CloseHandle(HANDLE object);
-HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES* security, DWORD protect,
-                          DWORD sizeHigh, DWORD sizeLow, LPCSTR name);
+HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES* security, DWORD protect, DWORD sizeHigh,
+                          DWORD sizeLow, LPCSTR name);
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                     std::size_t bytes);
 BOOL UnmapViewOfFile(const void* view);
@@ -279,9 +279,12 @@ int MessageBoxA(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
 void WriteStdout(const char* text, std::size_t length);
 
 // ---- Registry and security ---------------------------------------------------
-inline HKEY const HKEY_CLASSES_ROOT = reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000000u));
-inline HKEY const HKEY_CURRENT_USER = reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000001u));
-inline HKEY const HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000002u));
+inline HKEY const HKEY_CLASSES_ROOT =
+    reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000000u));
+inline HKEY const HKEY_CURRENT_USER =
+    reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000001u));
+inline HKEY const HKEY_LOCAL_MACHINE =
+    reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000002u));
 inline HKEY const HKEY_USERS = reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000003u));
 
 constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
@@ -308,7 +311,8 @@ constexpr std::size_t SECURITY_DESCRIPTOR_MIN_LENGTH = 40;
 LONG RegOpenKeyA(HKEY key, LPCSTR subKey, HKEY* result);
 LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, HKEY* result);
 LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD reserved, LPSTR className, DWORD options,
-                     REGSAM access, SECURITY_ATTRIBUTES* security, HKEY* result, DWORD* disposition);
+                     REGSAM access, SECURITY_ATTRIBUTES* security, HKEY* result,
+                     DWORD* disposition);
 LONG RegCloseKey(HKEY key);
 LONG RegSetValueExA(HKEY key, LPCSTR valueName, DWORD reserved, DWORD type, const BYTE* data,
                     DWORD size);
@@ -458,31 +462,44 @@ using PFN_SetupDiGetDeviceRegistryPropertyA = BOOL(PLAT_WINAPI*)(HDEVINFO set,
 using PFN_SetupDiCallClassInstaller = BOOL(PLAT_WINAPI*)(DWORD function, HDEVINFO set,
                                                          SP_DEVINFO_DATA* data);
 using PFN_SetupDiDestroyDeviceInfoList = BOOL(PLAT_WINAPI*)(HDEVINFO set);
-using PFN_SetupDiGetINFClassA = BOOL(PLAT_WINAPI*)(LPCSTR infPath, GUID* classGuid,
-                                                   LPSTR className, DWORD classNameSize,
-                                                   DWORD* required);
-using PFN_SetupDiCreateDeviceInfoList = HDEVINFO(PLAT_WINAPI*)(const GUID* classGuid,
-                                                               HWND parent);
+using PFN_SetupDiGetINFClassA = BOOL(PLAT_WINAPI*)(LPCSTR infPath, GUID* classGuid, LPSTR className,
+                                                   DWORD classNameSize, DWORD* required);
+using PFN_SetupDiCreateDeviceInfoList = HDEVINFO(PLAT_WINAPI*)(const GUID* classGuid, HWND parent);
 using PFN_SetupDiCreateDeviceInfoA = BOOL(PLAT_WINAPI*)(HDEVINFO set, LPCSTR name,
-                                                        const GUID* classGuid,
-                                                        LPCSTR description, HWND parent,
-                                                        DWORD flags, SP_DEVINFO_DATA* data);
+                                                        const GUID* classGuid, LPCSTR description,
+                                                        HWND parent, DWORD flags,
+                                                        SP_DEVINFO_DATA* data);
 using PFN_SetupDiSetDeviceRegistryPropertyA = BOOL(PLAT_WINAPI*)(HDEVINFO set,
                                                                  SP_DEVINFO_DATA* data,
-                                                                 DWORD property,
-                                                                 const BYTE* buffer, DWORD size);
+                                                                 DWORD property, const BYTE* buffer,
+                                                                 DWORD size);
 using PFN_SetupDiDeleteDeviceInfo = BOOL(PLAT_WINAPI*)(HDEVINFO set, SP_DEVINFO_DATA* data);
-using PFN_SetupDiGetDeviceInstallParamsA = BOOL(PLAT_WINAPI*)(HDEVINFO set,
-                                                              SP_DEVINFO_DATA* data,
+using PFN_SetupDiGetDeviceInstallParamsA = BOOL(PLAT_WINAPI*)(HDEVINFO set, SP_DEVINFO_DATA* data,
                                                               SP_DEVINSTALL_PARAMS_A* params);
 using PFN_SetupCopyOEMInfA = BOOL(PLAT_WINAPI*)(LPCSTR source, LPCSTR mediaLocation,
-                                                DWORD mediaType, DWORD copyStyle,
-                                                LPSTR destination, DWORD destinationSize,
-                                                DWORD* required, LPSTR* component);
-using PFN_UpdateDriverForPlugAndPlayDevicesA = BOOL(PLAT_WINAPI*)(HWND parent,
-                                                                  LPCSTR hardwareId,
+                                                DWORD mediaType, DWORD copyStyle, LPSTR destination,
+                                                DWORD destinationSize, DWORD* required,
+                                                LPSTR* component);
+using PFN_UpdateDriverForPlugAndPlayDevicesA = BOOL(PLAT_WINAPI*)(HWND parent, LPCSTR hardwareId,
                                                                   LPCSTR infPath, DWORD flags,
                                                                   BOOL* rebootRequired);
+
+// The SetupApi.dll entry points bound by name at start-up, written once:
+// X(name, required). Each has a PFN_<name> type above; start-up fails when a
+// required one is missing.
+#define PLAT_SETUPAPI_BOUND_ENTRY_POINTS(X)  \
+  X(SetupDiGetClassDevsA, true)              \
+  X(SetupDiEnumDeviceInfo, true)             \
+  X(SetupDiGetDeviceRegistryPropertyA, true) \
+  X(SetupDiCallClassInstaller, true)         \
+  X(SetupDiDestroyDeviceInfoList, true)      \
+  X(SetupDiGetINFClassA, true)               \
+  X(SetupDiCreateDeviceInfoList, true)       \
+  X(SetupDiCreateDeviceInfoA, true)          \
+  X(SetupDiSetDeviceRegistryPropertyA, true) \
+  X(SetupDiDeleteDeviceInfo, true)           \
+  X(SetupDiGetDeviceInstallParamsA, true)    \
+  X(SetupCopyOEMInfA, false)
 
 // Called directly (not bound by name); on systems without SetupApi.dll they fail
 // with ERROR_MOD_NOT_FOUND.
@@ -491,8 +508,7 @@ BOOL SetupDiSetClassInstallParamsA(HDEVINFO set, SP_DEVINFO_DATA* data,
 BOOL SetupDiChangeState(HDEVINFO set, SP_DEVINFO_DATA* data);
 HDEVINFO SetupDiCreateDeviceInfoList(const GUID* classGuid, HWND parent);
 BOOL SetupCopyOEMInfA(LPCSTR source, LPCSTR mediaLocation, DWORD mediaType, DWORD copyStyle,
-                      LPSTR destination, DWORD destinationSize, DWORD* required,
-                      LPSTR* component);
+                      LPSTR destination, DWORD destinationSize, DWORD* required, LPSTR* component);
 BOOL SetupUninstallOEMInfA(LPCSTR infFileName, DWORD flags, void* reserved);
 
 }  // namespace plat

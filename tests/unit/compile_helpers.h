@@ -11,6 +11,7 @@
 
 #include "entry/action.h"
 #include "entry/global.h"
+#include "library_fixture.h"
 #include "platform/sim/machine.h"
 #include "platform/textfile.h"
 #include "script/front/lexer.h"
@@ -20,16 +21,12 @@ namespace setup::testing {
 
 inline const char* kSourcePath = "C:\\front_test.cxx";
 
-// Captures standard output and leaves the global state clean after each test.
-class CompilerTest : public ::testing::Test {
+// A library test that also closes the source file it opened.
+class CompilerTest : public LibraryTest {
  protected:
-  void SetUp() override {
-    sim::SetStdoutSink(
-        [this](const char* text, std::size_t length) { m_Output.append(text, length); });
-  }
   void TearDown() override {
     Release();
-    sim::SetStdoutSink({});
+    LibraryTest::TearDown();
   }
 
   // Opens `source` as the current source file, as the run sequence does.
@@ -46,7 +43,7 @@ class CompilerTest : public ::testing::Test {
   // filled for inspection until the next Compile or the end of the test.
   bool Compile(const std::string& source) {
     Open(source);
-    m_Output.clear();
+    m_Out.clear();
     theGlobal.m_pStackBase = static_cast<const char*>(__builtin_frame_address(0));
     const int compiled = CompileScript();
     return compiled == 1 && theGlobal.ErrorFlag == 0;
@@ -76,8 +73,6 @@ class CompilerTest : public ::testing::Test {
     if (entry == nullptr || !entry->m_pDefinition) return nullptr;
     return entry->m_pDefinition->m_pChild2.get();
   }
-
-  std::string m_Output;
 };
 
 // Writes an expression tree with every operator parenthesised: "(a < (b < c))".

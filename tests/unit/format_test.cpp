@@ -8,6 +8,7 @@
 
 #include "diag/report.h"
 #include "entry/global.h"
+#include "library_fixture.h"
 #include "platform/sim/machine.h"
 
 namespace setup {
@@ -124,24 +125,12 @@ TEST(FormatText, NoFormatGivesAnEmptyText) {
 
 // ---- Reports ------------------------------------------------------------------
 
-class ReportTest : public ::testing::Test {
+class ReportTest : public LibraryTest {
  protected:
   void SetUp() override {
-    std::string error;
-    ASSERT_TRUE(sim::Boot("", &error)) << error;
-    sim::SetStdoutSink(
-        [this](const char* text, std::size_t length) { m_Out.append(text, length); });
-    ResetGlobal(theGlobal);
+    LibraryTest::SetUp();
     std::strcpy(theGlobal.m_szFileName, "C:\\WINDOWS\\setup.cxx");
   }
-  void TearDown() override {
-    sim::SetStdoutSink({});
-    sim::Shutdown();
-    ResetGlobal(theGlobal);
-    std::memset(theGlobal.m_szFileName, 0, sizeof theGlobal.m_szFileName);
-  }
-
-  std::string m_Out;
 };
 
 TEST_F(ReportTest, SurroundingFormats) {

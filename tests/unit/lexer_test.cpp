@@ -64,7 +64,7 @@ TEST_F(LexerTest, StringLiteralsHaveNoEscapesAndMaySpanLines) {
 
 TEST_F(LexerTest, UnclosedStringEndsAsAnErrorToken) {
   EXPECT_EQ(Lex("x \"abc"), (Tokens{{TK_IDENT, "x"}, {TK_ERROR, "\""}}));
-  EXPECT_NE(m_Output.find("string miss the closing"), std::string::npos) << m_Output;
+  EXPECT_NE(m_Out.find("string miss the closing"), std::string::npos) << m_Out;
 }
 
 TEST_F(LexerTest, CommentsDisappear) {
@@ -83,7 +83,7 @@ TEST_F(LexerTest, LoneExclamationMarkSwallowsTheNextByte) {
   EXPECT_EQ(
       Lex("!x y a != b"),
       (Tokens{{TK_ERROR, "!"}, {TK_IDENT, "y"}, {TK_IDENT, "a"}, {TK_NE, "!="}, {TK_IDENT, "b"}}));
-  EXPECT_EQ(m_Output, "\n$ \nThe current err state is 17 . \n ");
+  EXPECT_EQ(m_Out, "\n$ \nThe current err state is 17 . \n ");
 }
 
 TEST_F(LexerTest, NamesAreClassifiedCaseSensitively) {

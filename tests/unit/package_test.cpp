@@ -10,6 +10,7 @@
 
 #include "common/package_writer.h"
 #include "entry/global.h"
+#include "library_fixture.h"
 #include "platform/sim/machine.h"
 
 namespace setup {
@@ -41,24 +42,8 @@ std::size_t RecordAt(const std::vector<char>& module, std::size_t count, std::si
   return module.size() - pack::kTrailerSize - pack::kRecordSize * (count - index);
 }
 
-class PackageTest : public ::testing::Test {
+class PackageTest : public LibraryTest {
  protected:
-  void SetUp() override {
-    std::string error;
-    ASSERT_TRUE(sim::Boot("", &error)) << error;
-    sim::SetStdoutSink(
-        [this](const char* text, std::size_t length) { m_Out.append(text, length); });
-    sim::SetEventSink([](const std::string&) {});
-    ResetGlobal(theGlobal);
-  }
-  void TearDown() override {
-    sim::SetStdoutSink({});
-    sim::SetEventSink({});
-    sim::Shutdown();
-    ResetGlobal(theGlobal);
-    theGlobal.m_hModule = nullptr;
-  }
-
   void Install(const std::vector<char>& module) {
     ASSERT_TRUE(sim::SetModule(kModule, kModulePath, module));
     theGlobal.m_hModule = kModule;
@@ -70,7 +55,6 @@ class PackageTest : public ::testing::Test {
     return GetScriptFromPackage(m_Path);
   }
 
-  std::string m_Out;
   std::optional<std::string> m_Path;
 };
 

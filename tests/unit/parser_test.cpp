@@ -18,7 +18,7 @@ class ParserTest : public CompilerTest {
   // variables a, b, c (num) and s (string), and shows its tree.
   std::string Tree(const std::string& expression) {
     const std::string source = "num a num b num c string s\nnum f() {\n" + expression + "\n}\n";
-    if (!Compile(source)) return "<failed>" + m_Output;
+    if (!Compile(source)) return "<failed>" + m_Out;
     const SyntaxNode* body = Body("f");
     if (body == nullptr) return "<empty>";
     return Show(body);
@@ -66,17 +66,17 @@ TEST_F(ParserTest, StaticTypes) {
 
 TEST_F(ParserTest, TypeErrorsAreFoundAtTheirLevel) {
   EXPECT_FALSE(Compile("string s num f() { s = s + 1 }"));
-  EXPECT_NE(m_Output.find("$ cannot match type. \n$ The '}()' had some error occur. \n"),
+  EXPECT_NE(m_Out.find("$ cannot match type. \n$ The '}()' had some error occur. \n"),
             std::string::npos)
-      << m_Output;
+      << m_Out;
   EXPECT_FALSE(Compile("num f() { 3 += 1 }"));
-  EXPECT_NE(m_Output.find("left operand must be l-value."), std::string::npos) << m_Output;
+  EXPECT_NE(m_Out.find("left operand must be l-value."), std::string::npos) << m_Out;
   EXPECT_FALSE(Compile("num f() { \"a\" - \"b\" }"));
-  EXPECT_NE(m_Output.find("cannot match type."), std::string::npos) << m_Output;
+  EXPECT_NE(m_Out.find("cannot match type."), std::string::npos) << m_Out;
   EXPECT_FALSE(Compile("string s num f() { s -= \"b\" }"));
-  EXPECT_NE(m_Output.find("cannot match type."), std::string::npos) << m_Output;
+  EXPECT_NE(m_Out.find("cannot match type."), std::string::npos) << m_Out;
   EXPECT_FALSE(Compile("num f() { x = 1 }"));
-  EXPECT_NE(m_Output.find("illegal indirection. "), std::string::npos) << m_Output;
+  EXPECT_NE(m_Out.find("illegal indirection. "), std::string::npos) << m_Out;
 }
 
 TEST_F(ParserTest, ArrayElementsAndCalls) {
@@ -109,7 +109,7 @@ class InitializerTest : public CompilerTest {
  protected:
   const ArrayStore* Store(const std::string& declaration) {
     if (!Compile(declaration)) {
-      ADD_FAILURE() << m_Output;
+      ADD_FAILURE() << m_Out;
       return nullptr;
     }
     if (theStatements.empty() || !theStatements[0]->m_pChild0) return nullptr;
@@ -148,28 +148,27 @@ TEST_F(InitializerTest, MissingStringsAreBlankOnlyFromTwoDimensions) {
 
 TEST_F(InitializerTest, TooManyElementsAndBadElements) {
   EXPECT_FALSE(Compile("num v[2] = {1, 2, 3}"));
-  EXPECT_NE(m_Output.find("illegal access to array 'v' via out of the boundary."),
-            std::string::npos);
+  EXPECT_NE(m_Out.find("illegal access to array 'v' via out of the boundary."), std::string::npos);
   EXPECT_FALSE(Compile("num v[2] = {1 2}"));
-  EXPECT_NE(m_Output.find("miss ',' in assign to array 'v'."), std::string::npos);
+  EXPECT_NE(m_Out.find("miss ',' in assign to array 'v'."), std::string::npos);
   EXPECT_FALSE(Compile("num v[2] = {(-1)}"));  // -1 is the failure value of a constant
 }
 
 TEST_F(ParserTest, DimensionLimits) {
   std::string dims;
   for (int i = 0; i < 99; ++i) dims += "[1]";
-  EXPECT_TRUE(Compile("num a" + dims)) << m_Output;
+  EXPECT_TRUE(Compile("num a" + dims)) << m_Out;
   EXPECT_FALSE(Compile("num a" + dims + "[1]"));
-  EXPECT_NE(m_Output.find("can not have more than 99 dimensions"), std::string::npos);
+  EXPECT_NE(m_Out.find("can not have more than 99 dimensions"), std::string::npos);
   EXPECT_FALSE(Compile("num big[65536][65536]"));
-  EXPECT_NE(m_Output.find("array 'big' is too large."), std::string::npos);
+  EXPECT_NE(m_Out.find("array 'big' is too large."), std::string::npos);
 }
 
 TEST_F(ParserTest, MacrosExpandIntoStatementsAndOperands) {
   ASSERT_TRUE(
       Compile("define SET(v)  nFlag = v\ndefine LIMIT 3\nnum nFlag\n"
               "num f() { SET(LIMIT + 1) }"))
-      << m_Output;
+      << m_Out;
   EXPECT_EQ(Show(Body("f")), "(nFlag = (3 + 1))");
   const MacroEntry* set = FindMacro("SET");
   ASSERT_NE(set, nullptr);
@@ -180,41 +179,41 @@ TEST_F(ParserTest, MacrosExpandIntoStatementsAndOperands) {
 
 TEST_F(ParserTest, MacroDefinitionForms) {
   ASSERT_TRUE(Compile("define F (a) a\ndefine G(x , y)x\ndefine H  one \\ dropped\n   two\n"))
-      << m_Output;
+      << m_Out;
   EXPECT_FALSE(FindMacro("F")->m_bHasParams);
   EXPECT_EQ(FindMacro("F")->m_szBody, "(a) a");
   ASSERT_EQ(FindMacro("G")->m_Params.size(), 2u);
   EXPECT_EQ(FindMacro("G")->m_Params[1].m_szName, "y");
   EXPECT_EQ(FindMacro("H")->m_szBody, "one two");
   EXPECT_FALSE(Compile("define\tT 1\n"));
-  EXPECT_NE(m_Output.find("illegal define. "), std::string::npos);
+  EXPECT_NE(m_Out.find("illegal define. "), std::string::npos);
   EXPECT_FALSE(Compile("define " + std::string(255, 'm') + " 1\n"));
-  EXPECT_NE(m_Output.find("Macro define length must be less than 255 bytes."), std::string::npos);
+  EXPECT_NE(m_Out.find("Macro define length must be less than 255 bytes."), std::string::npos);
   EXPECT_FALSE(Compile("define P(" + std::string(300, 'p') + ") 1\n"));
-  EXPECT_NE(m_Output.find("Macro define length must be less than 255 bytes."), std::string::npos);
+  EXPECT_NE(m_Out.find("Macro define length must be less than 255 bytes."), std::string::npos);
   EXPECT_FALSE(Compile("define B " + std::string(4096, 'b') + "\n"));
-  EXPECT_NE(m_Output.find("Macro stub length must be less than 4096 bytes."), std::string::npos);
+  EXPECT_NE(m_Out.find("Macro stub length must be less than 4096 bytes."), std::string::npos);
 }
 
 TEST_F(ParserTest, MacroArgumentsSplitAtEveryComma) {
   ASSERT_TRUE(
       Compile("define F(p, q) a = p , q\nnum a num b\nnum g(num x, num y);\n"
               "num f() { F(g(a,b)) }"))
-      << m_Output;
+      << m_Out;
   EXPECT_EQ(Show(Body("f")), "(a = g(a, b))");
 }
 
 TEST_F(ParserTest, RunawayMacrosAndCallsFailCleanly) {
   EXPECT_FALSE(Compile("define M M\nnum f() { M }"));
-  EXPECT_NE(m_Output.find("macro 'M' nested too deeply."), std::string::npos) << m_Output;
+  EXPECT_NE(m_Out.find("macro 'M' nested too deeply."), std::string::npos) << m_Out;
   EXPECT_FALSE(Compile("define A(x) x\nnum f() { A(1, 2"));
-  EXPECT_NE(m_Output.find("miss ')' in the call of macro 'A'."), std::string::npos) << m_Output;
+  EXPECT_NE(m_Out.find("miss ')' in the call of macro 'A'."), std::string::npos) << m_Out;
   EXPECT_FALSE(Compile("define A(x) x\nnum f() { A(" + std::string(300, '1') + ") }"));
-  EXPECT_NE(m_Output.find("parameters 1 can be not long than 255 bytes."), std::string::npos);
+  EXPECT_NE(m_Out.find("parameters 1 can be not long than 255 bytes."), std::string::npos);
 }
 
 TEST_F(ParserTest, LocalsShadowGlobalsAndParametersComeFirst) {
-  ASSERT_TRUE(Compile("string x\nnum f(num p, string q) { num x string r x = p }")) << m_Output;
+  ASSERT_TRUE(Compile("string x\nnum f(num p, string q) { num x string r x = p }")) << m_Out;
   const FunctionEntry* f = FindFunction("f");
   ASSERT_EQ(f->m_Locals.size(), 4u);
   EXPECT_EQ(f->m_Locals[0]->m_szName, "p");
@@ -223,21 +222,20 @@ TEST_F(ParserTest, LocalsShadowGlobalsAndParametersComeFirst) {
   EXPECT_EQ(f->m_Locals[2]->m_szName, "x");
   EXPECT_EQ(Body("f")->m_nType, ValueType::Num);
   EXPECT_FALSE(Compile("num f() { num x num x }"));
-  EXPECT_NE(m_Output.find("The 'x' had redefined. "), std::string::npos);
+  EXPECT_NE(m_Out.find("The 'x' had redefined. "), std::string::npos);
 }
 
 TEST_F(ParserTest, FunctionsInsideFunctionsAreRejected) {
   EXPECT_FALSE(Compile("num f() { num g() { } }"));
-  EXPECT_NE(m_Output.find("function 'g' can not be declared inside function 'f'."),
-            std::string::npos);
+  EXPECT_NE(m_Out.find("function 'g' can not be declared inside function 'f'."), std::string::npos);
   EXPECT_FALSE(Compile("num f() { { } }"));
-  EXPECT_NE(m_Output.find("illegal '{' inside function 'f'."), std::string::npos);
+  EXPECT_NE(m_Out.find("illegal '{' inside function 'f'."), std::string::npos);
   EXPECT_EQ(FindFunction("f")->m_pDefinition, nullptr) << "a failed body is not kept";
 }
 
 TEST_F(ParserTest, PrototypeThenDefinition) {
   ASSERT_TRUE(Compile("num f(num a);\nnum g() { return f(1) }\nstring f(num a) { return a }"))
-      << m_Output;
+      << m_Out;
   const FunctionEntry* f = FindFunction("f");
   EXPECT_TRUE(f->m_bDefined);
   EXPECT_EQ(f->m_nRetType, ValueType::Num);  // the prototype's type stays
@@ -249,15 +247,15 @@ TEST_F(ParserTest, DeepNestingFailsWithOneMessage) {
   const int depth = 200000;
   EXPECT_FALSE(Compile("num a num f() { a = " + std::string(depth, '(') + "1" +
                        std::string(depth, ')') + " }"));
-  EXPECT_EQ(m_Output, "\n$ script nested too deeply. ");
+  EXPECT_EQ(m_Out, "\n$ script nested too deeply. ");
   std::string ifs;
   for (int i = 0; i < depth / 4; ++i) ifs += "if (1) {";
   EXPECT_FALSE(Compile("num f() { " + ifs));
-  EXPECT_EQ(m_Output, "\n$ script nested too deeply. ");
+  EXPECT_EQ(m_Out, "\n$ script nested too deeply. ");
   std::string chain = "a = a";
   for (int i = 0; i < depth; ++i) chain += " < a";
   EXPECT_FALSE(Compile("num a num f() { " + chain + " }"));
-  EXPECT_EQ(m_Output, "\n$ script nested too deeply. ");
+  EXPECT_EQ(m_Out, "\n$ script nested too deeply. ");
 }
 
 TEST_F(ParserTest, LongFlatChainsCompileAndFree) {
@@ -265,7 +263,7 @@ TEST_F(ParserTest, LongFlatChainsCompileAndFree) {
   for (int i = 0; i < 200000; ++i) sum += " + 1";
   std::string body;
   for (int i = 0; i < 100000; ++i) body += "a = a\n";
-  ASSERT_TRUE(Compile("num a num f() { " + sum + "\n" + body + " }")) << m_Output;
+  ASSERT_TRUE(Compile("num a num f() { " + sum + "\n" + body + " }")) << m_Out;
   Release();  // the left-deep tree and the long statement list go without recursion
 }
 
@@ -276,7 +274,7 @@ TEST_F(ParserTest, EveryCompilationIsReleased) {
       " switch (i) { case 1: i = 2 default: { i = 3 } } return i }\n"
       "num main() { return h(3) }\n";
   for (int i = 0; i < 1000; ++i) {
-    ASSERT_TRUE(Compile(script)) << m_Output;
+    ASSERT_TRUE(Compile(script)) << m_Out;
     Release();
     ASSERT_TRUE(theFunctions.Empty() && theVariables.Empty() && theMacros.Empty() &&
                 theStatements.empty() && theIncludes.empty());
@@ -286,11 +284,11 @@ TEST_F(ParserTest, EveryCompilationIsReleased) {
 TEST_F(ParserTest, CheckScriptFilePrintsTheClosingLines) {
   ASSERT_TRUE(sim::PutFile("C:\\ok.cxx", "num main() { return 1 }\n"));
   EXPECT_EQ(CheckScriptFile("C:\\ok.cxx"), 1);
-  EXPECT_EQ(m_Output, "\n\n\n-----Compiled finished.-----\n\n");
-  m_Output.clear();
+  EXPECT_EQ(m_Out, "\n\n\n-----Compiled finished.-----\n\n");
+  m_Out.clear();
   ASSERT_TRUE(sim::PutFile("C:\\bad.cxx", "num main() { return 1 } }\n"));
   EXPECT_EQ(CheckScriptFile("C:\\bad.cxx"), 0);
-  EXPECT_EQ(m_Output, "\n\n\n\n-----Compile failed.------\n-----Error executing.------\n\n\n");
+  EXPECT_EQ(m_Out, "\n\n\n\n-----Compile failed.------\n-----Error executing.------\n\n\n");
   EXPECT_TRUE(theFunctions.Empty());
 }
 

@@ -9,6 +9,7 @@
 
 #include "common/package_writer.h"
 #include "entry/global.h"
+#include "library_fixture.h"
 #include "platform/sim/machine.h"
 
 namespace setup {
@@ -35,23 +36,11 @@ constexpr const char* kDirNames[] = {
     "WINDIR",     "WINDIR_SYSTEM", "WINDIR_SYSTEM32", "WINDIR_SYSTEM32_DRIVERS",
     "WINDIR_INF", "WINDIR_TEMP",   "WINDIR_ROOT"};
 
-class StartupTest : public ::testing::Test {
+class StartupTest : public LibraryTest {
  protected:
-  void SetUp() override {
-    std::string error;
-    ASSERT_TRUE(sim::Boot("", &error)) << error;
-    sim::SetStdoutSink(
-        [this](const char* text, std::size_t length) { m_Out.append(text, length); });
-    sim::SetEventSink([this](const std::string& line) { m_Events += line + "\n"; });
-    ResetGlobal(theGlobal);
-  }
   void TearDown() override {
     LibraryDetach();
-    sim::SetStdoutSink({});
-    sim::SetEventSink({});
-    sim::Shutdown();
-    ResetGlobal(theGlobal);
-    theGlobal.m_hModule = nullptr;
+    LibraryTest::TearDown();
   }
 
   // Makes the module a package holding `entries`.
@@ -74,9 +63,6 @@ class StartupTest : public ::testing::Test {
 
   plat::BOOL Attach() { return DllMain(kModule, kDllProcessAttach, nullptr); }
   void Detach() { DllMain(kModule, kDllProcessDetach, nullptr); }
-
-  std::string m_Out;
-  std::string m_Events;
 };
 
 // ---- A successful attach ---------------------------------------------------------

@@ -12,6 +12,7 @@
 #include "entry/action.h"
 #include "entry/global.h"
 #include "entry/startup.h"
+#include "library_fixture.h"
 #include "platform/sim/machine.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
@@ -27,25 +28,8 @@ VariablePtr Named(ValueType type, const std::string& name, std::int32_t number =
   return value;
 }
 
-class StoreTest : public ::testing::Test {
+class StoreTest : public LibraryTest {
  protected:
-  void SetUp() override {
-    std::string error;
-    ASSERT_TRUE(sim::Boot("", &error)) << error;
-    sim::SetStdoutSink(
-        [this](const char* text, std::size_t length) { m_Out.append(text, length); });
-    sim::SetEventSink([this](const std::string& line) { m_Events += line + "\n"; });
-    FreeAll();
-    ResetGlobal(theGlobal);
-  }
-  void TearDown() override {
-    FreeAll();
-    ResetGlobal(theGlobal);
-    sim::SetStdoutSink({});
-    sim::SetEventSink({});
-    sim::Shutdown();
-  }
-
   // Declares `num name(num a, num b)` with one further local `n`.
   FunctionEntry* DeclareFunction(const std::string& name) {
     auto entry = std::make_unique<FunctionEntry>();
@@ -59,9 +43,6 @@ class StoreTest : public ::testing::Test {
     entry->m_Locals.push_back(Named(ValueType::Num, "n"));
     return theFunctions.Append(std::move(entry), name);
   }
-
-  std::string m_Out;
-  std::string m_Events;
 };
 
 // ---- Run-time lookup -----------------------------------------------------------------

@@ -50,12 +50,6 @@ std::map<std::string, std::string> theClassNames;  // "{GUID}" -> class name (le
 
 // ---- Helpers ---------------------------------------------------------------------
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 std::string GuidText(const GUID& g) {
   char text[40];
   std::snprintf(text, sizeof text, "{%08" PRIX32 "-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",

@@ -110,12 +110,6 @@ bool AnyOpen(const std::string& key) {
   return OpenFiles().count(key) != 0;
 }
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 plat::FILETIME ToFileTime(const fs::path& host) {
   std::error_code ec;
   auto written = fs::last_write_time(host, ec);
@@ -202,8 +196,7 @@ using sim::Op;
 
 HANDLE CreateFileA(LPCSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*, DWORD disposition,
                    DWORD flags, HANDLE) {
-  DWORD code = 0;
-  if (Inject(Op::CreateFile, &code)) return Fail(code, INVALID_HANDLE_VALUE);
+  if (InjectFault(Op::CreateFile)) return INVALID_HANDLE_VALUE;
   if (disposition < CREATE_NEW || disposition > TRUNCATE_EXISTING) {
     return Fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
   }
@@ -254,8 +247,7 @@ HANDLE CreateFileA(LPCSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*,
 
 BOOL ReadFile(HANDLE file, void* buffer, DWORD toRead, DWORD* read, void*) {
   if (read) *read = 0;
-  DWORD code = 0;
-  if (Inject(Op::ReadFile, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::ReadFile)) return FALSE;
   auto* f = Find<FileObject>(file);
   if (!f) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (!f->CanRead()) return Fail(ERROR_ACCESS_DENIED, FALSE);
@@ -279,8 +271,7 @@ BOOL ReadFile(HANDLE file, void* buffer, DWORD toRead, DWORD* read, void*) {
 
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD toWrite, DWORD* written, void*) {
   if (written) *written = 0;
-  DWORD code = 0;
-  if (Inject(Op::WriteFile, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::WriteFile)) return FALSE;
   auto* f = Find<FileObject>(file);
   if (!f) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (!f->CanWrite()) return Fail(ERROR_ACCESS_DENIED, FALSE);
@@ -303,8 +294,7 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD toWrite, DWORD* written, v
 }
 
 DWORD GetFileSize(HANDLE file, DWORD* sizeHigh) {
-  DWORD code = 0;
-  if (Inject(Op::GetFileSize, &code)) return Fail(code, INVALID_FILE_SIZE);
+  if (InjectFault(Op::GetFileSize)) return INVALID_FILE_SIZE;
   auto* f = Find<FileObject>(file);
   if (!f) return Fail(ERROR_INVALID_HANDLE, INVALID_FILE_SIZE);
   struct stat info {};
@@ -316,8 +306,7 @@ DWORD GetFileSize(HANDLE file, DWORD* sizeHigh) {
 }
 
 DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method) {
-  DWORD code = 0;
-  if (Inject(Op::SetFilePointer, &code)) return Fail(code, INVALID_SET_FILE_POINTER);
+  if (InjectFault(Op::SetFilePointer)) return INVALID_SET_FILE_POINTER;
   auto* f = Find<FileObject>(file);
   if (!f) return Fail(ERROR_INVALID_HANDLE, INVALID_SET_FILE_POINTER);
   std::int64_t offset =
@@ -344,8 +333,7 @@ DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD metho
 }
 
 BOOL SetEndOfFile(HANDLE file) {
-  DWORD code = 0;
-  if (Inject(Op::SetEndOfFile, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::SetEndOfFile)) return FALSE;
   auto* f = Find<FileObject>(file);
   if (!f) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (!f->CanWrite()) return Fail(ERROR_ACCESS_DENIED, FALSE);
@@ -357,8 +345,7 @@ BOOL SetEndOfFile(HANDLE file) {
 }
 
 BOOL CloseHandle(HANDLE object) {
-  DWORD code = 0;
-  if (Inject(Op::CloseHandle, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::CloseHandle)) return FALSE;
   if (object == INVALID_HANDLE_VALUE) return TRUE;  // the current-process pseudo handle
   if (!Find<KernelObject>(object)) return Fail(ERROR_INVALID_HANDLE, FALSE);
   RemoveHandle(object);
@@ -367,8 +354,7 @@ BOOL CloseHandle(HANDLE object) {
 
 HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD protect, DWORD sizeHigh,
                           DWORD sizeLow, LPCSTR) {
-  DWORD code = 0;
-  if (Inject(Op::CreateFileMapping, &code)) return Fail<HANDLE>(code, nullptr);
+  if (InjectFault(Op::CreateFileMapping)) return nullptr;
   auto* f = Find<FileObject>(file);
   if (!f) return Fail<HANDLE>(ERROR_INVALID_HANDLE, nullptr);
   if (protect != PAGE_READONLY) return Fail<HANDLE>(ERROR_INVALID_PARAMETER, nullptr);
@@ -398,8 +384,7 @@ HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD protect, DWOR
 
 void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow,
                     std::size_t bytes) {
-  DWORD code = 0;
-  if (Inject(Op::MapViewOfFile, &code)) return Fail<void*>(code, nullptr);
+  if (InjectFault(Op::MapViewOfFile)) return nullptr;
   auto* m = Find<MappingObject>(mapping);
   if (!m) return Fail<void*>(ERROR_INVALID_HANDLE, nullptr);
   if (access != FILE_MAP_READ) return Fail<void*>(ERROR_ACCESS_DENIED, nullptr);
@@ -434,8 +419,7 @@ BOOL UnmapViewOfFile(const void* address) {
 }
 
 BOOL DeleteFileA(LPCSTR path) {
-  DWORD code = 0;
-  if (Inject(Op::DeleteFile, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::DeleteFile)) return FALSE;
   Resolved r = Resolve(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (!r.exists) return Fail(MissingError(r), FALSE);
@@ -452,8 +436,7 @@ BOOL DeleteFileA(LPCSTR path) {
 }
 
 BOOL CopyFileA(LPCSTR source, LPCSTR destination, BOOL failIfExists) {
-  DWORD code = 0;
-  if (Inject(Op::CopyFile, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::CopyFile)) return FALSE;
   Resolved from = Resolve(source);
   if (from.error != 0) return Fail(from.error, FALSE);
   if (!from.exists) return Fail(MissingError(from), FALSE);
@@ -484,8 +467,7 @@ BOOL CopyFileA(LPCSTR source, LPCSTR destination, BOOL failIfExists) {
 }
 
 BOOL CreateDirectoryA(LPCSTR path, SECURITY_ATTRIBUTES*) {
-  DWORD code = 0;
-  if (Inject(Op::CreateDirectory, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::CreateDirectory)) return FALSE;
   Resolved r = Resolve(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (r.exists) return Fail(ERROR_ALREADY_EXISTS, FALSE);
@@ -498,8 +480,7 @@ BOOL CreateDirectoryA(LPCSTR path, SECURITY_ATTRIBUTES*) {
 }
 
 BOOL RemoveDirectoryA(LPCSTR path) {
-  DWORD code = 0;
-  if (Inject(Op::RemoveDirectory, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::RemoveDirectory)) return FALSE;
   Resolved r = Resolve(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (!r.exists) return Fail(MissingError(r), FALSE);
@@ -518,8 +499,7 @@ BOOL RemoveDirectoryA(LPCSTR path) {
 }
 
 DWORD GetFileAttributesA(LPCSTR path) {
-  DWORD code = 0;
-  if (Inject(Op::GetFileAttributes, &code)) return Fail(code, INVALID_FILE_ATTRIBUTES);
+  if (InjectFault(Op::GetFileAttributes)) return INVALID_FILE_ATTRIBUTES;
   Resolved r = Resolve(path);
   if (r.error != 0) return Fail(r.error, INVALID_FILE_ATTRIBUTES);
   if (!r.exists) return Fail(MissingError(r), INVALID_FILE_ATTRIBUTES);
@@ -528,8 +508,7 @@ DWORD GetFileAttributesA(LPCSTR path) {
 }
 
 BOOL SetFileAttributesA(LPCSTR path, DWORD attributes) {
-  DWORD code = 0;
-  if (Inject(Op::SetFileAttributes, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::SetFileAttributes)) return FALSE;
   Resolved r = Resolve(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (!r.exists) return Fail(MissingError(r), FALSE);
@@ -539,8 +518,7 @@ BOOL SetFileAttributesA(LPCSTR path, DWORD attributes) {
 }
 
 HANDLE FindFirstFileA(LPCSTR pattern, WIN32_FIND_DATAA* data) {
-  DWORD code = 0;
-  if (Inject(Op::FindFirstFile, &code)) return Fail(code, INVALID_HANDLE_VALUE);
+  if (InjectFault(Op::FindFirstFile)) return INVALID_HANDLE_VALUE;
   Resolved r = Resolve(pattern, true);
   if (r.error != 0) return Fail(r.error, INVALID_HANDLE_VALUE);
   if (r.name.empty()) return Fail(ERROR_FILE_NOT_FOUND, INVALID_HANDLE_VALUE);
@@ -576,8 +554,7 @@ HANDLE FindFirstFileA(LPCSTR pattern, WIN32_FIND_DATAA* data) {
 }
 
 BOOL FindNextFileA(HANDLE find, WIN32_FIND_DATAA* data) {
-  DWORD code = 0;
-  if (Inject(Op::FindNextFile, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::FindNextFile)) return FALSE;
   auto* search = Find<FindObject>(find);
   if (!search) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (search->next >= search->entries.size()) return Fail(ERROR_NO_MORE_FILES, FALSE);
@@ -601,8 +578,7 @@ BOOL PathFileExistsA(LPCSTR path) {
 }
 
 DWORD GetModuleFileNameA(HMODULE module, LPSTR buffer, DWORD size) {
-  DWORD code = 0;
-  if (Inject(Op::GetModuleFileName, &code)) return Fail<DWORD>(code, 0);
+  if (InjectFault(Op::GetModuleFileName)) return 0;
   if (module == nullptr || module != ModuleHandle()) return Fail<DWORD>(ERROR_MOD_NOT_FOUND, 0);
   const std::string& path = ModulePath();
   if (size == 0 || buffer == nullptr) return Fail<DWORD>(ERROR_INSUFFICIENT_BUFFER, 0);

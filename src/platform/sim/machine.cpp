@@ -1,4 +1,4 @@
-// The simulated machine: state directory, persistence, handle table, paths,
+// The simulated machine: state directory, persistence, handle table,
 // events, fault injection and the control interface of machine.h.
 #include "platform/sim/machine.h"
 
@@ -60,121 +60,13 @@ Settings theSettings;
 thread_local plat::DWORD theLastError = 0;
 
 constexpr const char* kOpNames[] = {
-    "CreateFile",
-    "ReadFile",
-    "WriteFile",
-    "SetFilePointer",
-    "SetEndOfFile",
-    "GetFileSize",
-    "CloseHandle",
-    "CreateFileMapping",
-    "MapViewOfFile",
-    "DeleteFile",
-    "CopyFile",
-    "CreateDirectory",
-    "RemoveDirectory",
-    "GetFileAttributes",
-    "SetFileAttributes",
-    "FindFirstFile",
-    "FindNextFile",
-    "GetModuleFileName",
-    "GetSystemDirectory",
-    "GetVersionEx",
-    "LoadLibrary",
-    "GetProcAddress",
-    "MessageBox",
-    "CreateProcess",
-    "WaitForSingleObject",
-    "OpenProcessToken",
-    "LookupPrivilegeValue",
-    "AdjustTokenPrivileges",
-    "ExitWindowsEx",
-    "RegOpenKey",
-    "RegCreateKey",
-    "RegSetValue",
-    "RegQueryValue",
-    "RegEnumKey",
-    "RegDeleteKey",
-    "RegDeleteValue",
-    "RegSetKeySecurity",
-    "SHDeleteKey",
-    "InitializeSecurityDescriptor",
-    "SetSecurityDescriptorDacl",
-    "OpenSCManager",
-    "CreateService",
-    "OpenService",
-    "StartService",
-    "ControlService",
-    "QueryServiceStatus",
-    "DeleteService",
-    "SetupDiGetClassDevs",
-    "SetupDiEnumDeviceInfo",
-    "SetupDiGetDeviceRegistryProperty",
-    "SetupDiSetDeviceRegistryProperty",
-    "SetupDiCallClassInstaller",
-    "SetupDiCreateDeviceInfoList",
-    "SetupDiCreateDeviceInfo",
-    "SetupDiGetINFClass",
-    "SetupDiSetClassInstallParams",
-    "SetupDiChangeState",
-    "SetupDiGetDeviceInstallParams",
-    "SetupCopyOEMInf",
-    "UpdateDriverForPlugAndPlayDevices",
+#define SIM_OP_NAME(name) #name,
+    SIM_FAULT_OPS(SIM_OP_NAME)
+#undef SIM_OP_NAME
 };
-static_assert(std::size(kOpNames) ==
-                  static_cast<std::size_t>(Op::UpdateDriverForPlugAndPlayDevices) + 1,
-              "every operation needs a name");
 
 void ShutdownAtExit() {
   sim::Shutdown();
-}
-
-bool IsInvalidNameChar(char c, bool wildcard) {
-  auto u = static_cast<unsigned char>(c);
-  if (u < 32) return true;
-  if (c == '*' || c == '?') return !wildcard;
-  return c == '<' || c == '>' || c == ':' || c == '"' || c == '|';
-}
-
-std::vector<std::string> SplitComponents(std::string_view text) {
-  std::vector<std::string> parts;
-  std::string current;
-  for (char c : text) {
-    if (c == '\\') {
-      parts.push_back(current);
-      current.clear();
-    } else {
-      current += c;
-    }
-  }
-  parts.push_back(current);
-  return parts;
-}
-
-// The host entry of `dir` whose name equals `name` without regard to case;
-// an exact match wins. Symbolic links are never followed. *isDirectory tells
-// whether the entry found is a directory.
-std::optional<std::string> MatchEntry(const fs::path& dir, const std::string& name,
-                                      bool* isDirectory) {
-  std::error_code ec;
-  // Most paths name their components in the stored case: one lstat answers
-  // them without reading the whole directory.
-  fs::file_status exact = fs::symlink_status(dir / name, ec);
-  if (!ec && fs::exists(exact) && !fs::is_symlink(exact)) {
-    *isDirectory = fs::is_directory(exact);
-    return name;
-  }
-  std::optional<std::string> found;
-  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
-    std::string entry = it->path().filename().string();
-    if (!EqualNoCase(entry, name)) continue;
-    if (it->is_symlink(ec)) continue;
-    if (!found) {
-      found = entry;
-      *isDirectory = it->is_directory(ec);
-    }
-  }
-  return found;
 }
 
 void LoadProfile(const Json& p, const Where& where, Profile* pr) {
@@ -317,6 +209,13 @@ bool Inject(Op op, plat::DWORD* code) {
   return false;
 }
 
+bool InjectFault(Op op) {
+  plat::DWORD code = 0;
+  if (!Inject(op, &code)) return false;
+  SetError(code);
+  return true;
+}
+
 // ---- Handle table ---------------------------------------------------------------------
 
 plat::HANDLE AddHandle(std::unique_ptr<Object> object) {
@@ -342,156 +241,6 @@ bool RemoveHandle(plat::HANDLE handle) {
   m.handles.erase(it);
   object.reset();
   return true;
-}
-
-// ---- Text helpers ----------------------------------------------------------------------
-
-std::string Lower(std::string_view text) {
-  std::string out(text);
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return out;
-}
-
-bool EqualNoCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i])))
-      return false;
-  }
-  return true;
-}
-
-std::string WindowsDirectory() {
-  const std::string& system = M().profile.systemDirectory;
-  std::size_t cut = system.find_last_of('\\');
-  if (cut == std::string::npos || cut < 2) return "C:\\WINDOWS";
-  return system.substr(0, cut);
-}
-
-// ---- Paths ------------------------------------------------------------------------------
-
-Resolved Resolve(const char* path, bool wildcardLast) {
-  Resolved r;
-  if (path == nullptr) {
-    r.error = plat::ERROR_INVALID_PARAMETER;
-    return r;
-  }
-  std::string text(path);
-  if (text.empty()) {
-    r.error = plat::ERROR_PATH_NOT_FOUND;
-    return r;
-  }
-  if (text.size() >= plat::MAX_PATH) {
-    r.error = kErrorFilenameTooLong;
-    return r;
-  }
-  std::replace(text.begin(), text.end(), '/', '\\');
-  if (text.rfind("\\\\?\\", 0) == 0) text.erase(0, 4);
-  if (text.rfind("\\\\", 0) == 0) {
-    r.error = kErrorBadNetPath;
-    return r;
-  }
-
-  // The current directory: an absolute path by construction of the profile.
-  const Profile& profile = M().profile;
-  std::string cwd =
-      profile.currentDirectory.empty() ? profile.systemDirectory : profile.currentDirectory;
-  char cwdDrive = 'C';
-  std::string cwdRest;
-  if (cwd.size() >= 2 && std::isalpha(static_cast<unsigned char>(cwd[0])) && cwd[1] == ':') {
-    cwdDrive = static_cast<char>(std::toupper(static_cast<unsigned char>(cwd[0])));
-    cwdRest = cwd.substr(2);
-  }
-
-  char drive = cwdDrive;
-  std::vector<std::string> raw;
-  std::string rest = text;
-  if (text.size() >= 2 && std::isalpha(static_cast<unsigned char>(text[0])) && text[1] == ':') {
-    drive = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-    rest = text.substr(2);
-    if (rest.empty() || rest[0] != '\\') {
-      if (drive == cwdDrive) raw = SplitComponents(cwdRest);
-    }
-  } else if (text[0] != '\\') {
-    raw = SplitComponents(cwdRest);
-  }
-  std::vector<std::string> given = SplitComponents(rest);
-  std::size_t firstGiven = raw.size();
-  raw.insert(raw.end(), given.begin(), given.end());
-
-  std::vector<std::string> comps;
-  for (std::size_t i = 0; i < raw.size(); ++i) {
-    std::string c = raw[i];
-    bool last = i + 1 == raw.size();
-    bool pattern = wildcardLast && last && i >= firstGiven;
-    if (c.empty() || c == ".") continue;
-    if (c == "..") {
-      if (!comps.empty()) comps.pop_back();
-      continue;
-    }
-    if (!pattern) {
-      // Windows ignores trailing dots and blanks of a name.
-      while (!c.empty() && (c.back() == '.' || c.back() == ' ')) c.pop_back();
-      if (c.empty()) continue;
-    }
-    if (c.size() > 255) {
-      r.error = kErrorFilenameTooLong;
-      return r;
-    }
-    for (char ch : c) {
-      if (IsInvalidNameChar(ch, pattern)) {
-        r.error = kErrorInvalidName;
-        return r;
-      }
-    }
-    comps.push_back(c);
-  }
-
-  fs::path host = FsRoot() / std::string(1, drive);
-  std::error_code ec;
-  if (!fs::is_directory(host, ec)) {
-    // The drive of the system directory always exists, even when the profile
-    // has just moved the system directory there.
-    const std::string& system = profile.systemDirectory;
-    bool systemDrive = system.size() >= 2 && system[1] == ':' &&
-                       std::toupper(static_cast<unsigned char>(system[0])) == drive;
-    if (!systemDrive || !fs::create_directories(host, ec)) {
-      r.error = plat::ERROR_PATH_NOT_FOUND;
-      return r;
-    }
-  }
-  r.windows = std::string(1, drive) + ":\\";
-  bool exists = true;  // every component so far exists
-  bool isDirectory = true;
-  r.parentExists = true;
-  // The key is the host path below fs/, built as the components are matched
-  // (asking the file system for a relative path would resolve every link).
-  std::string relative(1, drive);
-  for (std::size_t i = 0; i < comps.size(); ++i) {
-    if (i + 1 == comps.size()) r.parentExists = exists && isDirectory;
-    std::optional<std::string> entry;
-    bool entryIsDirectory = false;
-    if (exists && isDirectory) entry = MatchEntry(host, comps[i], &entryIsDirectory);
-    if (entry) {
-      host /= *entry;
-      isDirectory = entryIsDirectory;
-    } else {
-      host /= comps[i];
-      exists = false;
-      isDirectory = false;
-    }
-    relative += '/';
-    relative += entry ? *entry : comps[i];
-    if (i > 0) r.windows += '\\';
-    r.windows += comps[i];
-  }
-  r.host = host;
-  r.exists = exists;
-  r.isDirectory = exists && isDirectory;
-  r.name = comps.empty() ? std::string() : comps.back();
-  r.key = Lower(relative);
-  return r;
 }
 
 // ---- Attributes -----------------------------------------------------------------------
@@ -535,9 +284,14 @@ void SaveFiles(Json& state) {
   Json attributes = Json::object();
   for (auto& [key, value] : M().attributes) {
     // Forget entries whose file was removed behind the machine's back.
-    std::string windows = key;
-    std::replace(windows.begin(), windows.end(), '/', '\\');
-    if (windows.size() >= 1) windows.insert(1, ":");
+    // "c/dir/name" -> "c:\dir\name", one character at a time (an insert
+    // into the string trips a false -Wrestrict of GCC 12 at -O3).
+    std::string windows;
+    windows.reserve(key.size() + 1);
+    for (std::size_t i = 0; i < key.size(); ++i) {
+      windows += key[i] == '/' ? '\\' : key[i];
+      if (i == 0) windows += ':';
+    }
     Resolved r = Resolve(windows.c_str());
     if (r.error == 0 && r.exists) attributes[key] = value;
   }

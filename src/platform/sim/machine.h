@@ -115,67 +115,74 @@ void SetFixedTime(std::optional<plat::SYSTEMTIME> time);
 void RemoveEntryPoint(const std::string& library, const std::string& name);
 
 // ---- Fault injection ---------------------------------------------------------
+// The operations that can be made to fail, written once: the enum below and
+// the names OpFromName accepts are expanded from this list.
+#define SIM_FAULT_OPS(X)              \
+  X(CreateFile)                       \
+  X(ReadFile)                         \
+  X(WriteFile)                        \
+  X(SetFilePointer)                   \
+  X(SetEndOfFile)                     \
+  X(GetFileSize)                      \
+  X(CloseHandle)                      \
+  X(CreateFileMapping)                \
+  X(MapViewOfFile)                    \
+  X(DeleteFile)                       \
+  X(CopyFile)                         \
+  X(CreateDirectory)                  \
+  X(RemoveDirectory)                  \
+  X(GetFileAttributes)                \
+  X(SetFileAttributes)                \
+  X(FindFirstFile)                    \
+  X(FindNextFile)                     \
+  X(GetModuleFileName)                \
+  X(GetSystemDirectory)               \
+  X(GetVersionEx)                     \
+  X(LoadLibrary)                      \
+  X(GetProcAddress)                   \
+  X(MessageBox)                       \
+  X(CreateProcess)                    \
+  X(WaitForSingleObject)              \
+  X(OpenProcessToken)                 \
+  X(LookupPrivilegeValue)             \
+  X(AdjustTokenPrivileges)            \
+  X(ExitWindowsEx)                    \
+  X(RegOpenKey)                       \
+  X(RegCreateKey)                     \
+  X(RegSetValue)                      \
+  X(RegQueryValue)                    \
+  X(RegEnumKey)                       \
+  X(RegDeleteKey)                     \
+  X(RegDeleteValue)                   \
+  X(RegSetKeySecurity)                \
+  X(SHDeleteKey)                      \
+  X(InitializeSecurityDescriptor)     \
+  X(SetSecurityDescriptorDacl)        \
+  X(OpenSCManager)                    \
+  X(CreateService)                    \
+  X(OpenService)                      \
+  X(StartService)                     \
+  X(ControlService)                   \
+  X(QueryServiceStatus)               \
+  X(DeleteService)                    \
+  X(SetupDiGetClassDevs)              \
+  X(SetupDiEnumDeviceInfo)            \
+  X(SetupDiGetDeviceRegistryProperty) \
+  X(SetupDiSetDeviceRegistryProperty) \
+  X(SetupDiCallClassInstaller)        \
+  X(SetupDiCreateDeviceInfoList)      \
+  X(SetupDiCreateDeviceInfo)          \
+  X(SetupDiGetINFClass)               \
+  X(SetupDiSetClassInstallParams)     \
+  X(SetupDiChangeState)               \
+  X(SetupDiGetDeviceInstallParams)    \
+  X(SetupCopyOEMInf)                  \
+  X(UpdateDriverForPlugAndPlayDevices)
+
 enum class Op {
-  CreateFile,
-  ReadFile,
-  WriteFile,
-  SetFilePointer,
-  SetEndOfFile,
-  GetFileSize,
-  CloseHandle,
-  CreateFileMapping,
-  MapViewOfFile,
-  DeleteFile,
-  CopyFile,
-  CreateDirectory,
-  RemoveDirectory,
-  GetFileAttributes,
-  SetFileAttributes,
-  FindFirstFile,
-  FindNextFile,
-  GetModuleFileName,
-  GetSystemDirectory,
-  GetVersionEx,
-  LoadLibrary,
-  GetProcAddress,
-  MessageBox,
-  CreateProcess,
-  WaitForSingleObject,
-  OpenProcessToken,
-  LookupPrivilegeValue,
-  AdjustTokenPrivileges,
-  ExitWindowsEx,
-  RegOpenKey,
-  RegCreateKey,
-  RegSetValue,
-  RegQueryValue,
-  RegEnumKey,
-  RegDeleteKey,
-  RegDeleteValue,
-  RegSetKeySecurity,
-  SHDeleteKey,
-  InitializeSecurityDescriptor,
-  SetSecurityDescriptorDacl,
-  OpenSCManager,
-  CreateService,
-  OpenService,
-  StartService,
-  ControlService,
-  QueryServiceStatus,
-  DeleteService,
-  SetupDiGetClassDevs,
-  SetupDiEnumDeviceInfo,
-  SetupDiGetDeviceRegistryProperty,
-  SetupDiSetDeviceRegistryProperty,
-  SetupDiCallClassInstaller,
-  SetupDiCreateDeviceInfoList,
-  SetupDiCreateDeviceInfo,
-  SetupDiGetINFClass,
-  SetupDiSetClassInstallParams,
-  SetupDiChangeState,
-  SetupDiGetDeviceInstallParams,
-  SetupCopyOEMInf,
-  UpdateDriverForPlugAndPlayDevices,
+#define SIM_OP_ENUM(name) name,
+  SIM_FAULT_OPS(SIM_OP_ENUM)
+#undef SIM_OP_ENUM
 };
 // The operation's name as written above ("WriteFile"); none when unknown.
 std::optional<Op> OpFromName(std::string_view name);

@@ -302,12 +302,6 @@ void Load(const KeyPtr& key, const Json& node, const Where& where, int depth) {
   }
 }
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 KeyPtr PathKey(HKEY root, const std::string& path, bool create) {
   int index = RootIndex(root);
   if (index < 0) return nullptr;

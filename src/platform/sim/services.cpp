@@ -122,12 +122,6 @@ void FillStatus(const sim::Service& s, plat::SERVICE_STATUS* status) {
   status->dwControlsAccepted = s.running ? kAcceptStop : 0;
 }
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 bool ValidType(DWORD type) {
   DWORD base = type & ~0x100u;  // SERVICE_INTERACTIVE_PROCESS
   if (base != type && base != 0x10 && base != 0x20) return false;

@@ -35,8 +35,20 @@ constexpr plat::DWORD kErrorInvalidFlags = 1004;
 void SetError(plat::DWORD code);
 plat::DWORD LastError();
 void Event(const std::string& line);
-// True when the next call of `op` must fail; *code receives the error.
+// True when the next call of `op` must fail; *code receives the error. For
+// entry points that answer an error code instead of setting the last error.
 bool Inject(Op op, plat::DWORD* code);
+// The fault-injection prologue of an entry point that reports through the last
+// error: when a failure of `op` is due, sets the last error and answers true,
+// and the entry point returns its failure value.
+//   if (InjectFault(Op::ReadFile)) return FALSE;
+bool InjectFault(Op op);
+// Sets the last error and answers `result`: an entry point's failure return.
+template <class T>
+T Fail(plat::DWORD code, T result) {
+  SetError(code);
+  return result;
+}
 
 // ---- Handle table ---------------------------------------------------------------
 // Every kernel-style object (file, mapping, search, process, key, service,

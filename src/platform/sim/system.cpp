@@ -57,12 +57,6 @@ constexpr Privilege kPrivileges[] = {
     {"SeChangeNotifyPrivilege", 23}, {"SeRemoteShutdownPrivilege", 24},
 };
 
-template <class T>
-T Fail(DWORD code, T result) {
-  SetError(code);
-  return result;
-}
-
 std::string LastComponent(const std::string& path) {
   std::size_t cut = path.find_last_of("\\/");
   return cut == std::string::npos ? path : path.substr(cut + 1);
@@ -131,8 +125,7 @@ void SetLastError(DWORD code) {
 // ---- System information -------------------------------------------------------
 
 UINT GetSystemDirectoryA(LPSTR buffer, UINT size) {
-  DWORD code = 0;
-  if (Inject(Op::GetSystemDirectory, &code)) return Fail<UINT>(code, 0);
+  if (InjectFault(Op::GetSystemDirectory)) return 0;
   const std::string& dir = sim::GetProfile().systemDirectory;
   if (buffer == nullptr || size <= dir.size()) return static_cast<UINT>(dir.size() + 1);
   std::memcpy(buffer, dir.c_str(), dir.size() + 1);
@@ -140,8 +133,7 @@ UINT GetSystemDirectoryA(LPSTR buffer, UINT size) {
 }
 
 BOOL GetVersionExA(OSVERSIONINFOA* info) {
-  DWORD code = 0;
-  if (Inject(Op::GetVersionEx, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::GetVersionEx)) return FALSE;
   if (info == nullptr) return Fail(kErrorNoAccess, FALSE);
   DWORD size = info->dwOSVersionInfoSize;
   if (size != sizeof(OSVERSIONINFOA) && size != sizeof(OSVERSIONINFOA) + 8) {
@@ -216,8 +208,7 @@ void Sleep(DWORD milliseconds) {
 // ---- Libraries ------------------------------------------------------------------
 
 HMODULE LoadLibraryA(LPCSTR name) {
-  DWORD code = 0;
-  if (Inject(Op::LoadLibrary, &code)) return Fail<HMODULE>(code, nullptr);
+  if (InjectFault(Op::LoadLibrary)) return nullptr;
   if (name == nullptr || *name == '\0') return Fail<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
   std::string path(name);
   std::string file = LastComponent(path);
@@ -254,8 +245,7 @@ BOOL FreeLibrary(HMODULE module) {
 }
 
 FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
-  DWORD code = 0;
-  if (Inject(Op::GetProcAddress, &code)) return Fail<FARPROC>(code, nullptr);
+  if (InjectFault(Op::GetProcAddress)) return nullptr;
   const std::string* library = nullptr;
   for (const auto& [file, loaded] : theProcess.libraries) {
     if (reinterpret_cast<HMODULE>(loaded.handle) == module) library = &file;
@@ -267,6 +257,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
   }
   std::string entry(name);
   std::string displayName = *library;
+  DWORD code = 0;
   if (!LibraryEntryAvailable(displayName, entry, &code)) {
     return Fail<FARPROC>(ERROR_PROC_NOT_FOUND, nullptr);
   }
@@ -281,8 +272,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
 BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, SECURITY_ATTRIBUTES*,
                     SECURITY_ATTRIBUTES*, BOOL, DWORD, void*, LPCSTR currentDirectory,
                     STARTUPINFOA*, PROCESS_INFORMATION* process) {
-  DWORD code = 0;
-  if (Inject(Op::CreateProcess, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::CreateProcess)) return FALSE;
   std::string line = commandLine ? commandLine : "";
   std::string shown = !line.empty() ? line : (application ? application : "");
   auto notFound = [&](DWORD error) {
@@ -359,8 +349,7 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, SECURITY_ATTRIBUTES*,
 }
 
 DWORD WaitForSingleObject(HANDLE object, DWORD) {
-  DWORD code = 0;
-  if (Inject(Op::WaitForSingleObject, &code)) return Fail(code, WAIT_FAILED);
+  if (InjectFault(Op::WaitForSingleObject)) return WAIT_FAILED;
   if (object == INVALID_HANDLE_VALUE || Find<KernelObject>(object)) return WAIT_OBJECT_0;
   return Fail(ERROR_INVALID_HANDLE, WAIT_FAILED);
 }
@@ -370,8 +359,7 @@ HANDLE GetCurrentProcess() {
 }
 
 BOOL OpenProcessToken(HANDLE process, DWORD, HANDLE* token) {
-  DWORD code = 0;
-  if (Inject(Op::OpenProcessToken, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::OpenProcessToken)) return FALSE;
   if (process != INVALID_HANDLE_VALUE && !Find<ProcessObject>(process)) {
     return Fail(ERROR_INVALID_HANDLE, FALSE);
   }
@@ -382,8 +370,7 @@ BOOL OpenProcessToken(HANDLE process, DWORD, HANDLE* token) {
 }
 
 BOOL LookupPrivilegeValueA(LPCSTR system, LPCSTR name, LUID* luid) {
-  DWORD code = 0;
-  if (Inject(Op::LookupPrivilegeValue, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::LookupPrivilegeValue)) return FALSE;
   if (system != nullptr && *system != '\0') return Fail(kErrorBadNetPath, FALSE);
   if (name == nullptr || luid == nullptr) return Fail(kErrorNoAccess, FALSE);
   for (const Privilege& privilege : kPrivileges) {
@@ -399,8 +386,7 @@ BOOL LookupPrivilegeValueA(LPCSTR system, LPCSTR name, LUID* luid) {
 
 BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, TOKEN_PRIVILEGES* newState, DWORD,
                            TOKEN_PRIVILEGES*, DWORD* returnLength) {
-  DWORD code = 0;
-  if (Inject(Op::AdjustTokenPrivileges, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::AdjustTokenPrivileges)) return FALSE;
   if (!Find<TokenObject>(token)) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (returnLength) *returnLength = 0;
   if (disableAll) {
@@ -432,8 +418,7 @@ BOOL AdjustTokenPrivileges(HANDLE token, BOOL disableAll, TOKEN_PRIVILEGES* newS
 }
 
 BOOL ExitWindowsEx(UINT flags, DWORD) {
-  DWORD code = 0;
-  if (Inject(Op::ExitWindowsEx, &code)) return Fail(code, FALSE);
+  if (InjectFault(Op::ExitWindowsEx)) return FALSE;
   bool logoff = (flags & 0xB) == 0;  // neither shutdown (1), reboot (2) nor power off (8)
   if (!logoff && sim::GetProfile().platformId == VER_PLATFORM_WIN32_NT &&
       !theProcess.shutdownPrivilege) {
@@ -455,8 +440,7 @@ BOOL ExitWindowsEx(UINT flags, DWORD) {
 // ---- User interface ----------------------------------------------------------------
 
 int MessageBoxA(HWND, LPCSTR text, LPCSTR caption, UINT type) {
-  DWORD code = 0;
-  if (Inject(Op::MessageBox, &code)) return Fail(code, 0);
+  if (InjectFault(Op::MessageBox)) return 0;
   int answer = TakeAnswer().value_or(DefaultAnswer(type));
   Event("[msgbox] " + std::string(caption ? caption : "Error") + ": " + Escape(text) + " -> " +
         std::to_string(answer));

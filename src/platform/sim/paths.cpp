@@ -1,0 +1,217 @@
+// Path resolution of the simulated machine: Windows paths, relative to the
+// simulated current directory, mapped to host paths below <state>/fs with
+// case-insensitive matching of existing entries.
+#include <algorithm>
+#include <cctype>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "platform/sim/simcore.h"
+
+namespace sim::detail {
+
+namespace {
+
+bool IsInvalidNameChar(char c, bool wildcard) {
+  auto u = static_cast<unsigned char>(c);
+  if (u < 32) return true;
+  if (c == '*' || c == '?') return !wildcard;
+  return c == '<' || c == '>' || c == ':' || c == '"' || c == '|';
+}
+
+std::vector<std::string> SplitComponents(std::string_view text) {
+  std::vector<std::string> parts;
+  std::string current;
+  for (char c : text) {
+    if (c == '\\') {
+      parts.push_back(current);
+      current.clear();
+    } else {
+      current += c;
+    }
+  }
+  parts.push_back(current);
+  return parts;
+}
+
+// The host entry of `dir` whose name equals `name` without regard to case;
+// an exact match wins. Symbolic links are never followed. *isDirectory tells
+// whether the entry found is a directory.
+std::optional<std::string> MatchEntry(const fs::path& dir, const std::string& name,
+                                      bool* isDirectory) {
+  std::error_code ec;
+  // Most paths name their components in the stored case: one lstat answers
+  // them without reading the whole directory.
+  fs::file_status exact = fs::symlink_status(dir / name, ec);
+  if (!ec && fs::exists(exact) && !fs::is_symlink(exact)) {
+    *isDirectory = fs::is_directory(exact);
+    return name;
+  }
+  std::optional<std::string> found;
+  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
+    std::string entry = it->path().filename().string();
+    if (!EqualNoCase(entry, name)) continue;
+    if (it->is_symlink(ec)) continue;
+    if (!found) {
+      found = entry;
+      *isDirectory = it->is_directory(ec);
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+// ---- Names ----------------------------------------------------------------------------
+
+std::string Lower(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return out;
+}
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i])))
+      return false;
+  }
+  return true;
+}
+
+std::string WindowsDirectory() {
+  const std::string& system = GetProfile().systemDirectory;
+  std::size_t cut = system.find_last_of('\\');
+  if (cut == std::string::npos || cut < 2) return "C:\\WINDOWS";
+  return system.substr(0, cut);
+}
+
+// ---- Paths ------------------------------------------------------------------------------
+
+Resolved Resolve(const char* path, bool wildcardLast) {
+  Resolved r;
+  if (path == nullptr) {
+    r.error = plat::ERROR_INVALID_PARAMETER;
+    return r;
+  }
+  std::string text(path);
+  if (text.empty()) {
+    r.error = plat::ERROR_PATH_NOT_FOUND;
+    return r;
+  }
+  if (text.size() >= plat::MAX_PATH) {
+    r.error = kErrorFilenameTooLong;
+    return r;
+  }
+  std::replace(text.begin(), text.end(), '/', '\\');
+  if (text.rfind("\\\\?\\", 0) == 0) text.erase(0, 4);
+  if (text.rfind("\\\\", 0) == 0) {
+    r.error = kErrorBadNetPath;
+    return r;
+  }
+
+  // The current directory: an absolute path by construction of the profile.
+  const Profile& profile = GetProfile();
+  std::string cwd =
+      profile.currentDirectory.empty() ? profile.systemDirectory : profile.currentDirectory;
+  char cwdDrive = 'C';
+  std::string cwdRest;
+  if (cwd.size() >= 2 && std::isalpha(static_cast<unsigned char>(cwd[0])) && cwd[1] == ':') {
+    cwdDrive = static_cast<char>(std::toupper(static_cast<unsigned char>(cwd[0])));
+    cwdRest = cwd.substr(2);
+  }
+
+  char drive = cwdDrive;
+  std::vector<std::string> raw;
+  std::string rest = text;
+  if (text.size() >= 2 && std::isalpha(static_cast<unsigned char>(text[0])) && text[1] == ':') {
+    drive = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    rest = text.substr(2);
+    if (rest.empty() || rest[0] != '\\') {
+      if (drive == cwdDrive) raw = SplitComponents(cwdRest);
+    }
+  } else if (text[0] != '\\') {
+    raw = SplitComponents(cwdRest);
+  }
+  std::vector<std::string> given = SplitComponents(rest);
+  std::size_t firstGiven = raw.size();
+  raw.insert(raw.end(), given.begin(), given.end());
+
+  std::vector<std::string> comps;
+  for (std::size_t i = 0; i < raw.size(); ++i) {
+    std::string c = raw[i];
+    bool last = i + 1 == raw.size();
+    bool pattern = wildcardLast && last && i >= firstGiven;
+    if (c.empty() || c == ".") continue;
+    if (c == "..") {
+      if (!comps.empty()) comps.pop_back();
+      continue;
+    }
+    if (!pattern) {
+      // Windows ignores trailing dots and blanks of a name.
+      while (!c.empty() && (c.back() == '.' || c.back() == ' ')) c.pop_back();
+      if (c.empty()) continue;
+    }
+    if (c.size() > 255) {
+      r.error = kErrorFilenameTooLong;
+      return r;
+    }
+    for (char ch : c) {
+      if (IsInvalidNameChar(ch, pattern)) {
+        r.error = kErrorInvalidName;
+        return r;
+      }
+    }
+    comps.push_back(c);
+  }
+
+  fs::path host = FsRoot() / std::string(1, drive);
+  std::error_code ec;
+  if (!fs::is_directory(host, ec)) {
+    // The drive of the system directory always exists, even when the profile
+    // has just moved the system directory there.
+    const std::string& system = profile.systemDirectory;
+    bool systemDrive = system.size() >= 2 && system[1] == ':' &&
+                       std::toupper(static_cast<unsigned char>(system[0])) == drive;
+    if (!systemDrive || !fs::create_directories(host, ec)) {
+      r.error = plat::ERROR_PATH_NOT_FOUND;
+      return r;
+    }
+  }
+  r.windows = std::string(1, drive) + ":\\";
+  bool exists = true;  // every component so far exists
+  bool isDirectory = true;
+  r.parentExists = true;
+  // The key is the host path below fs/, built as the components are matched
+  // (asking the file system for a relative path would resolve every link).
+  std::string relative(1, drive);
+  for (std::size_t i = 0; i < comps.size(); ++i) {
+    if (i + 1 == comps.size()) r.parentExists = exists && isDirectory;
+    std::optional<std::string> entry;
+    bool entryIsDirectory = false;
+    if (exists && isDirectory) entry = MatchEntry(host, comps[i], &entryIsDirectory);
+    if (entry) {
+      host /= *entry;
+      isDirectory = entryIsDirectory;
+    } else {
+      host /= comps[i];
+      exists = false;
+      isDirectory = false;
+    }
+    relative += '/';
+    relative += entry ? *entry : comps[i];
+    if (i > 0) r.windows += '\\';
+    r.windows += comps[i];
+  }
+  r.host = host;
+  r.exists = exists;
+  r.isDirectory = exists && isDirectory;
+  r.name = comps.empty() ? std::string() : comps.back();
+  r.key = Lower(relative);
+  return r;
+}
+
+}  // namespace sim::detail
