@@ -4,12 +4,8 @@
 
 #include <string>
 
-#include "entry/action.h"
-#include "entry/global.h"
 #include "platform/sim/machine.h"
-#include "platform/textfile.h"
-#include "script/front/lexer.h"
-#include "script/store/symbols.h"
+#include "script/front/compile.h"
 
 namespace {
 
@@ -51,14 +47,8 @@ void BM_CompileScript(benchmark::State& state) {
     return;
   }
   for (auto _ : state) {
-    setup::Global& g = setup::theGlobal;
-    g.m_pSourceFile = plat::TextFile::Open(path, "r");
-    setup::front::ResetReader();
-    const int compiled = setup::CompileScript();
-    if (compiled != 1 || g.ErrorFlag) state.SkipWithError("the script did not compile");
-    setup::FreeAll();
-    if (g.m_pSourceFile) g.m_pSourceFile->Close();
-    setup::ResetGlobal(g);
+    setup::CompileSession session(path);
+    if (session.Compile() != 1) state.SkipWithError("the script did not compile");
   }
   state.SetComplexityN(lines);
   state.counters["lines/s"] =

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "base/global.h"
 #include "builtins/handlers.h"
 #include "builtins/operations.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
 
 namespace setup {
 

@@ -7,7 +7,7 @@
 #include "builtins/operations.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "script/front/lexer.h"
+#include "script/store/value.h"
 
 namespace setup {
 

@@ -3,9 +3,9 @@
 
 #include <cstring>
 
+#include "base/global.h"
 #include "builtins/handlers.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/store/symbols.h"
 
 namespace setup {
@@ -89,9 +89,16 @@ const Variable* Arg(int index, int count) {
       .get();
 }
 
+// The rows behind theGlobal.m_Builtins; they live as long as the library.
+BuiltinEntry* BuiltinRows() {
+  static BuiltinEntry rows[kBuiltinCount];
+  return rows;
+}
+
 }  // namespace
 
 void InitBuiltinTable(Global& global) {
+  global.m_Builtins = BuiltinRows();
   global.m_nBuiltinCount = kBuiltinCount;
   for (int i = 0; i < kBuiltinCount; ++i) {
     BuiltinEntry& entry = global.m_Builtins[i];
@@ -113,11 +120,6 @@ BuiltinEntry* GetBuiltinEntry(const char* name) {
   return nullptr;
 }
 
-std::int32_t FindBuiltin(const char* name) {
-  const BuiltinEntry* entry = GetBuiltinEntry(name);
-  return entry != nullptr ? entry->nToken : TK_IDENT;
-}
-
 // ---- Argument convention ---------------------------------------------------------------
 
 const char* ArgText(int index, int count) {
@@ -136,8 +138,8 @@ bool ArgNum(int index, int count, std::int32_t* out) {
 }
 
 std::optional<std::string>* ResetStringResult() {
-  theGlobal.theStringResult = NewStringValue(0);
-  return &theGlobal.theStringResult->m_szValue;
+  theStringResult = NewStringValue(0);
+  return &theStringResult->m_szValue;
 }
 
 std::int32_t MissingArgument() {

@@ -5,17 +5,32 @@
 #include <optional>
 #include <string>
 
+#include "script/store/symbols.h"
+
 namespace setup {
 
 class Global;
-struct BuiltinEntry;
+
+constexpr int kBuiltinCount = 40;
+
+struct SyntaxNode;
+// A built-in's handler: takes the call node (unused) and answers its result.
+using BuiltinHandler = std::int32_t (*)(SyntaxNode* node);
+
+// One row of the built-in function table.
+struct BuiltinEntry {
+  const char* szName = nullptr;
+  std::int32_t nToken = 0;
+  ValueType nRetType = ValueType::None;
+  std::int32_t nParamCount = 0;
+  ParamEntry pParams[5];  // the first nParamCount are used
+  BuiltinHandler pfnHandler = nullptr;
+};
 
 // Fills the 40 rows and their parameter lists (construction of theGlobal).
 void InitBuiltinTable(Global& global);
 // The entry named `name` exactly, or none.
 BuiltinEntry* GetBuiltinEntry(const char* name);
-// The token code (7 to 46) of the built-in named `name`, or 1.
-std::int32_t FindBuiltin(const char* name);
 
 // ---- The handlers' argument convention ---------------------------------------------
 // When a handler runs, the call's `count` arguments lie on top of the value

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "entry/global.h"
+#include "base/global.h"
 #include "platform/winapi.h"
 
 namespace setup {

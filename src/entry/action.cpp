@@ -11,9 +11,10 @@
 #include <stdexcept>
 #include <vector>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "platform/winapi.h"
+#include "script/front/compile.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
 
@@ -26,12 +27,9 @@ constexpr std::size_t kPreludeLine = 256;
 constexpr std::size_t kMaxParamLength = 252;  // what fits a prelude line
 constexpr std::size_t kPasteBlock = 8192;
 
-using ParamTable = std::vector<std::optional<std::string>>;
+}  // namespace
 
-enum class SplitResult { Ok, TooMany, TooLong };
-
-// Each parameter is the text after a "/" up to the next blank, "/" or end;
-// anything outside a parameter is skipped.
+// Anything outside a parameter is skipped.
 SplitResult SplitParameters(const char* command, ParamTable& params) {
   const char* p = command;
   while (*p != '\0') {
@@ -56,6 +54,8 @@ SplitResult SplitParameters(const char* command, ParamTable& params) {
   return SplitResult::Ok;
 }
 
+namespace {
+
 bool WriteText(plat::TextFile& stream, const char* text, int length) {
   if (length < 0) return false;
   const auto size = std::min(static_cast<std::size_t>(length), kPreludeLine - 1);
@@ -70,15 +70,9 @@ struct RunState {
 
 // Releases everything a call made, whatever step it reached.
 void CleanUp(RunState& state) {
-  FreeAll();
-  if (theGlobal.m_hScriptFile != nullptr && theGlobal.m_hScriptFile != plat::INVALID_HANDLE_VALUE) {
-    plat::CloseHandle(theGlobal.m_hScriptFile);
-  }
-  theGlobal.m_hScriptFile = nullptr;
-  theGlobal.m_pSourceFile.reset();
   state.expand.reset();
   state.params.clear();
-  ResetGlobal(theGlobal);
+  ResetRun();
 }
 
 // Opens the script, writes the expanded file, compiles and runs it; `result`

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/textfile.h"
 
@@ -27,7 +28,12 @@ int WriteParamPrelude(plat::TextFile& stream, int count, const std::optional<std
 [[nodiscard]] int PasteScriptCode(plat::TextFile& stream);
 // Appends the script path and ".e" to the slot.
 int MakeExpandFileName(std::optional<std::string>* slot);
-// Compiles the current source stream; 1 when the whole file was parsed.
-[[nodiscard]] int CompileScript();
+using ParamTable = std::vector<std::optional<std::string>>;
+enum class SplitResult { Ok, TooMany, TooLong };
+
+// Splits a command string into its parameters: each is the text after a "/"
+// up to the next blank, "/" or end. Reports and refuses a parameter longer
+// than 252 characters (what fits a prelude line) and a 100th parameter.
+SplitResult SplitParameters(const char* command, ParamTable& params);
 
 }  // namespace setup

@@ -8,11 +8,15 @@
 
 #include <cstring>
 
+#include "base/global.h"
+#include "base/windir.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "package/package.h"
+#include "script/front/keywords.h"
 
 namespace setup {
+
+DeviceApi theDeviceApi;
 
 namespace {
 
@@ -128,7 +132,7 @@ void UnloadDeviceLibraries() {
   if (theGlobal.m_hNewDev != nullptr) plat::FreeLibrary(theGlobal.m_hNewDev);
   theGlobal.m_hSetupApi = nullptr;
   theGlobal.m_hNewDev = nullptr;
-  theGlobal.m_Device = DeviceApi{};
+  theDeviceApi = DeviceApi{};
 }
 
 }  // namespace
@@ -217,19 +221,8 @@ int ReleaseEnvironment() {
   return 1;
 }
 
-int GetWinDir(std::optional<std::string>& slot) {
-  char buffer[256] = {};
-  plat::GetSystemDirectoryA(buffer, sizeof buffer - 1);
-  buffer[sizeof buffer - 1] = '\0';
-  char* backslash = std::strrchr(buffer, '\\');
-  if (backslash == nullptr) return 0;
-  *backslash = '\0';
-  slot = std::string(buffer);
-  return 1;
-}
-
 int BindDeviceApi() {
-  DeviceApi& api = theGlobal.m_Device;
+  DeviceApi& api = theDeviceApi;
 
   if (theGlobal.m_hSetupApi != nullptr) plat::FreeLibrary(theGlobal.m_hSetupApi);
   theGlobal.m_hSetupApi = plat::LoadLibraryA("SetupApi.dll");

@@ -20,8 +20,17 @@ plat::BOOL DllMain(plat::HMODULE module, plat::DWORD reason, void* reserved);
 int LibraryDetach();
 [[nodiscard]] int InitEnvironment(plat::HMODULE module);
 int ReleaseEnvironment();
-// The Windows directory: the system directory cut at its last backslash.
-[[nodiscard]] int GetWinDir(std::optional<std::string>& slot);
+
+// Entry points bound from SetupApi.dll and newdev.dll at start-up.
+struct DeviceApi {
+#define SETUP_DEVICE_API_FIELD(name, required) plat::PFN_##name name = nullptr;
+  PLAT_SETUPAPI_BOUND_ENTRY_POINTS(SETUP_DEVICE_API_FIELD)
+#undef SETUP_DEVICE_API_FIELD
+  plat::PFN_UpdateDriverForPlugAndPlayDevicesA UpdateDriverForPlugAndPlayDevicesA = nullptr;
+};
+
+// The device entry points BindDeviceApi bound (all none when it failed).
+extern DeviceApi theDeviceApi;
 [[nodiscard]] int BindDeviceApi();
 
 }  // namespace setup

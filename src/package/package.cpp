@@ -13,9 +13,9 @@
 
 #include <cstring>
 
+#include "base/global.h"
+#include "base/windir.h"
 #include "diag/report.h"
-#include "entry/global.h"
-#include "entry/startup.h"
 #include "platform/winapi.h"
 
 namespace setup {

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "base/global.h"
 #include "common/package_writer.h"
 #include "entry/action.h"
-#include "entry/global.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
 #include "platform/winapi.h"

@@ -4,12 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "entry/action.h"
-#include "entry/global.h"
 #include "platform/sim/machine.h"
-#include "platform/textfile.h"
-#include "script/front/lexer.h"
-#include "script/store/symbols.h"
+#include "script/front/compile.h"
 
 namespace {
 constexpr const char* kScriptPath = "C:\\fuzz.cxx";
@@ -22,17 +18,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using setup::theGlobal;
   if (!sim::PutFile(kScriptPath, std::string_view(reinterpret_cast<const char*>(data), size))) {
     return 0;
   }
-  theGlobal.m_pSourceFile = plat::TextFile::Open(kScriptPath, "r");
-  if (!theGlobal.m_pSourceFile) return 0;
-  setup::front::ResetReader();
-  theGlobal.m_pStackBase = static_cast<const char*>(__builtin_frame_address(0));
-  (void)setup::CompileScript();
-  setup::FreeAll();
-  if (theGlobal.m_pSourceFile) theGlobal.m_pSourceFile->Close();
-  setup::ResetGlobal(theGlobal);
+  setup::CompileSession session(kScriptPath);
+  if (session.Opened()) (void)session.Compile();
   return 0;
 }

@@ -4,16 +4,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "base/global.h"
 #include "entry/action.h"
-#include "entry/global.h"
 #include "library_fixture.h"
 #include "platform/sim/machine.h"
-#include "platform/textfile.h"
+#include "script/front/compile.h"
 #include "script/front/lexer.h"
 #include "script/store/symbols.h"
 
@@ -29,14 +29,12 @@ class CompilerTest : public LibraryTest {
     LibraryTest::TearDown();
   }
 
-  // Opens `source` as the current source file, as the run sequence does.
+  // Opens `source` as the current source file in a compile session.
   void Open(const std::string& source) {
     Release();
     ASSERT_TRUE(sim::PutFile(kSourcePath, source));
-    std::strcpy(theGlobal.m_szFileName, kSourcePath);
-    theGlobal.m_pSourceFile = plat::TextFile::Open(kSourcePath, "r");
-    ASSERT_TRUE(theGlobal.m_pSourceFile);
-    front::ResetReader();
+    m_Session.emplace(kSourcePath);
+    ASSERT_TRUE(m_Session->Opened());
   }
 
   // Compiles `source`; true when it compiled without error. The tables stay
@@ -44,9 +42,7 @@ class CompilerTest : public LibraryTest {
   bool Compile(const std::string& source) {
     Open(source);
     m_Out.clear();
-    theGlobal.m_pStackBase = static_cast<const char*>(__builtin_frame_address(0));
-    const int compiled = CompileScript();
-    return compiled == 1 && theGlobal.ErrorFlag == 0;
+    return m_Session && m_Session->Compile() == 1;
   }
 
   // Reads every token of `source` up to the end of input: "code:text" items.
@@ -62,9 +58,8 @@ class CompilerTest : public LibraryTest {
   }
 
   void Release() {
-    FreeAll();
-    if (theGlobal.m_pSourceFile) theGlobal.m_pSourceFile->Close();
-    ResetGlobal(theGlobal);
+    m_Session.reset();
+    ResetRun();
   }
 
   // The body of a compiled function.
@@ -73,6 +68,8 @@ class CompilerTest : public LibraryTest {
     if (entry == nullptr || !entry->m_pDefinition) return nullptr;
     return entry->m_pDefinition->m_pChild2.get();
   }
+
+  std::optional<CompileSession> m_Session;
 };
 
 // Writes an expression tree with every operator parenthesised: "(a < (b < c))".

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "library_fixture.h"
 #include "platform/sim/machine.h"
 

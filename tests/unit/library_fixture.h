@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "entry/global.h"
+#include "base/global.h"
 #include "script/store/symbols.h"
 #include "sim_fixture.h"
 
@@ -13,14 +13,12 @@ class LibraryTest : public SimTest {
  protected:
   void SetUp() override {
     SimTest::SetUp();
-    setup::FreeAll();
-    setup::ResetGlobal(setup::theGlobal);
+    setup::ResetRun();
   }
   // Releases before the machine stops: closing the source file and the tables
   // still talks to the machine.
   void TearDown() override {
-    setup::FreeAll();
-    setup::ResetGlobal(setup::theGlobal);
+    setup::ResetRun();
     setup::theGlobal.m_hModule = nullptr;
     std::memset(setup::theGlobal.m_szFileName, 0, sizeof setup::theGlobal.m_szFileName);
     sim::SetStdoutSink({});

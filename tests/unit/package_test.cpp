@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "base/global.h"
 #include "common/package_writer.h"
-#include "entry/global.h"
 #include "library_fixture.h"
 #include "platform/sim/machine.h"
 

@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "base/global.h"
+#include "base/windir.h"
 #include "common/package_writer.h"
-#include "entry/global.h"
 #include "library_fixture.h"
 #include "platform/sim/machine.h"
+#include "script/front/keywords.h"
 
 namespace setup {
 namespace {
@@ -88,9 +90,9 @@ TEST_F(StartupTest, AttachExtractsTheScriptAndComputesTheEnvironment) {
   EXPECT_EQ(theGlobal.m_nLanguage, 2);   // 0x0409
   EXPECT_NE(theGlobal.m_hSetupApi, nullptr);
   EXPECT_NE(theGlobal.m_hNewDev, nullptr);
-  EXPECT_NE(theGlobal.m_Device.SetupDiGetClassDevsA, nullptr);
-  EXPECT_NE(theGlobal.m_Device.SetupCopyOEMInfA, nullptr);
-  EXPECT_NE(theGlobal.m_Device.UpdateDriverForPlugAndPlayDevicesA, nullptr);
+  EXPECT_NE(theDeviceApi.SetupDiGetClassDevsA, nullptr);
+  EXPECT_NE(theDeviceApi.SetupCopyOEMInfA, nullptr);
+  EXPECT_NE(theDeviceApi.UpdateDriverForPlugAndPlayDevicesA, nullptr);
 }
 
 TEST_F(StartupTest, WindowsDirectoryFollowsTheSystemDirectory) {
@@ -202,7 +204,7 @@ TEST_F(StartupTest, MissingRequiredEntryPointRefusesToLoad) {
   InstallScript();
   sim::RemoveEntryPoint("SetupApi.dll", "SetupCopyOEMInfA");  // optional
   ASSERT_EQ(Attach(), plat::TRUE);
-  EXPECT_EQ(theGlobal.m_Device.SetupCopyOEMInfA, nullptr);
+  EXPECT_EQ(theDeviceApi.SetupCopyOEMInfA, nullptr);
   Detach();
 
   sim::RemoveEntryPoint("SetupApi.dll", "SetupDiGetDeviceInstallParamsA");
@@ -219,7 +221,7 @@ TEST_F(StartupTest, MissingNewdevIsOnlyAWarning) {
   EXPECT_EQ(m_Out, "\nC:\\WINDOWS\\setup.cxx(0):cannot load 'newdev.dll'.\n\n");
   EXPECT_EQ(m_Events, "");
   EXPECT_EQ(theGlobal.m_hNewDev, nullptr);
-  EXPECT_EQ(theGlobal.m_Device.UpdateDriverForPlugAndPlayDevicesA, nullptr);
+  EXPECT_EQ(theDeviceApi.UpdateDriverForPlugAndPlayDevicesA, nullptr);
 }
 
 TEST_F(StartupTest, SystemDirectoryWithoutBackslash) {
@@ -305,7 +307,7 @@ TEST_F(StartupTest, DetachDeletesTheScriptAndTheExpandedFile) {
   for (const char* name : kDirNames) EXPECT_EQ(DirValue(name), "<none>") << name;
   EXPECT_EQ(theGlobal.m_hSetupApi, nullptr);
   EXPECT_EQ(theGlobal.m_hNewDev, nullptr);
-  EXPECT_EQ(theGlobal.m_Device.SetupDiGetClassDevsA, nullptr);
+  EXPECT_EQ(theDeviceApi.SetupDiGetClassDevsA, nullptr);
   // A second detach (the loader's, after a failed attach) finds nothing to do.
   ASSERT_TRUE(sim::PutFile("C:\\WINDOWS\\setup.cxx", "a new file"));
   Detach();

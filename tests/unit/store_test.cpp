@@ -7,13 +7,14 @@
 #include <cstring>
 #include <string>
 
+#include "base/global.h"
 #include "builtins/table.h"
 #include "common/package_writer.h"
 #include "entry/action.h"
-#include "entry/global.h"
 #include "entry/startup.h"
 #include "library_fixture.h"
 #include "platform/sim/machine.h"
+#include "script/front/lexer.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
 #include "script/store/value.h"
@@ -249,8 +250,12 @@ TEST_F(StoreTest, BorrowedInitializerArrayIsDetachedNotFreed) {
   owned.m_Nums = {5};
   {
     VariablePtr value = NewNumValue();
-    value->m_pArray.reset(&owned);
-    value->m_bBorrowedArray = true;
+    value->m_pArray = BorrowArray(&owned);
+    EXPECT_TRUE(IsBorrowed(value->m_pArray));
+    // Giving the value an array of its own ends the borrow, not the store.
+    value->m_pArray = std::make_unique<ArrayStore>();
+    EXPECT_FALSE(IsBorrowed(value->m_pArray));
+    value->m_pArray = BorrowArray(&owned);
   }
   EXPECT_EQ(owned.m_Nums[0], 5);  // still alive: ASan would flag a free
 }
@@ -318,7 +323,7 @@ TEST_F(StoreTest, FreeAllEmptiesEveryTable) {
   EXPECT_TRUE(theValueStack.empty());
   EXPECT_TRUE(theCallFrames.empty());
   EXPECT_EQ(theFrameBase, -1);
-  EXPECT_EQ(theGlobal.theStringResult, nullptr);
+  EXPECT_EQ(theStringResult, nullptr);
   EXPECT_EQ(theGlobal.m_bInFunction, 0);
   EXPECT_EQ(FindFunction("f"), nullptr);
   EXPECT_EQ(m_Events, "");  // no broken-stack box on the way

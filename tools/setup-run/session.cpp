@@ -9,9 +9,9 @@
 #include <memory>
 #include <sstream>
 
+#include "base/global.h"
 #include "common/package_writer.h"
 #include "entry/action.h"
-#include "entry/global.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
 #include "script/front/compile.h"
@@ -178,20 +178,6 @@ bool BuildModule(const Options& options, std::vector<char>* module) {
   return true;
 }
 
-// The parameters of a command string as Action splits it: the text after each
-// "/" up to the next blank, "/" or the end.
-std::vector<std::optional<std::string>> SplitParameters(const std::string& command) {
-  std::vector<std::optional<std::string>> params;
-  for (std::size_t i = 0; i < command.size(); ++i) {
-    if (command[i] != '/') continue;
-    std::size_t end = command.find_first_of(" /", i + 1);
-    if (end == std::string::npos) end = command.size();
-    params.emplace_back(command.substr(i + 1, end - i - 1));
-    i = end - 1;
-  }
-  return params;
-}
-
 // Compiles the extracted script as Action would: the prelude for `command` is
 // put in front of the script (in the script's own file, so that reports name
 // the same file), and warnings count lines of the script as packaged.
@@ -203,11 +189,9 @@ int CheckScript(const std::string& command) {
     std::size_t read = 0;
     while ((read = in->Read(block, sizeof block)) > 0) text.append(block, read);
   }
-  std::vector<std::optional<std::string>> params = SplitParameters(command);
-  if (params.size() > 99) {
-    Complain("--check: more than 99 parameters");
-    return 0;
-  }
+  // The library's own splitter, with its limits and messages.
+  setup::ParamTable params;
+  if (setup::SplitParameters(command.c_str(), params) != setup::SplitResult::Ok) return 0;
   std::unique_ptr<plat::TextFile> out = plat::TextFile::Open(path, "w");
   if (!out) {
     Complain(std::string("--check: cannot rewrite '") + path + "'");

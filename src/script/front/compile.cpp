@@ -6,9 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/action.h"
-#include "entry/global.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"
@@ -17,19 +16,13 @@ namespace setup {
 
 namespace front {
 
-namespace {
-// Set once the compilation is abandoned for nesting too deep: the unwinding
-// levels then add no further reports.
-bool g_bAbandoned = false;
-}  // namespace
-
 void ResetFrontState() {
-  g_bAbandoned = false;
+  theGlobal.m_bCompileAbandoned = 0;
 }
 
 int ReportError(const char* format, ...) {
   if (format == nullptr) return setup::ReportError(nullptr);
-  if (g_bAbandoned) return 1;
+  if (theGlobal.m_bCompileAbandoned) return 1;
   char buffer[kReportBufferSize];
   va_list args;
   va_start(args, format);
@@ -39,17 +32,16 @@ int ReportError(const char* format, ...) {
 }
 
 bool EnterNesting() {
-  if (g_bAbandoned) return false;
+  if (theGlobal.m_bCompileAbandoned) return false;
   if (StackHasRoom()) return true;
   ReportError("script nested too deeply.");
-  theGlobal.ErrorFlag = 1;
-  g_bAbandoned = true;
+  AbandonCompilation();
   return false;
 }
 
 void AbandonCompilation() {
   theGlobal.ErrorFlag = 1;
-  g_bAbandoned = true;
+  theGlobal.m_bCompileAbandoned = 1;
 }
 
 }  // namespace front
@@ -71,42 +63,56 @@ int CompileScript() {
   return g.m_nToken == TK_END ? 1 : 0;
 }
 
-int CheckScriptFile(const char* path) {
-  Global& g = theGlobal;
-  if (path == nullptr) return 0;
-  // `path` may be m_szFileName itself.
-  const std::string savedFileName = g.m_szFileName;
-  const std::string source = path;
-  std::strncpy(g.m_szFileName, source.c_str(), sizeof g.m_szFileName - 1);
-  g.m_szFileName[sizeof g.m_szFileName - 1] = '\0';
-  g.m_pStackBase = static_cast<const char*>(__builtin_frame_address(0));
+// ---- Compile session ---------------------------------------------------------------------
 
-  int compiled = 0;
+namespace {
+void SetFileName(const char* text) {
+  std::strncpy(theGlobal.m_szFileName, text, sizeof theGlobal.m_szFileName - 1);
+  theGlobal.m_szFileName[sizeof theGlobal.m_szFileName - 1] = '\0';
+}
+}  // namespace
+
+CompileSession::CompileSession(const char* path) : m_szSavedFileName(theGlobal.m_szFileName) {
+  Global& g = theGlobal;
+  if (path == nullptr) return;
+  // `path` may be m_szFileName itself.
+  const std::string source = path;
+  SetFileName(source.c_str());
+  g.m_pStackBase = static_cast<const char*>(__builtin_frame_address(0));
   g.m_pSourceFile = plat::TextFile::Open(source.c_str(), "r");
   if (!g.m_pSourceFile) {
     ReportError("file %s not found.", source.c_str());
-  } else {
-    front::ResetReader();
-    if (CompileScript() && !g.ErrorFlag) {
-      PrintLine("\n");
-      PrintLine("-----Compiled finished.-----");
-      PrintLine("\n");
-      compiled = 1;
-    } else {
-      PrintLine("\n\n");
-      PrintLine("-----Compile failed.------");
-      PrintLine("-----Error executing.------");
-      PrintLine("\n\n");
-    }
+    return;
   }
+  front::ResetReader();
+  m_bOpened = true;
+}
 
-  FreeAll();
-  if (g.m_pSourceFile) g.m_pSourceFile->Close();
-  g.m_pSourceFile.reset();
-  ResetGlobal(g);
-  std::strncpy(g.m_szFileName, savedFileName.c_str(), sizeof g.m_szFileName - 1);
-  g.m_szFileName[sizeof g.m_szFileName - 1] = '\0';
-  return compiled;
+CompileSession::~CompileSession() {
+  ResetRun();
+  SetFileName(m_szSavedFileName.c_str());
+}
+
+int CompileSession::Compile() {
+  if (!m_bOpened) return 0;
+  return CompileScript() && !theGlobal.ErrorFlag ? 1 : 0;
+}
+
+int CheckScriptFile(const char* path) {
+  if (path == nullptr) return 0;
+  CompileSession session(path);
+  if (!session.Opened()) return 0;
+  if (session.Compile()) {
+    PrintLine("\n");
+    PrintLine("-----Compiled finished.-----");
+    PrintLine("\n");
+    return 1;
+  }
+  PrintLine("\n\n");
+  PrintLine("-----Compile failed.------");
+  PrintLine("-----Error executing.------");
+  PrintLine("\n\n");
+  return 0;
 }
 
 }  // namespace setup

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"
@@ -404,16 +404,15 @@ int exterfun_stmt() {
   node->m_pChild2 = statement_sequence();
   g.m_bInFunction = 0;
   g.m_szExFunName.reset();
-  if (g.ErrorFlag) {
-    ReportError("error in exterfun_stmt()");
-    return 0;
-  }
+  // The closing brace is checked whether or not the body failed; a failed
+  // body has reported already and ends the compilation through ErrorFlag.
   if (!MatchToken(TK_RBRACE)) {
     ReportError("miss '}'");
     ReportError("error in exterfun_stmt()");
     g.ErrorFlag = 1;
     return 0;
   }
+  if (g.ErrorFlag) return 0;
   function->m_pDefinition = std::move(node);
   return 1;
 }

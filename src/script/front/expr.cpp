@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/front/keywords.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
@@ -73,7 +73,7 @@ NodePtr ArrayElement(const std::string& name) {
   node->m_szText = name;
   const int dims = static_cast<int>(array->m_pArray->m_Dims.size());
   int count = 0;
-  SyntaxNode* tail = nullptr;
+  NodeAppender items(node->m_pItems);
   while (g.m_nToken == TK_LBRACKET) {
     if (count == dims) {
       ReportError("most dimensions of '%s' is %d", name.c_str(), dims);
@@ -88,14 +88,7 @@ NodePtr ArrayElement(const std::string& name) {
       return nullptr;
     }
     LinkChild(item.get(), item->m_pChild2, std::move(index));
-    SyntaxNode* raw = item.get();
-    if (tail == nullptr) {
-      node->m_pItems = std::move(item);
-    } else {
-      item->m_pPrev = tail;
-      tail->m_pNext = std::move(item);
-    }
-    tail = raw;
+    items.Append(std::move(item));
     ++count;
     if (!MatchToken(TK_RBRACKET)) return nullptr;
   }

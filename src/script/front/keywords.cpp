@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-#include "entry/global.h"
+#include "base/global.h"
+#include "script/front/lexer.h"
 
 namespace setup {
 
@@ -62,9 +63,16 @@ constexpr KeywordRow kRows[kKeywordCount] = {
     {"OS_VISTA", TK_CONST, ValueType::Num, 7},
 };
 
+// The rows behind theGlobal.m_Keywords; they live as long as the library.
+KeywordEntry* KeywordRows() {
+  static KeywordEntry rows[kKeywordCount];
+  return rows;
+}
+
 }  // namespace
 
 void InitKeywordTable(Global& global) {
+  global.m_Keywords = KeywordRows();
   global.m_nKeywordCount = kKeywordCount;
   for (int i = 0; i < kKeywordCount; ++i) {
     KeywordEntry& entry = global.m_Keywords[i];

@@ -5,10 +5,22 @@
 #include <optional>
 #include <string>
 
+#include "script/store/value.h"
+
 namespace setup {
 
 class Global;
-enum class ValueType : std::int32_t;
+
+constexpr int kKeywordCount = 43;
+
+// One row of the keyword and constant table.
+struct KeywordEntry {
+  const char* szName = nullptr;
+  std::int32_t nToken = 0;
+  ValueType nType = ValueType::None;   // None for a keyword
+  std::optional<std::string> szValue;  // string constants (the WINDIR values)
+  std::int32_t nValue = 0;             // num constants
+};
 
 // Fills the 43 rows in their stored order (construction of theGlobal).
 void InitKeywordTable(Global& global);

@@ -3,43 +3,17 @@
 
 #include <cstring>
 
+#include "base/global.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/front/keywords.h"
 #include "script/store/symbols.h"
 
 namespace setup {
 
-std::int32_t TextToNum(const char* text) {
-  if (text == nullptr) return 0;
-  const unsigned char* p = reinterpret_cast<const unsigned char*>(text);
-  while (*p == ' ' || *p == '\t' || *p == '\n' || *p == '\v' || *p == '\f' || *p == '\r') ++p;
-  bool negative = false;
-  if (*p == '+' || *p == '-') {
-    negative = *p == '-';
-    ++p;
-  }
-  std::uint32_t value = 0;
-  if (p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) {
-    for (p += 2;; ++p) {
-      std::uint32_t digit;
-      if (*p >= '0' && *p <= '9') {
-        digit = *p - '0';
-      } else if (*p >= 'a' && *p <= 'f') {
-        digit = *p - 'a' + 10;
-      } else if (*p >= 'A' && *p <= 'F') {
-        digit = *p - 'A' + 10;
-      } else {
-        break;
-      }
-      value = value * 16u + digit;
-    }
-  } else {
-    for (; *p >= '0' && *p <= '9'; ++p) value = value * 10u + static_cast<std::uint32_t>(*p - '0');
-  }
-  if (negative) value = 0u - value;
-  return static_cast<std::int32_t>(value);
+std::int32_t FindBuiltin(const char* name) {
+  const BuiltinEntry* entry = GetBuiltinEntry(name);
+  return entry != nullptr ? entry->nToken : TK_IDENT;
 }
 
 namespace front {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"
@@ -31,7 +31,9 @@ bool AtSourceEnd(int c) {
   return c == kEndOfInput || (c == 0 && theGlobal.m_bInMacro);
 }
 
-// The reader and token state that a macro expansion interrupts.
+// The reader and token state that a macro expansion interrupts. The
+// destructor puts the interrupted source back, with the token that followed
+// the call, on every path out of the expansion.
 class MacroFrame {
  public:
   MacroFrame() {
@@ -42,8 +44,7 @@ class MacroFrame {
     m_nToken = g.m_nToken;
     m_nMacroPos = g.m_nMacroPos;
   }
-  // Puts the interrupted source back, with the token that followed the call.
-  void Restore() const {
+  ~MacroFrame() {
     Global& g = theGlobal;
     g.m_nToken = m_nToken;
     std::memcpy(g.m_szToken, m_szToken.c_str(), m_szToken.size() + 1);
@@ -51,6 +52,8 @@ class MacroFrame {
     g.m_pMacroText = m_pMacroText;
     g.m_nMacroPos = m_nMacroPos;
   }
+  MacroFrame(const MacroFrame&) = delete;
+  MacroFrame& operator=(const MacroFrame&) = delete;
 
  private:
   const char* m_pMacroText;
@@ -279,15 +282,12 @@ NodePtr macro_call_stmt() {
     }
   }
 
-  // From here the reader is on the macro text; the frame puts the caller's
-  // source and the token after the call back on every path.
-  const MacroFrame frame;
+  // The expansion outlives the frame, which may point the reader into it.
   std::string expansion;
+  // From here the reader is on the macro text until the frame ends.
+  const MacroFrame frame;
   if (macro->m_bHasParams) {
-    if (!ExpandBody(*macro, args, &expansion)) {
-      frame.Restore();
-      return FailMacro();
-    }
+    if (!ExpandBody(*macro, args, &expansion)) return FailMacro();
     g.m_pMacroText = expansion.c_str();
   } else {
     g.m_pMacroText = macro->m_szBody ? macro->m_szBody->c_str() : "";
@@ -298,7 +298,6 @@ NodePtr macro_call_stmt() {
   GetToken();
   NodePtr list = statement_sequence();
   --g.m_nMacroDepth;
-  frame.Restore();
   if (!list) g.m_bMacroStmt = 1;
   return list;
 }

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "script/interp/node.h"
+#include "script/store/node.h"
 #include "script/store/value.h"
 
 namespace setup::front {

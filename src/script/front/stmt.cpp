@@ -5,9 +5,9 @@
 #include <unordered_set>
 #include <vector>
 
+#include "base/global.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/front/lexer.h"
 #include "script/front/parser.h"
 #include "script/store/symbols.h"
@@ -26,18 +26,6 @@ void ClearStatementFlags() {
   Global& g = theGlobal;
   g.m_bDefineStmt = g.m_bMacroStmt = g.m_bIncludeStmt = 0;
   g.m_bStringDecl = g.m_bNumDecl = g.m_bGlobalInit = g.m_bGlobalAssign = 0;
-}
-
-// Appends a list (a node and its m_pNext chain) behind `tail`.
-void AppendStatements(NodePtr& head, SyntaxNode*& tail, NodePtr list) {
-  SyntaxNode* last = list.get();
-  while (last->m_pNext) last = last->m_pNext.get();
-  if (tail == nullptr) {
-    head = std::move(list);
-  } else {
-    tail->m_pNext = std::move(list);
-  }
-  tail = last;
 }
 
 // At the end of an included file the including file goes on behind the
@@ -72,6 +60,27 @@ void Declarations(bool isNum) {
   }
 }
 
+// '(' expt ')' '{' statement_sequence: the condition and block that if and
+// while share. The num condition becomes m_pChild2 and the block m_pChild1;
+// the closing '}' is left to the caller. False after a failure (a condition
+// that is no expression gets `badCondition`).
+bool ConditionAndBlock(SyntaxNode& node, const char* badCondition) {
+  if (!MatchToken(TK_LPAREN)) return false;
+  NodePtr condition = expt();
+  if (!condition) {
+    ReportError("%s", badCondition);
+    return false;
+  }
+  if (condition->m_nType != ValueType::Num) {
+    ReportError("cannot match type.");
+    return false;
+  }
+  LinkChild(&node, node.m_pChild2, std::move(condition));
+  if (!MatchToken(TK_RPAREN) || !MatchToken(TK_LBRACE)) return false;
+  node.m_pChild1 = statement_sequence();
+  return theGlobal.ErrorFlag == 0;
+}
+
 // if_stmt -> 'if' '(' expt ')' '{' statement_sequence '}' [ 'else' '{' statement_sequence '}' ]
 NodePtr if_stmt() {
   Global& g = theGlobal;
@@ -79,20 +88,9 @@ NodePtr if_stmt() {
   NodePtr node = NewNode(NodeKind::IfT);
   if (!node) return Fail(trace);
   MatchToken(TK_IF);
-  if (!MatchToken(TK_LPAREN)) return Fail(trace);
-  NodePtr condition = expt();
-  if (!condition) {
-    ReportError("expression invalid");
+  if (!ConditionAndBlock(*node, "expression invalid") || !MatchToken(TK_RBRACE)) {
     return Fail(trace);
   }
-  if (condition->m_nType != ValueType::Num) {
-    ReportError("cannot match type.");
-    return Fail(trace);
-  }
-  LinkChild(node.get(), node->m_pChild2, std::move(condition));
-  if (!MatchToken(TK_RPAREN) || !MatchToken(TK_LBRACE)) return Fail(trace);
-  node->m_pChild1 = statement_sequence();
-  if (g.ErrorFlag || !MatchToken(TK_RBRACE)) return Fail(trace);
   if (g.m_nToken == TK_ELSE) {
     MatchToken(TK_ELSE);
     if (!MatchToken(TK_LBRACE)) return Fail(trace);
@@ -110,20 +108,7 @@ NodePtr while_stmt() {
   if (!node) return Fail(trace);
   MatchToken(TK_WHILE);
   ++g.m_nLoopDepth;
-  if (!MatchToken(TK_LPAREN)) return Fail(trace);
-  NodePtr condition = expt();
-  if (!condition) {
-    ReportError("illegal expression.");
-    return Fail(trace);
-  }
-  if (condition->m_nType != ValueType::Num) {
-    ReportError("cannot match type.");
-    return Fail(trace);
-  }
-  LinkChild(node.get(), node->m_pChild2, std::move(condition));
-  if (!MatchToken(TK_RPAREN) || !MatchToken(TK_LBRACE)) return Fail(trace);
-  node->m_pChild1 = statement_sequence();
-  if (g.ErrorFlag) return Fail(trace);
+  if (!ConditionAndBlock(*node, "illegal expression.")) return Fail(trace);
   if (!node->m_pChild1) {
     ReportError("while region cannot be null.");
     return Fail(trace);
@@ -140,7 +125,8 @@ enum class SectionEnd { Failed, Done, NextCase, NextDefault };
 // The sections of one switch, appended to its item list in source order.
 class SwitchSections {
  public:
-  SwitchSections(SyntaxNode* owner, ValueType selector) : m_pOwner(owner), m_nSelector(selector) {}
+  SwitchSections(SyntaxNode* owner, ValueType selector)
+      : m_Sections(owner->m_pItems), m_nSelector(selector) {}
 
   // Parses every section from the current 'case' or 'default' to the closing
   // '}'. A failed section fails every section before it as well, innermost
@@ -179,16 +165,7 @@ class SwitchSections {
     return SectionEnd::Failed;
   }
 
-  void Append(NodePtr section) {
-    SyntaxNode* raw = section.get();
-    if (m_pTail == nullptr) {
-      m_pOwner->m_pItems = std::move(section);
-    } else {
-      section->m_pPrev = m_pTail;
-      m_pTail->m_pNext = std::move(section);
-    }
-    m_pTail = raw;
-  }
+  void Append(NodePtr section) { m_Sections.Append(std::move(section)); }
 
   // Reads the label into the CaseT; false after a report.
   bool ReadLabel(SyntaxNode& node) {
@@ -325,9 +302,8 @@ class SwitchSections {
     }
   }
 
-  SyntaxNode* m_pOwner;
+  NodeAppender m_Sections;  // the switch node's item list
   ValueType m_nSelector;
-  SyntaxNode* m_pTail = nullptr;
   int m_nDefaults = 0;
   std::unordered_set<std::int32_t> m_NumLabels;
   std::unordered_set<std::string> m_TextLabels;
@@ -497,7 +473,8 @@ NodePtr ParseCall(bool builtin) {
     ok = MatchToken(TK_LPAREN) != 0;
   }
   const int count = static_cast<int>(params.size());
-  SyntaxNode* tail = nullptr;
+  NodePtr none;
+  NodeAppender items(node ? node->m_pItems : none);
   for (int i = 0; ok && i < count; ++i) {
     NodePtr item = NewNode(NodeKind::ItemT);
     NodePtr argument = item ? expt() : nullptr;
@@ -513,14 +490,7 @@ NodePtr ParseCall(bool builtin) {
     }
     LinkChild(item.get(), item->m_pChild2, std::move(argument));
     item->m_pParent = node.get();
-    SyntaxNode* raw = item.get();
-    if (tail == nullptr) {
-      node->m_pItems = std::move(item);
-    } else {
-      item->m_pPrev = tail;
-      tail->m_pNext = std::move(item);
-    }
-    tail = raw;
+    items.Append(std::move(item));
     if (i + 1 == count) break;
     if (g.m_nToken == TK_RPAREN) {
       ReportError("The '%s' does not take %d parametes.", name.c_str(), i + 1);
@@ -613,7 +583,7 @@ NodePtr statement(bool* produced) {
 NodePtr statement_sequence() {
   Global& g = theGlobal;
   NodePtr head;
-  SyntaxNode* tail = nullptr;
+  NodeAppender list(head);
   if (!EnterNesting()) return head;
   for (;;) {
     bool produced = false;
@@ -621,7 +591,7 @@ NodePtr statement_sequence() {
     if (node) {
       // Outside function bodies the statements that must run have put
       // themselves into the global statement list already.
-      if (g.m_bInFunction) AppendStatements(head, tail, std::move(node));
+      if (g.m_bInFunction) list.Append(std::move(node));
     } else if (produced) {
       // A function body, kept by its function entry.
     } else if (AnyStatementFlag()) {

@@ -5,9 +5,9 @@
 // theFrameBase is the marker's index; the marker remembers the caller's base.
 #include <string>
 
+#include "base/global.h"
 #include "builtins/table.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/interp/eval.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
@@ -147,7 +147,7 @@ int LeaveFunction() {
   while (static_cast<std::int64_t>(theValueStack.size()) - 1 > theFrameBase) {
     VariablePtr value = PopValue();
     // The frame's own arrays give their elements back to the run's budget.
-    if (value->m_pArray && !value->m_bBorrowedArray) {
+    if (value->m_pArray && !IsBorrowed(value->m_pArray)) {
       ReleaseArrayElements(value->m_pArray->ElementCount());
     }
   }
@@ -249,7 +249,7 @@ int InLineFunT(SyntaxNode* node) {
 
   // A string built-in whose arguments fail the check leaves no text behind,
   // so its call gives the empty string rather than an earlier call's text.
-  if (entry->nRetType == ValueType::String) theGlobal.theStringResult.reset();
+  if (entry->nRetType == ValueType::String) theStringResult.reset();
   const std::int32_t r = entry->pfnHandler(node);
   if (r == 0) ReportError("[%s()] Return Value = %d", entry->szName, 0);
 
@@ -261,7 +261,7 @@ int InLineFunT(SyntaxNode* node) {
   if (entry->nRetType == ValueType::Num) {
     value = MakeNum(r);
   } else if (entry->nRetType == ValueType::String) {
-    const Variable* text = theGlobal.theStringResult.get();
+    const Variable* text = theStringResult.get();
     value = MakeString(text != nullptr ? text->m_szValue : std::nullopt);
   } else {
     return InLineTail(name);
@@ -314,7 +314,7 @@ int RunMain(std::int32_t* result) {
     if (value && value->m_nType == ValueType::Num && result != nullptr) *result = value->m_nNum;
   }
   FreeNode(call);
-  theGlobal.theStringResult.reset();
+  theStringResult.reset();
   return ok ? 1 : 0;
 }
 

@@ -1,12 +1,13 @@
 // Expression evaluators: operators, assignments, names, array elements,
 // literals, constants and array initializers.
+#include <cassert>
 #include <cstdint>
 #include <new>
 #include <optional>
 #include <string>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/front/lexer.h"
 #include "script/interp/eval.h"
 #include "script/store/symbols.h"
@@ -27,16 +28,13 @@ std::int32_t Wrap(std::int64_t value) {
 // the right one is on top.
 bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, VariablePtr& l, VariablePtr& r) {
   const std::size_t before = theValueStack.size();
+  // The parser gives every operand a parent, so each leaves exactly one value.
   if (!Generate(left)) return false;
-  if (theValueStack.size() != before + 1) {
-    ReportError("the expression leaves no value.");
-    return false;
-  }
+  assert(theValueStack.size() == before + 1);
+  if (theValueStack.size() != before + 1) return false;
   if (!Generate(right)) return false;
-  if (theValueStack.size() != before + 2) {
-    ReportError("the expression leaves no value.");
-    return false;
-  }
+  assert(theValueStack.size() == before + 2);
+  if (theValueStack.size() != before + 2) return false;
   r = PopValue();
   l = PopValue();
   return l && r;
@@ -628,8 +626,7 @@ int ArrayContentT(SyntaxNode* node) {
     value->m_nType = node->m_nElemType;
   }
   if (node->m_pArray) {
-    value->m_pArray.reset(node->m_pArray.get());
-    value->m_bBorrowedArray = true;
+    value->m_pArray = BorrowArray(node->m_pArray.get());
   }
   PushValue(std::move(value));
   return 1;

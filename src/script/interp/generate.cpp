@@ -1,9 +1,10 @@
 // Generate, the dispatcher through which every node runs, and the helpers
 // that the evaluators share.
+#include <cassert>
 #include <utility>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/interp/eval.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
@@ -11,8 +12,6 @@
 namespace setup {
 
 namespace {
-
-bool s_bAbandoned = false;  // a limit stopped the run; see AbandonRun
 
 // Runs the evaluator of one node; -1 for a kind without an evaluator.
 int Dispatch(SyntaxNode* node) {
@@ -63,7 +62,7 @@ bool TakeStep() {
   if (theGlobal.m_nStepLimit == 0) return true;
   if (theGlobal.m_nSteps >= theGlobal.m_nStepLimit) {
     // Report once; the failure then unwinds the whole run.
-    if (!s_bAbandoned) {
+    if (!theGlobal.m_bRunAbandoned) {
       ReportError("step limit of %u evaluation steps reached.", theGlobal.m_nStepLimit);
       AbandonRun();
     }
@@ -81,7 +80,7 @@ int Generate(SyntaxNode* node) {
       // Deep recursion or a very deep expression: named after the function
       // running when the host stack ran short.
       const CallFrame* frame = TopFrame();
-      if (!s_bAbandoned) {
+      if (!theGlobal.m_bRunAbandoned) {
         ReportError("call stack overflow in '%s'.",
                     frame != nullptr ? frame->m_szFunName.c_str() : "(global)");
       }
@@ -117,13 +116,13 @@ int ExternalFunT(SyntaxNode*) {
 // ---- Shared helpers ------------------------------------------------------------------
 
 void AbandonRun() {
-  s_bAbandoned = true;
+  theGlobal.m_bRunAbandoned = 1;
 }
 bool RunAbandoned() {
-  return s_bAbandoned;
+  return theGlobal.m_bRunAbandoned != 0;
 }
 void ResetRunLimits() {
-  s_bAbandoned = false;
+  theGlobal.m_bRunAbandoned = 0;
   ResetArrayBudget();
   theGlobal.m_nSteps = 0;
 }
@@ -132,8 +131,9 @@ VariablePtr EvaluateOperand(SyntaxNode* node) {
   if (node == nullptr) return nullptr;
   const std::size_t before = theValueStack.size();
   if (!Generate(node)) return nullptr;
+  // The parser gives every operand a parent, so it leaves exactly one value.
+  assert(theValueStack.size() == before + 1);
   if (theValueStack.size() != before + 1) {
-    ReportError("the expression leaves no value.");
     theGlobal.ErrorFlag = 1;
     return nullptr;
   }

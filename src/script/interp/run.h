@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "script/interp/node.h"
+#include "script/store/node.h"
 
 namespace setup {
 

@@ -1,6 +1,6 @@
 // Statement evaluators: if, while, switch, break, continue and return.
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/interp/eval.h"
 #include "script/store/symbols.h"
 

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 
 namespace setup {
 
@@ -17,6 +17,7 @@ NamedList<MacroEntry> theMacros;
 std::vector<NodePtr> theStatements;
 std::vector<std::unique_ptr<CallFrame>> theCallFrames;
 std::vector<VariablePtr> theValueStack;
+VariablePtr theStringResult;
 std::int64_t theFrameBase = -1;
 std::vector<std::unique_ptr<IncludeFrame>> theIncludes;
 
@@ -306,8 +307,19 @@ void FreeAll() {
                   std::min(frame->m_szFileName.size(), sizeof theGlobal.m_szFileName - 1));
     }
   }
-  theGlobal.theStringResult.reset();
+  theStringResult.reset();
   theFrameBase = -1;
+}
+
+void ResetRun() {
+  Global& g = theGlobal;
+  FreeAll();
+  if (g.m_hScriptFile != nullptr && g.m_hScriptFile != plat::INVALID_HANDLE_VALUE) {
+    plat::CloseHandle(g.m_hScriptFile);
+  }
+  g.m_hScriptFile = nullptr;
+  g.m_pSourceFile.reset();
+  ResetGlobal(g);
 }
 
 }  // namespace setup

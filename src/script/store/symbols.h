@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/textfile.h"
-#include "script/interp/node.h"
+#include "script/store/node.h"
 #include "script/store/value.h"
 
 namespace setup {
@@ -22,7 +22,7 @@ namespace setup {
 // One parameter of a script function, a built-in or a macro.
 struct ParamEntry {
   ValueType m_nType = ValueType::None;  // 0 for macro parameters
-  std::string m_szName;                  // empty for built-ins
+  std::string m_szName;                 // empty for built-ins
 };
 
 struct FunctionEntry {
@@ -91,14 +91,15 @@ class NamedList {
 };
 
 // ---- The tables -------------------------------------------------------------
-extern NamedList<Variable> theVariables;        // global variables
-extern NamedList<FunctionEntry> theFunctions;   // declared and defined functions
-extern NamedList<MacroEntry> theMacros;         // macros, in definition order
-extern std::vector<NodePtr> theStatements;      // statements outside functions, run before main
+extern NamedList<Variable> theVariables;       // global variables
+extern NamedList<FunctionEntry> theFunctions;  // declared and defined functions
+extern NamedList<MacroEntry> theMacros;        // macros, in definition order
+extern std::vector<NodePtr> theStatements;     // statements outside functions, run before main
 extern std::vector<std::unique_ptr<CallFrame>> theCallFrames;  // innermost last
-extern std::vector<VariablePtr> theValueStack;  // bottom first; the top is back()
-extern std::int64_t theFrameBase;               // index of the innermost frame marker, -1 for none
+extern std::vector<VariablePtr> theValueStack;                 // bottom first; the top is back()
+extern std::int64_t theFrameBase;  // index of the innermost frame marker, -1 for none
 extern std::vector<std::unique_ptr<IncludeFrame>> theIncludes;  // outermost first
+extern VariablePtr theStringResult;  // text result of a string built-in; none between calls
 
 // ---- Compile-time lookups ------------------------------------------------------
 FunctionEntry* FindFunction(const std::string& name);
@@ -134,5 +135,9 @@ int RestoreInclude(IncludeFrame* frame);
 
 // Releases every table, value, tree and include frame after a run.
 void FreeAll();
+// The one per-run reset that every Action call, compile session and test ends
+// with: FreeAll, closes the script handle and the source stream, then
+// ResetGlobal, which clears every per-run member of theGlobal.
+void ResetRun();
 
 }  // namespace setup

@@ -4,34 +4,60 @@
 #include <limits>
 #include <new>
 
+#include "base/global.h"
 #include "diag/report.h"
-#include "entry/global.h"
 #include "script/store/symbols.h"
 
 namespace setup {
 
-namespace {
-std::int64_t s_nLiveElements = 0;  // array elements reserved by the current run
-}  // namespace
-
 bool ReserveArrayElements(std::int64_t count) {
-  if (count < 0 || count > kMaxLiveArrayElements - s_nLiveElements) return false;
-  s_nLiveElements += count;
+  std::int64_t& live = theGlobal.m_nLiveElements;
+  if (count < 0 || count > kMaxLiveArrayElements - live) return false;
+  live += count;
   return true;
 }
 
 void ReleaseArrayElements(std::int64_t count) {
-  s_nLiveElements = count >= s_nLiveElements ? 0 : s_nLiveElements - count;
+  std::int64_t& live = theGlobal.m_nLiveElements;
+  live = count >= live ? 0 : live - count;
 }
 
 void ResetArrayBudget() {
-  s_nLiveElements = 0;
+  theGlobal.m_nLiveElements = 0;
 }
 
-Variable::~Variable() {
-  // An initializer's element values belong to its syntax node: detach them.
-  if (m_bBorrowedArray) static_cast<void>(m_pArray.release());
+std::int32_t TextToNum(const char* text) {
+  if (text == nullptr) return 0;
+  const unsigned char* p = reinterpret_cast<const unsigned char*>(text);
+  while (*p == ' ' || *p == '\t' || *p == '\n' || *p == '\v' || *p == '\f' || *p == '\r') ++p;
+  bool negative = false;
+  if (*p == '+' || *p == '-') {
+    negative = *p == '-';
+    ++p;
+  }
+  std::uint32_t value = 0;
+  if (p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) {
+    for (p += 2;; ++p) {
+      std::uint32_t digit;
+      if (*p >= '0' && *p <= '9') {
+        digit = *p - '0';
+      } else if (*p >= 'a' && *p <= 'f') {
+        digit = *p - 'a' + 10;
+      } else if (*p >= 'A' && *p <= 'F') {
+        digit = *p - 'A' + 10;
+      } else {
+        break;
+      }
+      value = value * 16u + digit;
+    }
+  } else {
+    for (; *p >= '0' && *p <= '9'; ++p) value = value * 10u + static_cast<std::uint32_t>(*p - '0');
+  }
+  if (negative) value = 0u - value;
+  return static_cast<std::int32_t>(value);
 }
+
+Variable::~Variable() = default;
 
 std::int64_t ArrayStore::ElementCount() const {
   if (m_Dims.empty()) return 0;

@@ -47,6 +47,30 @@ struct ArrayStore {
 };
 
 // A scalar of one of the two types, or an array of one of them.
+// Releases an array store unless its holder only borrows it.
+struct ArrayRelease {
+  bool m_bBorrowed = false;  // the store belongs to an initializer's syntax node
+
+  ArrayRelease() = default;
+  explicit ArrayRelease(bool borrowed) : m_bBorrowed(borrowed) {}
+  // An owned store made with std::make_unique.
+  ArrayRelease(std::default_delete<ArrayStore>) {}  // NOLINT(google-explicit-constructor)
+  void operator()(ArrayStore* store) const {
+    if (!m_bBorrowed) delete store;
+  }
+};
+
+// The array store of a value: owned, or borrowed as its deleter records.
+using ArrayPtr = std::unique_ptr<ArrayStore, ArrayRelease>;
+
+// A holder of `store` that leaves it to its owner.
+inline ArrayPtr BorrowArray(ArrayStore* store) {
+  return ArrayPtr(store, ArrayRelease(true));
+}
+inline bool IsBorrowed(const ArrayPtr& array) {
+  return array.get_deleter().m_bBorrowed;
+}
+
 struct Variable {
   ValueType m_nType = ValueType::None;
   // The variable's name; none for temporaries.
@@ -58,14 +82,12 @@ struct Variable {
   std::int32_t m_nNum = 0;
   // Size of the text buffer including its NUL (0 without text), or 4 for a num.
   std::int32_t m_nSize = 0;
-  // Present exactly when the variable is an array.
-  std::unique_ptr<ArrayStore> m_pArray;
+  // Present exactly when the variable is an array; borrowed only by the
+  // value of an array initializer (ArrayContentT).
+  ArrayPtr m_pArray;
   // Frame marker of a call only: the frame base that was current before the
   // call (an index into the value stack, -1 for none).
   std::int64_t m_nSavedFrameBase = -1;
-  // True when m_pArray is borrowed from an initializer node and must be
-  // detached, not released (the ArrayContentT value).
-  bool m_bBorrowedArray = false;
 
   Variable() = default;
   ~Variable();
@@ -80,6 +102,10 @@ using VariablePtr = std::unique_ptr<Variable>;
 VariablePtr NewStringValue(std::int32_t size);
 // A new num scalar holding 0, size 4.
 VariablePtr NewNumValue();
+// Number text to num: optional blanks and sign, then "0x" hexadecimal or
+// decimal digits; 32-bit wrap-around, 0 for text without digits.
+std::int32_t TextToNum(const char* text);
+
 // Prepares the storage of every global before a run; 0 on failure.
 [[nodiscard]] int AllocGlobals();
 

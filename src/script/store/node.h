@@ -48,7 +48,7 @@ struct SyntaxNode {
   NodePtr m_pChild0;
   NodePtr m_pChild1;
   NodePtr m_pChild2;
-  NodePtr m_pItems;                    // first node of the item list
+  NodePtr m_pItems;                      // first node of the item list
   std::unique_ptr<ArrayStore> m_pArray;  // element values of an array initializer
   ValueType m_nElemType = ValueType::None;
   NodeKind m_nKind = NodeKind::ItemT;
@@ -56,8 +56,8 @@ struct SyntaxNode {
   std::int32_t m_nLine = 0;   // the lexer's line count when the node was made
   std::int32_t m_nOp = 0;     // operator token code of an OpT
   ValueType m_nConstType = ValueType::None;
-  ValueType m_nType = ValueType::None;  // static type of the expression
-  std::optional<std::string> m_szText;    // name or literal text; none for ""
+  ValueType m_nType = ValueType::None;     // static type of the expression
+  std::optional<std::string> m_szText;     // name or literal text; none for ""
   std::optional<std::string> m_szFunName;  // name of the function a definition defines
 
   SyntaxNode() = default;
@@ -71,7 +71,21 @@ struct SyntaxNode {
 NodePtr NewNode(NodeKind kind);
 // Frees the node in the holder (and its chain) and clears the holder.
 void FreeNode(NodePtr& holder);
-// Appends `item` to the item list headed by `head`, linking both ways.
+// Builds a list chained through m_pNext in O(1) per node: it remembers the
+// last node. Nodes are linked both ways (m_pPrev); an appended node may bring
+// its own m_pNext chain, which stays behind it.
+class NodeAppender {
+ public:
+  // Appends behind the list that `head` holds now (walked once).
+  explicit NodeAppender(NodePtr& head);
+  void Append(NodePtr list);
+
+ private:
+  NodePtr* m_pHead;
+  SyntaxNode* m_pTail = nullptr;
+};
+// Appends `item` to the item list headed by `head` (walks the list; build
+// long lists with a NodeAppender).
 void AppendItem(NodePtr& head, NodePtr item);
 
 // Executes `node` and every node after it in its m_pNext chain, until a

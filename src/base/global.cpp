@@ -1,19 +1,8 @@
-#include "entry/global.h"
+#include "base/global.h"
 
 #include <cstring>
 
-#include "builtins/table.h"
-#include "script/front/keywords.h"
-
 namespace setup {
-
-Global theGlobal;
-
-Global::Global() {
-  ResetGlobal(*this);
-  InitKeywordTable(*this);
-  InitBuiltinTable(*this);
-}
 
 void ResetGlobal(Global& g) {
   g.m_szInitName.reset();
@@ -42,13 +31,16 @@ void ResetGlobal(Global& g) {
   g.m_bGlobalInit = 0;
   g.m_bGlobalAssign = 0;
   g.m_nMacroDepth = 0;
+  g.m_bCompileAbandoned = 0;
   g.m_bBreak = 0;
   g.m_bContinue = 0;
   g.m_bReturn = 0;
   g.m_bCallMain = 0;
   g.m_bNeedReboot = 0;
-  g.theStringResult.reset();
   g.m_pStackBase = nullptr;
+  g.m_nSteps = 0;
+  g.m_bRunAbandoned = 0;
+  g.m_nLiveElements = 0;
 }
 
 namespace {

@@ -1,11 +1,11 @@
 // Syntax tree records: creation, item lists and release.
-#include "script/interp/node.h"
+#include "script/store/node.h"
 
 #include <new>
 #include <utility>
 #include <vector>
 
-#include "entry/global.h"
+#include "base/global.h"
 
 namespace setup {
 
@@ -55,17 +55,25 @@ void FreeNode(NodePtr& holder) {
   holder.reset();
 }
 
-void AppendItem(NodePtr& head, NodePtr item) {
-  if (!item) return;
-  if (!head) {
-    item->m_pPrev = nullptr;
-    head = std::move(item);
-    return;
+NodeAppender::NodeAppender(NodePtr& head) : m_pHead(&head) {
+  for (SyntaxNode* node = head.get(); node != nullptr; node = node->m_pNext.get()) m_pTail = node;
+}
+
+void NodeAppender::Append(NodePtr list) {
+  if (!list) return;
+  list->m_pPrev = m_pTail;
+  SyntaxNode* last = list.get();
+  while (last->m_pNext) last = last->m_pNext.get();
+  if (m_pTail == nullptr) {
+    *m_pHead = std::move(list);
+  } else {
+    m_pTail->m_pNext = std::move(list);
   }
-  SyntaxNode* tail = head.get();
-  while (tail->m_pNext) tail = tail->m_pNext.get();
-  item->m_pPrev = tail;
-  tail->m_pNext = std::move(item);
+  m_pTail = last;
+}
+
+void AppendItem(NodePtr& head, NodePtr item) {
+  NodeAppender(head).Append(std::move(item));
 }
 
 }  // namespace setup
