@@ -2,7 +2,6 @@
 // field's name and leave the file untouched; good ones round-trip; the
 // in-memory machine resets in place.
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <filesystem>
@@ -99,30 +98,41 @@ TEST_F(SimState, BadValuesAreRefusedWithTheFieldsName) {
     std::string field;
   };
   const Case cases[] = {
-      {R"({"profile": {"majorVersion": 1e300}})", "profile.majorVersion: must be an integer from 0 to 4294967295, not 1e+300"},
+      {R"({"profile": {"majorVersion": 1e300}})",
+       "profile.majorVersion: must be an integer from 0 to 4294967295, not 1e+300"},
       {R"({"profile": {"minorVersion": -1}})", "profile.minorVersion: must be an integer"},
       {R"({"profile": {"buildNumber": 4294967296}})", "profile.buildNumber: must be an integer"},
-      {R"({"profile": {"locale": -5.5}})", "profile.locale: must be an integer from 0 to 4294967295, not -5.5"},
+      {R"({"profile": {"locale": -5.5}})",
+       "profile.locale: must be an integer from 0 to 4294967295, not -5.5"},
       {R"({"profile": {"platformId": "2"}})", "profile.platformId: must be an integer"},
       {R"({"profile": {"servicePack": 3}})", "profile.servicePack: must be a string, not number"},
-      {R"({"profile": {"driverUpdateNeedsReboot": 1}})", "profile.driverUpdateNeedsReboot: must be true or false, not 1"},
+      {R"({"profile": {"driverUpdateNeedsReboot": 1}})",
+       "profile.driverUpdateNeedsReboot: must be true or false, not 1"},
       {R"({"profile": []})", "profile: must be an object, not array"},
       {R"({"restartRequests": 1e300})", "restartRequests: must be an integer from 0 to 2147483647"},
       {R"({"restartRequests": -1})", "restartRequests: must be an integer"},
       {R"({"restartPending": null})", "restartPending: must be true or false, not null"},
       {R"({"attributes": {"c/a.txt": 1e10}})", "attributes.c/a.txt: must be an integer"},
       {R"({"attributes": []})", "attributes: must be an object"},
-      {R"({"services": [{"name": "a"}, {"name": "b", "errorControl": 1e300}]})", "services[1].errorControl: must be an integer"},
-      {R"({"services": [{"name": "a", "running": "yes"}]})", "services[0].running: must be true or false"},
+      {R"({"services": [{"name": "a"}, {"name": "b", "errorControl": 1e300}]})",
+       "services[1].errorControl: must be an integer"},
+      {R"({"services": [{"name": "a", "running": "yes"}]})",
+       "services[0].running: must be true or false"},
       {R"({"services": {}})", "services: must be an array, not object"},
-      {R"({"devices": [{"instanceId": "A", "hardwareIds": ["x", 5]}]})", "devices[0].hardwareIds[1]: must be a string, not number"},
-      {R"({"devices": [{"instanceId": "A", "classGuid": "{nope}"}]})", "devices[0].classGuid: must be a GUID"},
+      {R"({"devices": [{"instanceId": "A", "hardwareIds": ["x", 5]}]})",
+       "devices[0].hardwareIds[1]: must be a string, not number"},
+      {R"({"devices": [{"instanceId": "A", "classGuid": "{nope}"}]})",
+       "devices[0].classGuid: must be a GUID"},
       {R"({"devices": [{"instanceId": 7}]})", "devices[0].instanceId: must be a string"},
       {R"({"classNames": {"{x}": 1}})", "classNames.{x}: must be a string"},
-      {R"({"registry": {"HKEY_LOCAL_MACHINE": {"values": [{"name": "v", "type": -3}]}}})", "registry.HKEY_LOCAL_MACHINE.values[0].type: must be an integer"},
-      {R"({"registry": {"HKEY_LOCAL_MACHINE": {"values": [{"name": "v", "data": "abc"}]}}})", "registry.HKEY_LOCAL_MACHINE.values[0].data: must be pairs of hexadecimal digits"},
-      {R"({"registry": {"HKEY_CURRENT_USER": {"keys": [{"name": "a", "keys": [{"name": 1}]}]}}})", "registry.HKEY_CURRENT_USER.keys[0].keys[0].name: must be a string"},
-      {R"({"registry": {"HKEY_USERS": {"everyone": "no"}}})", "registry.HKEY_USERS.everyone: must be true or false"},
+      {R"({"registry": {"HKEY_LOCAL_MACHINE": {"values": [{"name": "v", "type": -3}]}}})",
+       "registry.HKEY_LOCAL_MACHINE.values[0].type: must be an integer"},
+      {R"({"registry": {"HKEY_LOCAL_MACHINE": {"values": [{"name": "v", "data": "abc"}]}}})",
+       "registry.HKEY_LOCAL_MACHINE.values[0].data: must be pairs of hexadecimal digits"},
+      {R"({"registry": {"HKEY_CURRENT_USER": {"keys": [{"name": "a", "keys": [{"name": 1}]}]}}})",
+       "registry.HKEY_CURRENT_USER.keys[0].keys[0].name: must be a string"},
+      {R"({"registry": {"HKEY_USERS": {"everyone": "no"}}})",
+       "registry.HKEY_USERS.everyone: must be true or false"},
       {R"({"registry": []})", "registry: must be an object"},
       {R"([1, 2])", "not an object"},
   };
@@ -166,13 +176,14 @@ TEST_F(SimState, DuplicatesKeepTheFirstAndKeysComeOutSorted) {
   plat::DWORD size = 4;
   plat::HKEY key = nullptr;
   ASSERT_EQ(plat::RegOpenKeyA(plat::HKEY_CURRENT_USER, nullptr, &key), 0);
-  EXPECT_EQ(plat::RegQueryValueExA(key, "v", nullptr, nullptr, reinterpret_cast<plat::BYTE*>(&value),
-                                   &size),
+  EXPECT_EQ(plat::RegQueryValueExA(key, "v", nullptr, nullptr,
+                                   reinterpret_cast<plat::BYTE*>(&value), &size),
             0);
   EXPECT_EQ(value, 1u);
   char name[32];
   std::vector<std::string> names;
-  for (plat::DWORD i = 0; plat::RegEnumKeyA(key, i, name, sizeof name) == 0; ++i) names.push_back(name);
+  for (plat::DWORD i = 0; plat::RegEnumKeyA(key, i, name, sizeof name) == 0; ++i)
+    names.push_back(name);
   plat::RegCloseKey(key);
   EXPECT_EQ(names, (std::vector<std::string>{"A", "b"}));
   EXPECT_EQ(plat::RegOpenKeyA(plat::HKEY_CURRENT_USER, "a\\x", &key), 0);  // the first "A"
@@ -227,7 +238,7 @@ TEST_F(SimState, ResetStartsTheTemporaryMachineOverInPlace) {
   plat::HANDLE again = plat::CreateFileA("C:\\after.txt", plat::GENERIC_READ, 0, nullptr,
                                          plat::OPEN_EXISTING, 0, nullptr);
   EXPECT_NE(again, plat::INVALID_HANDLE_VALUE);
-  plat::CloseHandle(again);  // the queued failure went with the reset
+  plat::CloseHandle(again);                         // the queued failure went with the reset
   EXPECT_FALSE(fs::exists(dir + "/machine.json"));  // nothing reaches a state file
 }
 

@@ -10,8 +10,9 @@ namespace {
 // A short rendering of a bad value for a message (a long string is cut).
 std::string Shown(const Json& value) {
   constexpr std::size_t kMaxShown = 40;
-  std::string text = value.is_structured() ? std::string(value.type_name())
-                                           : value.dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::string text = value.is_structured()
+                         ? std::string(value.type_name())
+                         : value.dump(-1, ' ', false, Json::error_handler_t::replace);
   if (text.size() > kMaxShown) text = text.substr(0, kMaxShown) + "...";
   return text;
 }
@@ -31,9 +32,7 @@ class DepthLimitedBuilder : public nlohmann::json_sax<Json> {
   bool null() override { return m_dom.null(); }
   bool boolean(bool value) override { return m_dom.boolean(value); }
   bool number_integer(number_integer_t value) override { return m_dom.number_integer(value); }
-  bool number_unsigned(number_unsigned_t value) override {
-    return m_dom.number_unsigned(value);
-  }
+  bool number_unsigned(number_unsigned_t value) override { return m_dom.number_unsigned(value); }
   bool number_float(number_float_t value, const string_t& text) override {
     return m_dom.number_float(value, text);
   }

@@ -65,8 +65,8 @@ std::int64_t ReadInteger(const Json& value, const Where& where, std::int64_t lo,
 template <std::integral T>
 T ReadInt(const Json& value, const Where& where) {
   static_assert(sizeof(T) <= 4, "wider integers need their own range check");
-  return static_cast<T>(ReadInteger(value, where, std::numeric_limits<T>::min(),
-                                    std::numeric_limits<T>::max()));
+  return static_cast<T>(
+      ReadInteger(value, where, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
 }
 
 // The member `name` of an object; null when absent.
@@ -76,8 +76,8 @@ const Json* Member(const Json& object, const char* name);
 void Get(const Json& object, const Where& where, const char* name, std::string* out);
 void Get(const Json& object, const Where& where, const char* name, bool* out);
 template <std::integral T>
-  requires(!std::same_as<T, bool>)
-void Get(const Json& object, const Where& where, const char* name, T* out) {
+requires(!std::same_as<T, bool>) void Get(const Json& object, const Where& where, const char* name,
+                                          T* out) {
   if (const Json* v = Member(object, name)) *out = ReadInt<T>(*v, Where(where, name));
 }
 
