@@ -1,10 +1,15 @@
 #include "package_writer.h"
 
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
+
+#include "pe_image.h"
 
 namespace setup::pack {
 
@@ -44,11 +49,66 @@ bool IsValidEntryName(const std::string& name, std::string* error) {
                         std::to_string(kNameSize - 1) + " bytes");
     return false;
   }
-  if (name.find('\0') != std::string::npos || name.find_first_of("/\\") != std::string::npos) {
-    SetError(error, "entry name '" + name + "' must be a plain file name");
+  // The library writes entries to "<directory>\<name>": the name must be one
+  // plain Windows file name, or it would land elsewhere or not at all.
+  if (name.find_first_of("/\\") != std::string::npos) {
+    SetError(error,
+             "entry name '" + name + "' must be a plain file name, without a path separator");
+    return false;
+  }
+  if (name == "." || name == "..") {
+    SetError(error, "entry name '" + name + "' names a directory, not a file");
+    return false;
+  }
+  if (name.size() >= 2 && name[1] == ':' && std::isalpha(static_cast<unsigned char>(name[0]))) {
+    SetError(error, "entry name '" + name + "' must not start with a drive letter");
+    return false;
+  }
+  for (char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || std::strchr("<>:\"|?*", c) != nullptr) {
+      char shown[8];
+      std::snprintf(shown, sizeof shown, byte < 0x20 ? "0x%02X" : "'%c'", byte);
+      SetError(error, "entry name '" + name + "' holds " + shown +
+                          ", which Windows does not allow in file names");
+      return false;
+    }
+  }
+  if (name.back() == '.' || name.back() == ' ') {
+    SetError(error, "entry name '" + name + "' must not end with a dot or a blank");
+    return false;
+  }
+  // Device names are reserved with any extension ("nul.txt" is the device too).
+  std::string stem = name.substr(0, name.find('.'));
+  while (!stem.empty() && stem.back() == ' ') stem.pop_back();
+  for (char& c : stem) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  static const std::set<std::string> kDevices = {
+      "CON",  "PRN",  "AUX",  "NUL",  "COM1", "COM2", "COM3", "COM4", "COM5", "COM6", "COM7",
+      "COM8", "COM9", "LPT1", "LPT2", "LPT3", "LPT4", "LPT5", "LPT6", "LPT7", "LPT8", "LPT9"};
+  if (kDevices.count(stem) != 0) {
+    SetError(error, "entry name '" + name + "' is a reserved Windows device name");
     return false;
   }
   return true;
+}
+
+bool IsScriptName(const std::string& name) {
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string::npos) return false;
+  std::string extension = name.substr(dot + 1);
+  for (char& c : extension) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return extension == "CXX";
+}
+
+std::optional<std::size_t> PackageStart(const std::vector<char>& module) {
+  std::vector<EntryInfo> entries;
+  if (!ReadPackageTable(module, entries, nullptr)) return std::nullopt;
+  std::uint64_t start = module.size() - kTrailerSize - entries.size() * kRecordSize;
+  for (const EntryInfo& entry : entries) start = std::min<std::uint64_t>(start, entry.offset);
+  if (start < sizeof kHeaderWord) return std::nullopt;
+  start -= sizeof kHeaderWord;
+  if (GetWord(module, static_cast<std::size_t>(start)) != kHeaderWord) return std::nullopt;
+  return static_cast<std::size_t>(start);
 }
 
 bool AppendPackage(std::vector<char>& module, const std::vector<Entry>& entries,
@@ -181,23 +241,68 @@ bool WriteFileBytes(const std::string& path, const std::vector<char>& bytes, std
   return true;
 }
 
+bool CheckScriptCount(const std::vector<std::string>& names, std::string* error) {
+  std::vector<std::string> scripts;
+  for (const std::string& name : names) {
+    if (IsScriptName(name)) scripts.push_back(name);
+  }
+  if (scripts.size() == 1) return true;
+  if (scripts.empty()) {
+    SetError(error, "the package holds no script (an entry ending in .cxx); the library needs one");
+    return false;
+  }
+  std::string list;
+  for (const std::string& script : scripts) list += (list.empty() ? "'" : ", '") + script + "'";
+  SetError(error, "the package holds " + std::to_string(scripts.size()) + " scripts (" + list +
+                      "); the library runs exactly one");
+  return false;
+}
+
 bool CreatePackageFile(const std::string& outPath, const std::string& basePath,
-                       const std::vector<std::string>& files, std::string* error) {
+                       const std::vector<std::string>& files, std::string* error,
+                       std::vector<std::string>* notes) {
   std::vector<char> module;
-  if (!basePath.empty() && !ReadFileBytes(basePath, module, error)) return false;
+  if (!basePath.empty()) {
+    if (!ReadFileBytes(basePath, module, error)) return false;
+    std::string summary;
+    std::string problem;
+    if (!CheckSetupBase(module, &summary, &problem)) {
+      SetError(error, "base '" + basePath + "' is " +
+                          (problem.rfind("a ", 0) == 0 ? "" : "not usable: ") + problem);
+      return false;
+    }
+    if (notes != nullptr) notes->push_back(basePath + ": " + summary);
+    if (std::optional<std::size_t> start = PackageStart(module)) {
+      std::vector<EntryInfo> old;
+      ReadPackageTable(module, old, nullptr);
+      if (notes != nullptr) {
+        notes->push_back(basePath + ": replacing the package it already carries (" +
+                         std::to_string(old.size()) + " entries)");
+      }
+      module.resize(*start);
+    }
+  }
 
   std::vector<Entry> entries;
-  std::set<std::string> names;
+  std::vector<std::string> names;
+  std::set<std::string> seen;
   for (const std::string& file : files) {
     Entry entry;
     entry.name = BaseName(file);
     if (!IsValidEntryName(entry.name, error)) return false;
-    if (!names.insert(entry.name).second) {
+    // The library and Windows compare file names without regard to case.
+    std::string folded = entry.name;
+    for (char& c : folded) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (!seen.insert(folded).second) {
       SetError(error, "two files are named '" + entry.name + "'; entry names must differ");
       return false;
     }
-    if (!ReadFileBytes(file, entry.data, error)) return false;
+    names.push_back(entry.name);
     entries.push_back(std::move(entry));
+  }
+  if (!CheckScriptCount(names, error)) return false;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    if (!ReadFileBytes(files[i], entries[i].data, error)) return false;
   }
   if (!AppendPackage(module, entries, error)) return false;
   return WriteFileBytes(outPath, module, error);

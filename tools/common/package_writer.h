@@ -6,7 +6,9 @@
 // size, index), then the 12-byte trailer (length 12, record count, "KVX\0").
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,8 +36,17 @@ struct EntryInfo {
 // The file name without its directory part ("/" and "\" both separate).
 std::string BaseName(const std::string& path);
 
-// Checks that `name` can be stored: 1 to 255 bytes, no NUL, no separator.
+// Checks that `name` can be stored and written out on Windows: 1 to 255
+// bytes, one plain file name (no separator, no "..", no drive letter, none of
+// the characters Windows refuses, no trailing dot or blank, no device name).
 bool IsValidEntryName(const std::string& name, std::string* error);
+// True for the name of a script: its extension is "cxx" in any case.
+bool IsScriptName(const std::string& name);
+// Checks that exactly one of `names` is a script; the message names them.
+bool CheckScriptCount(const std::vector<std::string>& names, std::string* error);
+// Where the package at the end of `module` begins (its header word), or none
+// when the module carries no well-formed package.
+std::optional<std::size_t> PackageStart(const std::vector<char>& module);
 
 // Appends a package holding `entries` (in this order) to `module`, which may
 // be empty for a package that stands alone. False, with `module` unchanged and
@@ -59,8 +70,12 @@ bool ReadFileBytes(const std::string& path, std::vector<char>& bytes, std::strin
 bool WriteFileBytes(const std::string& path, const std::vector<char>& bytes, std::string* error);
 
 // Writes `outPath`: the bytes of `basePath` (none when empty) followed by a
-// package of `files`, each stored under its base name.
+// package of `files`, each stored under its base name. The files must hold
+// exactly one script. A base must be a PE DLL exporting Action; a package it
+// already carries is replaced, not stacked. `notes` receives what was found
+// (the kind of base, a replaced package).
 bool CreatePackageFile(const std::string& outPath, const std::string& basePath,
-                       const std::vector<std::string>& files, std::string* error);
+                       const std::vector<std::string>& files, std::string* error,
+                       std::vector<std::string>* notes = nullptr);
 
 }  // namespace setup::pack

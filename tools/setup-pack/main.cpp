@@ -1,28 +1,37 @@
-// setup-pack: builds, lists and unpacks the resource package of a module file.
+// setup-pack: builds, lists, unpacks and verifies the resource package of a
+// module file. See docs/setup-pack.md.
 //
 //   setup-pack create OUT [--base MODULE] FILE...
 //   setup-pack list MODULE
 //   setup-pack extract MODULE NAME DEST
+//   setup-pack verify MODULE [--command CMD]
 //
 // Exit status: 0 on success, 1 when a file or package is unusable, 2 for a
-// usage error.
+// usage error. Every message starts with "setup-pack:".
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "common/package_writer.h"
+#include "verify.h"
 
 namespace {
 
+constexpr const char* kVersion = "1.0.1";
+
 int Fail(const std::string& message) {
+  std::fflush(stdout);
   std::fprintf(stderr, "setup-pack: %s\n", message.c_str());
   return 1;
 }
 
 int Create(const std::string& out, const std::string& base, const std::vector<std::string>& files) {
   std::string error;
-  if (!setup::pack::CreatePackageFile(out, base, files, &error)) return Fail(error);
+  std::vector<std::string> notes;
+  if (!setup::pack::CreatePackageFile(out, base, files, &error, &notes)) return Fail(error);
+  for (const std::string& note : notes) std::printf("setup-pack: %s\n", note.c_str());
+  std::printf("setup-pack: wrote %s (%zu entries)\n", out.c_str(), files.size());
   return 0;
 }
 
@@ -55,16 +64,22 @@ int Extract(const std::string& module, const std::string& name, const std::strin
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"Builds, lists and unpacks the resource package appended to a module file."};
-  app.require_subcommand(1);
+  CLI::App app{
+      "Builds, lists, unpacks and verifies the resource package appended to a module file."};
+  app.name("setup-pack");
+  bool version = false;
+  app.add_flag("--version", version, "Print the version and exit");
 
   std::string out;
   std::string base;
   std::vector<std::string> files;
-  CLI::App* create =
-      app.add_subcommand("create", "Write OUT: MODULE (if given) and a package of FILEs");
+  CLI::App* create = app.add_subcommand(
+      "create",
+      "Write OUT: MODULE (if given) and a package of FILEs, exactly one of them a script");
   create->add_option("OUT", out, "Module file to write")->required();
-  create->add_option("--base", base, "Module whose bytes precede the package");
+  create->add_option("--base", base,
+                     "A PE DLL exporting Action whose bytes precede the package; a package it "
+                     "already carries is replaced");
   create->add_option("FILE", files, "Files to store, under their base names")->required();
 
   std::string module;
@@ -78,16 +93,35 @@ int main(int argc, char** argv) {
   extract->add_option("NAME", name, "Entry name (exact)")->required();
   extract->add_option("DEST", dest, "Destination file")->required();
 
+  std::string command = "/install";
+  CLI::App* verify = app.add_subcommand(
+      "verify",
+      "Check a module: a PE DLL exporting Action, one well-formed package with one "
+      "script, and the script compiles");
+  verify->add_option("MODULE", module, "Module file to check")->required();
+  verify
+      ->add_option("--command", command,
+                   "Command string whose parameters the script is compiled with")
+      ->capture_default_str();
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    app.exit(e);
+    std::fprintf(stderr, "setup-pack: %s\nRun 'setup-pack --help' for the usage.\n", e.what());
     return 2;
   }
-
+  if (version) {
+    std::printf("setup-pack %s\n", kVersion);
+    return 0;
+  }
   if (create->parsed()) return Create(out, base, files);
   if (list->parsed()) return List(module);
-  return Extract(module, name, dest);
+  if (extract->parsed()) return Extract(module, name, dest);
+  if (verify->parsed()) return setuppack::Verify(module, command);
+  std::fprintf(stderr,
+               "setup-pack: a subcommand is required: create, list, extract or verify\n"
+               "Run 'setup-pack --help' for the usage.\n");
+  return 2;
 }

@@ -7,5 +7,6 @@ int main(int argc, char** argv) {
   setuprun::Options options;
   const int parsed = setuprun::ParseOptions(argc, argv, &options);
   if (parsed >= 0) return parsed;
+  if (!options.matrix.empty()) return setuprun::RunMatrix(options);
   return setuprun::RunSession(options);
 }

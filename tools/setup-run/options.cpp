@@ -2,9 +2,16 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+
+#include "base/global.h"
+#include "builtins/table.h"
+#include "platform/sim/machine.h"
+#include "script/store/symbols.h"
 
 namespace setuprun {
 
@@ -17,12 +24,14 @@ constexpr const char* kDescription =
     "library prints; standard error the machine's event log and one line\n"
     "\"Action returned N\" per call.\n"
     "Exit status: 0 the run worked (whatever Action answered), 1 the library refused to\n"
-    "load, 2 usage error, 3 the machine state could not be used.";
+    "load, 2 usage error, 3 the machine state could not be used, 4 --check: the script\n"
+    "does not compile, 5 --matrix: the results differ.";
 
 constexpr const char* kUsage =
     "usage: setup-run [options] SCRIPT [COMMAND...]\n"
     "       setup-run [options] --module FILE [COMMAND...]\n"
     "       setup-run --check [options] SCRIPT [COMMAND]\n"
+    "       setup-run --matrix NAME,NAME... [--expect N] [options] SCRIPT [COMMAND...]\n"
     "Run 'setup-run --help' for the options.\n";
 
 bool StartsWith(const std::string& text, const char* prefix) {
@@ -87,6 +96,44 @@ bool ParseOs(const std::string& text, Options* options) {
   return true;
 }
 
+// "OpA, OpB, ..." for the --fail help.
+std::string OperationNames() {
+  std::string names;
+  for (int i = 0;; ++i) {
+    const char* name = sim::OpName(static_cast<sim::Op>(i));
+    if (std::string(name) == "?") break;
+    if (!names.empty()) names += ", ";
+    names += name;
+  }
+  return names;
+}
+
+std::string ProfileNames() {
+  std::string names;
+  for (const WindowsProfile& profile : Profiles()) {
+    if (!names.empty()) names += ", ";
+    names += profile.name;
+  }
+  return names;
+}
+
+const char* TypeWord(setup::ValueType type) {
+  return type == setup::ValueType::Num ? "num" : "string";
+}
+
+// The built-in table as the library holds it: one line per built-in.
+void PrintBuiltins() {
+  for (std::int32_t row = 0; row < setup::theGlobal.m_nBuiltinCount; ++row) {
+    const setup::BuiltinEntry& entry = setup::theGlobal.m_Builtins[row];
+    std::string line = std::string(TypeWord(entry.nRetType)) + " " + entry.szName + "(";
+    for (std::int32_t i = 0; i < entry.nParamCount; ++i) {
+      if (i > 0) line += ", ";
+      line += TypeWord(entry.pParams[i].m_nType);
+    }
+    std::cout << line << ")\n";
+  }
+}
+
 }  // namespace
 
 plat::SYSTEMTIME DefaultFixedTime() {
@@ -114,14 +161,63 @@ std::optional<plat::DWORD> ParseNumber(const std::string& text) {
   return static_cast<plat::DWORD>(value);
 }
 
-std::optional<int> ParseAnswer(const std::string& text) {
-  if (text == "ok") return plat::IDOK;
-  if (text == "cancel") return 2;
-  if (text == "yes") return plat::IDYES;
-  if (text == "no") return plat::IDNO;
-  std::optional<plat::DWORD> number = ParseNumber(text);
-  if (!number || *number > 0x7FFFFFFF) return std::nullopt;
-  return static_cast<int>(*number);
+namespace {
+
+struct ButtonNameRow {
+  const char* name;
+  int button;
+};
+constexpr ButtonNameRow kButtonNames[] = {
+    {"ok", 1},  {"cancel", 2}, {"abort", 3},     {"retry", 4},     {"ignore", 5},
+    {"yes", 6}, {"no", 7},     {"tryagain", 10}, {"continue", 11},
+};
+
+}  // namespace
+
+std::string ButtonName(int button) {
+  for (const ButtonNameRow& row : kButtonNames) {
+    if (row.button == button) return row.name;
+  }
+  return std::to_string(button);
+}
+
+std::optional<Answer> ParseAnswer(const std::string& text) {
+  Answer answer;
+  std::string button = text;
+  const std::size_t eq = text.rfind('=');
+  if (eq != std::string::npos) {
+    if (eq == 0) return std::nullopt;
+    answer.caption = text.substr(0, eq);
+    button = text.substr(eq + 1);
+  }
+  for (const ButtonNameRow& row : kButtonNames) {
+    if (button == row.name || button == std::to_string(row.button)) {
+      answer.button = row.button;
+      return answer;
+    }
+  }
+  return std::nullopt;
+}
+
+const std::vector<WindowsProfile>& Profiles() {
+  static const std::vector<WindowsProfile> kProfiles = {
+      {"98", 4, 10, 2222, plat::VER_PLATFORM_WIN32_WINDOWS, "", "C:\\WINDOWS\\SYSTEM"},
+      {"2000", 5, 0, 2195, plat::VER_PLATFORM_WIN32_NT, "Service Pack 4", "C:\\WINNT\\system32"},
+      {"xp", 5, 1, 2600, plat::VER_PLATFORM_WIN32_NT, "Service Pack 3", "C:\\WINDOWS\\system32"},
+      {"vista", 6, 0, 6002, plat::VER_PLATFORM_WIN32_NT, "Service Pack 2", "C:\\Windows\\system32"},
+      {"7", 6, 1, 7601, plat::VER_PLATFORM_WIN32_NT, "Service Pack 1", "C:\\Windows\\system32"},
+      {"8", 6, 2, 9200, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32"},
+      {"10", 10, 0, 19045, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32"},
+      {"11", 10, 0, 22631, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32"},
+  };
+  return kProfiles;
+}
+
+const WindowsProfile* FindProfile(const std::string& name) {
+  for (const WindowsProfile& profile : Profiles()) {
+    if (name == profile.name) return &profile;
+  }
+  return nullptr;
 }
 
 // "YYYY-MM-DD HH:MM[:SS]" in UTC.
@@ -197,9 +293,10 @@ int ParseOptions(int argc, char** argv, Options* options) {
   app.add_flag("--driver-reboot", options->driverReboot,
                "Driver updates report that a restart is required");
   app.add_option("--answer", answers,
-                 "Queue a message-box answer: a number (1 OK, 2 Cancel, 6 Yes, 7 No) or "
-                 "ok/cancel/yes/no; repeatable")
-      ->type_name("N")
+                 "Queue a message-box answer: ok, cancel, abort, retry, ignore, yes, no, "
+                 "tryagain, continue (or 1-7, 10, 11), for any box or for the boxes titled "
+                 "CAPTION; a box passes over answers it has no button for; repeatable")
+      ->type_name("[CAPTION=]BUTTON")
       ->allow_extra_args(false);
   app.add_flag("--fast-sleep", options->fastSleep, "Log sleeps instead of sleeping");
   app.add_flag("--fixed-time", fixedTime,
@@ -211,7 +308,8 @@ int ParseOptions(int argc, char** argv, Options* options) {
       ->type_name("FILE");
   app.add_option("--fail", faults,
                  "Make the machine's operation OP fail with error CODE, after SKIP successful "
-                 "calls; repeatable")
+                 "calls; repeatable. OP is one of: " +
+                     OperationNames())
       ->type_name("OP:CODE[:SKIP]")
       ->allow_extra_args(false);
   app.add_option("--no-entry", missing, "Hide an entry point of SetupApi.dll or newdev.dll")
@@ -222,6 +320,26 @@ int ParseOptions(int argc, char** argv, Options* options) {
       ->allow_extra_args(false);
   app.add_option("--step-limit", options->stepLimit,
                  "Fail the run after N evaluation steps (0: no limit)")
+      ->type_name("N");
+
+  // ---- Authoring options: version, built-in table, Windows profiles, matrix ----
+  bool version = false;
+  bool listBuiltins = false;
+  std::string profile;
+  std::string matrix;
+  std::string expect;
+  app.add_flag("--version", version, "Print the version and exit");
+  app.add_flag("--list-builtins", listBuiltins,
+               "Print the built-in functions (name, parameters, result) and exit");
+  app.add_option("--profile", profile,
+                 "Windows installation: 98, 2000, xp, vista, 7, 8, 10 or 11 (version, platform, "
+                 "system directory and locale; --os, --sysdir, --lcid override)")
+      ->type_name("NAME");
+  app.add_option("--matrix", matrix,
+                 "Run the COMMANDs on each profile from the same starting machine and print one "
+                 "summary row per profile")
+      ->type_name("NAME,NAME...");
+  app.add_option("--expect", expect, "With --matrix: the result every call must give")
       ->type_name("N");
 
   auto usageError = [](const std::string& message) {
@@ -238,6 +356,50 @@ int ParseOptions(int argc, char** argv, Options* options) {
     return usageError(error.what());
   }
 
+  if (version) {
+    std::cout << "setup-run " << kVersion << "\n";
+    return kExitOk;
+  }
+  if (listBuiltins) {
+    PrintBuiltins();
+    return kExitOk;
+  }
+  if (!profile.empty()) {
+    options->profile = FindProfile(profile);
+    if (!options->profile)
+      return usageError("--profile wants one of " + ProfileNames() + ", not '" + profile + "'");
+  }
+  if (!matrix.empty()) {
+    std::size_t start = 0;
+    while (start <= matrix.size()) {
+      std::size_t comma = matrix.find(',', start);
+      if (comma == std::string::npos) comma = matrix.size();
+      const std::string name = matrix.substr(start, comma - start);
+      const WindowsProfile* found = FindProfile(name);
+      if (!found)
+        return usageError("--matrix wants profiles among " + ProfileNames() + ", not '" + name +
+                          "'");
+      options->matrix.push_back(found);
+      start = comma + 1;
+    }
+    if (options->profile) return usageError("--matrix runs its own profiles; leave out --profile");
+    if (options->check)
+      return usageError("--matrix runs the COMMANDs; it cannot be combined with --check");
+    if (!options->keepExpanded.empty()) {
+      return usageError(
+          "--keep-expanded keeps one run's script; it cannot be combined with --matrix");
+    }
+  }
+  if (!expect.empty()) {
+    if (options->matrix.empty()) return usageError("--expect goes with --matrix");
+    char* end = nullptr;
+    const long value = std::strtol(expect.c_str(), &end, 10);
+    if (end == expect.c_str() || *end != '\0' || value < INT32_MIN || value > INT32_MAX) {
+      return usageError("--expect wants a number, not '" + expect + "'");
+    }
+    options->expect = static_cast<int>(value);
+  }
+
   if (!os.empty() && !ParseOs(os, options)) {
     return usageError("--os wants MAJOR.MINOR or MAJOR.MINOR.PLATFORM, not '" + os + "'");
   }
@@ -248,9 +410,13 @@ int ParseOptions(int argc, char** argv, Options* options) {
     options->lcid = *value;
   }
   for (const std::string& answer : answers) {
-    std::optional<int> value = ParseAnswer(answer);
-    if (!value)
-      return usageError("--answer wants a number or ok/cancel/yes/no, not '" + answer + "'");
+    std::optional<Answer> value = ParseAnswer(answer);
+    if (!value) {
+      return usageError(
+          "--answer wants [CAPTION=]BUTTON with a button of ok, cancel, abort, "
+          "retry, ignore, yes, no, tryagain, continue (or 1-7, 10, 11), not '" +
+          answer + "'");
+    }
     options->answers.push_back(*value);
   }
   for (const std::string& put : puts) {

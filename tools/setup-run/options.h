@@ -11,10 +11,15 @@
 namespace setuprun {
 
 // Exit codes of setup-run.
-constexpr int kExitOk = 0;          // the runner worked, whatever Action answered
-constexpr int kExitLoadFailed = 1;  // the library refused to load
-constexpr int kExitUsage = 2;       // bad command line or unreadable input file
-constexpr int kExitMachine = 3;     // the simulated machine could not be booted or saved
+constexpr int kExitOk = 0;           // the runner worked, whatever Action answered
+constexpr int kExitLoadFailed = 1;   // the library refused to load
+constexpr int kExitUsage = 2;        // bad command line or unreadable input file
+constexpr int kExitMachine = 3;      // the simulated machine could not be booted or saved
+constexpr int kExitNotCompiled = 4;  // --check: the script does not compile
+constexpr int kExitMatrix = 5;       // --matrix: results differ (between profiles or from --expect)
+
+// The version of the tools and the library.
+constexpr const char* kVersion = "1.0.1";
 
 // A host file copied into the simulated machine before the library loads.
 struct PutFile {
@@ -35,6 +40,23 @@ struct DeviceSpec {
   std::vector<std::string> hardwareIds;
 };
 
+// A queued message-box answer, optionally aimed at the boxes of one caption.
+struct Answer {
+  int button = 0;
+  std::optional<std::string> caption;
+};
+
+// A named Windows installation: version, platform, system directory, locale.
+struct WindowsProfile {
+  const char* name;
+  plat::DWORD major, minor, build, platform;
+  const char* servicePack;
+  const char* systemDirectory;
+};
+// The profiles by name ("98", "2000", "xp", "vista", "7", "8", "10", "11").
+const std::vector<WindowsProfile>& Profiles();
+const WindowsProfile* FindProfile(const std::string& name);
+
 struct Options {
   std::string script;                 // host path of the script (empty with --module)
   std::string module;                 // --module: a module built by setup-pack
@@ -53,8 +75,15 @@ struct Options {
   bool noSetupapi = false;
   bool driverReboot = false;
 
+  // --profile: a named installation, applied before the single overrides above.
+  const WindowsProfile* profile = nullptr;
+
+  // --matrix: the profiles to run in turn, and the result every call must give.
+  std::vector<const WindowsProfile*> matrix;
+  std::optional<int> expect;
+
   // Per-run settings.
-  std::vector<int> answers;
+  std::vector<Answer> answers;
   bool fastSleep = false;
   std::optional<plat::SYSTEMTIME> fixedTime;
   std::string keepExpanded;  // --keep-expanded: host file for the expanded script
@@ -71,8 +100,12 @@ int ParseOptions(int argc, char** argv, Options* options);
 // Value parsers, exposed for the command line's checks.
 std::optional<plat::SYSTEMTIME> ParseTime(const std::string& text);
 std::optional<plat::DWORD> ParseNumber(const std::string& text);
-// "yes", "no", "ok", "cancel" or a number; none when not understood.
-std::optional<int> ParseAnswer(const std::string& text);
+// A button name ("ok", "cancel", "abort", "retry", "ignore", "yes", "no",
+// "tryagain", "continue") or its number, optionally behind "CAPTION=";
+// none when it names no message-box button.
+std::optional<Answer> ParseAnswer(const std::string& text);
+// The name of a button number ("no" for 7).
+std::string ButtonName(int button);
 
 // The clock of --fixed-time: 2008-05-07 09:04:00 UTC.
 plat::SYSTEMTIME DefaultFixedTime();

@@ -2,6 +2,7 @@
 // pack -> boot -> attach -> Action per command -> detach -> shut down.
 #include "session.h"
 
+#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,7 @@
 
 #include "base/global.h"
 #include "common/package_writer.h"
+#include "diagnose.h"
 #include "entry/action.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
@@ -94,6 +96,15 @@ void MoveSystemDirectory(const std::string& newDir) {
 // --machine), files, devices, and the per-run settings.
 bool PrepareMachine(const Options& options) {
   sim::Profile& profile = sim::GetProfile();
+  if (options.profile) {
+    profile.majorVersion = options.profile->major;
+    profile.minorVersion = options.profile->minor;
+    profile.buildNumber = options.profile->build;
+    profile.platformId = options.profile->platform;
+    profile.servicePack = options.profile->servicePack;
+    profile.locale = 0x0409;
+    if (!options.sysdir) MoveSystemDirectory(options.profile->systemDirectory);
+  }
   if (options.osMajor) {
     profile.majorVersion = *options.osMajor;
     profile.minorVersion = *options.osMinor;
@@ -131,7 +142,7 @@ bool PrepareMachine(const Options& options) {
     }
   }
 
-  for (int answer : options.answers) sim::QueueAnswer(answer);
+  for (const Answer& answer : options.answers) sim::QueueAnswer({answer.button, answer.caption});
   sim::SetFastSleep(options.fastSleep);
   sim::SetFixedTime(options.fixedTime);
   for (const auto& [library, name] : options.missingEntries) {
@@ -140,7 +151,11 @@ bool PrepareMachine(const Options& options) {
   for (const Fault& fault : options.faults) {
     std::optional<sim::Op> op = sim::OpFromName(fault.op);
     if (!op) {
-      Complain("--fail: unknown operation '" + fault.op + "'");
+      std::string names;
+      for (int i = 0; std::string(sim::OpName(static_cast<sim::Op>(i))) != "?"; ++i) {
+        names += std::string(names.empty() ? "" : ", ") + sim::OpName(static_cast<sim::Op>(i));
+      }
+      Complain("--fail: unknown operation '" + fault.op + "'; the operations are: " + names);
       return false;
     }
     sim::FailNext(*op, fault.error, fault.skip);
@@ -178,6 +193,37 @@ bool BuildModule(const Options& options, std::vector<char>* module) {
   return true;
 }
 
+// The facts of the script to run: SCRIPT, or the "CXX" entry of a --module.
+ScriptFacts ScriptFactsOf(const Options& options, const std::vector<char>& module) {
+  std::string bytes;
+  if (options.module.empty()) {
+    ReadHostFile(options.script, &bytes);
+    return InspectScript(options.script, bytes);
+  }
+  std::vector<setup::pack::EntryInfo> entries;
+  std::string label = options.module;
+  if (setup::pack::ReadPackageTable(module, entries, nullptr)) {
+    for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
+      const std::size_t dot = it->name.rfind('.');
+      std::string ext = dot == std::string::npos ? "" : it->name.substr(dot + 1);
+      for (char& c : ext) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+      if (ext != "CXX") continue;
+      label = it->name;
+      bytes.assign(module.begin() + it->offset, module.begin() + it->offset + it->size);
+      break;
+    }
+  }
+  return InspectScript(label, bytes);
+}
+
+// Reports the queued answers that no message box took.
+void ReportLeftoverAnswers() {
+  for (const sim::QueuedAnswer& answer : sim::PendingAnswers()) {
+    Complain("--answer " + (answer.caption ? *answer.caption + "=" : std::string()) +
+             ButtonName(answer.button) + " was not used by any message box");
+  }
+}
+
 // Compiles the extracted script as Action would: the prelude for `command` is
 // put in front of the script (in the script's own file, so that reports name
 // the same file), and warnings count lines of the script as packaged.
@@ -209,24 +255,27 @@ int CheckScript(const std::string& command) {
 }
 
 // Copies the expanded script out of the machine before the unload deletes it.
-void KeepExpanded(const std::string& hostPath) {
+bool KeepExpanded(const std::string& hostPath) {
   if (!setup::theGlobal.m_szExpandFile) {
     Complain("--keep-expanded: no expanded script was written");
-    return;
+    return false;
   }
   std::optional<std::string> text = sim::GetFile(*setup::theGlobal.m_szExpandFile);
   std::ofstream out(hostPath, std::ios::binary | std::ios::trunc);
   if (!text || !out.write(text->data(), static_cast<std::streamsize>(text->size()))) {
     Complain("--keep-expanded: cannot copy '" + *setup::theGlobal.m_szExpandFile + "' to '" +
              hostPath + "'");
+    return false;
   }
+  return true;
 }
 
 }  // namespace
 
-int RunSession(const Options& options) {
+int RunSession(const Options& options, SessionReport* report) {
   std::vector<char> module;
   if (!BuildModule(options, &module)) return kExitUsage;
+  RunObserver observer(ScriptFactsOf(options, module));
 
   std::string error;
   if (!sim::Boot(options.machineDir, &error)) {
@@ -239,33 +288,71 @@ int RunSession(const Options& options) {
     return kExitUsage;
   }
   setup::theGlobal.m_nStepLimit = options.stepLimit;
+  if (report != nullptr) {
+    // Quiet run of a matrix: the output is dropped, the events are counted.
+    sim::SetStdoutSink([](const char*, std::size_t) {});
+    sim::SetEventSink([report](const std::string& line) {
+      if (line.rfind("[msgbox] ", 0) == 0 && line.find(" -> ") != std::string::npos) {
+        ++report->messageBoxes;
+      }
+      if (line == "[reboot] restart requested") report->restartRequested = true;
+    });
+    if (!SnapshotState(&report->before)) {
+      sim::Shutdown();
+      return kExitMachine;
+    }
+  } else {
+    sim::SetStdoutSink([&observer](const char* text, std::size_t length) {
+      std::fwrite(text, 1, length, stdout);
+      std::fflush(stdout);
+      observer.OnOutput(text, length);
+    });
+  }
 
   if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
     // The library has already run its detach, as after a refused load.
+    if (report != nullptr) report->loadRefused = true;
     sim::ClearFailures();
     sim::Shutdown();
     return kExitLoadFailed;
   }
 
+  int status = kExitOk;
   if (options.check) {
-    const int compiled = CheckScript(options.commands.empty() ? "" : options.commands[0]);
+    const std::string command = options.commands.empty() ? "" : options.commands[0];
+    observer.Begin(command);
+    const int compiled = CheckScript(command);
     std::fprintf(stderr, "Check returned %d\n", compiled);
     std::fflush(stderr);
+    observer.End(compiled, true);
+    if (compiled != 1) status = kExitNotCompiled;
   } else {
     std::vector<std::string> commands = options.commands;
     if (commands.empty()) commands.emplace_back();
     for (const std::string& command : commands) {
+      observer.Begin(command);
       const std::int32_t result = Action(command.c_str());
+      if (report != nullptr) {
+        report->results.push_back(result);
+        continue;
+      }
       std::fprintf(stderr, "Action returned %d\n", result);
       std::fflush(stderr);
+      observer.End(result, false);
     }
   }
-  if (!options.keepExpanded.empty()) KeepExpanded(options.keepExpanded);
+  if (!options.keepExpanded.empty() && !KeepExpanded(options.keepExpanded)) status = kExitUsage;
+  if (report == nullptr) ReportLeftoverAnswers();
 
   setup::DllMain(kModuleHandle, setup::kDllProcessDetach, nullptr);
   sim::ClearFailures();
+  if (report != nullptr) {
+    // Count the changes against the state saved before the library loaded.
+    std::string error;
+    if (!sim::SaveState(&error) || !SnapshotState(&report->after)) status = kExitMachine;
+  }
   sim::Shutdown();
-  return kExitOk;
+  return status;
 }
 
 }  // namespace setuprun

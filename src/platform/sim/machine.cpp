@@ -46,7 +46,7 @@ struct Failure {
 
 // Per-run settings: kept across Boot, reset by Shutdown.
 struct Settings {
-  std::deque<int> answers;
+  std::deque<QueuedAnswer> answers;
   std::function<void(const std::string&)> eventSink;
   std::function<void(const char*, std::size_t)> stdoutSink;
   bool fastSleep = false;
@@ -550,7 +550,13 @@ std::optional<std::string> GetFile(const std::string& windowsPath) {
 }
 
 void QueueAnswer(int answer) {
+  theSettings.answers.push_back({answer, std::nullopt});
+}
+void QueueAnswer(const QueuedAnswer& answer) {
   theSettings.answers.push_back(answer);
+}
+std::vector<QueuedAnswer> PendingAnswers() {
+  return {theSettings.answers.begin(), theSettings.answers.end()};
 }
 void SetEventSink(std::function<void(const std::string&)> sink) {
   theSettings.eventSink = std::move(sink);
@@ -597,11 +603,26 @@ int RestartRequests() {
 
 namespace sim::detail {
 
-std::optional<int> TakeAnswer() {
-  if (theSettings.answers.empty()) return std::nullopt;
-  int answer = theSettings.answers.front();
-  theSettings.answers.pop_front();
-  return answer;
+std::optional<int> TakeAnswer(const std::string& caption, const std::vector<int>& buttons,
+                              std::vector<int>* passedOver) {
+  auto& queue = theSettings.answers;
+  auto canGive = [&buttons](int button) {
+    return std::find(buttons.begin(), buttons.end(), button) != buttons.end();
+  };
+  // An answer aimed at this caption wins over the answers for any box.
+  for (int pass = 0; pass < 2; ++pass) {
+    for (auto it = queue.begin(); it != queue.end(); ++it) {
+      if (pass == 0 ? it->caption != caption : it->caption.has_value()) continue;
+      if (!canGive(it->button)) {
+        if (passedOver != nullptr) passedOver->push_back(it->button);
+        continue;
+      }
+      const int answer = it->button;
+      queue.erase(it);
+      return answer;
+    }
+  }
+  return std::nullopt;
 }
 void WriteOut(const char* text, std::size_t length) {
   if (theSettings.stdoutSink) {

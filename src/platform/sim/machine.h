@@ -103,8 +103,21 @@ std::optional<std::string> GetFile(const std::string& windowsPath);
 
 // ---- Per-run settings (not persisted) -------------------------------------
 // Answers for the next message boxes, in order; without one a box answers its
-// default button (IDOK for OK boxes, IDYES for Yes/No boxes).
+// default button (IDOK for OK boxes, IDYES for Yes/No boxes). A box takes the
+// first queued answer aimed at its caption, else the first one aimed at any
+// box, and passes over answers naming a button it does not have (they stay
+// queued for a later box).
+struct QueuedAnswer {
+  int button = 0;
+  std::optional<std::string> caption;  // none: any box
+};
 void QueueAnswer(int answer);
+void QueueAnswer(const QueuedAnswer& answer);
+// The answers no box has taken yet, in queue order.
+std::vector<QueuedAnswer> PendingAnswers();
+// The buttons of a message box of this type (MB_OK ... MB_CANCELTRYCONTINUE),
+// its default button first.
+std::vector<int> MessageBoxButtons(plat::UINT type);
 void SetEventSink(std::function<void(const std::string& line)> sink);  // empty = stderr
 void SetStdoutSink(std::function<void(const char* text, std::size_t length)> sink);
 void SetFastSleep(bool fast);

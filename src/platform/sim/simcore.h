@@ -130,7 +130,10 @@ bool RegWriteDword(plat::HKEY root, const std::string& path, const std::string& 
 bool RegDeleteTree(plat::HKEY root, const std::string& path);
 
 // Per-run settings and machine facts used by the system part.
-std::optional<int> TakeAnswer();
+// The queued answer for a box with this caption and these buttons; answers
+// naming another button are passed over (listed in *passedOver) and stay queued.
+std::optional<int> TakeAnswer(const std::string& caption, const std::vector<int>& buttons,
+                              std::vector<int>* passedOver);
 void WriteOut(const char* text, std::size_t length);
 bool FastSleep();
 std::optional<plat::SYSTEMTIME> FixedTime();

@@ -80,24 +80,27 @@ std::string Escape(const char* text) {
   return out;
 }
 
-// The button that Enter presses: the box's default button.
-int DefaultAnswer(plat::UINT type) {
+// The buttons of each box style (the low four bits of the type), in order.
+const std::vector<int>& StyleButtons(plat::UINT type) {
   static const std::vector<int> kButtons[] = {
-      {plat::IDOK},
-      {plat::IDOK, 2},
-      {3, 4, 5},
-      {plat::IDYES, plat::IDNO, 2},
-      {plat::IDYES, plat::IDNO},
-      {4, 2},
-      {2, 10, 11},
+      {plat::IDOK},                  // MB_OK
+      {plat::IDOK, 2},               // MB_OKCANCEL
+      {3, 4, 5},                     // MB_ABORTRETRYIGNORE
+      {plat::IDYES, plat::IDNO, 2},  // MB_YESNOCANCEL
+      {plat::IDYES, plat::IDNO},     // MB_YESNO
+      {4, 2},                        // MB_RETRYCANCEL
+      {2, 10, 11},                   // MB_CANCELTRYCONTINUE
   };
   plat::UINT style = type & 0xF;
-  if (style >= std::size(kButtons)) return plat::IDOK;
-  const std::vector<int>& buttons = kButtons[style];
+  return style < std::size(kButtons) ? kButtons[style] : kButtons[0];
+}
+
+// The button that Enter presses: the box's default button.
+int DefaultAnswer(plat::UINT type) {
+  const std::vector<int>& buttons = StyleButtons(type);
   plat::UINT index = (type >> 8) & 0xF;
   return index < buttons.size() ? buttons[index] : buttons[0];
 }
-
 }  // namespace
 
 void ResetProcessState() {
@@ -109,6 +112,14 @@ int ShutdownPrivilegeEnabled() {
 }
 
 }  // namespace sim::detail
+
+namespace sim {
+
+std::vector<int> MessageBoxButtons(plat::UINT type) {
+  return detail::StyleButtons(type);
+}
+
+}  // namespace sim
 
 namespace plat {
 
@@ -441,9 +452,14 @@ BOOL ExitWindowsEx(UINT flags, DWORD) {
 
 int MessageBoxA(HWND, LPCSTR text, LPCSTR caption, UINT type) {
   if (InjectFault(Op::MessageBox)) return 0;
-  int answer = TakeAnswer().value_or(DefaultAnswer(type));
-  Event("[msgbox] " + std::string(caption ? caption : "Error") + ": " + Escape(text) + " -> " +
-        std::to_string(answer));
+  const std::string title = caption ? caption : "Error";
+  std::vector<int> passedOver;
+  int answer = TakeAnswer(title, StyleButtons(type), &passedOver).value_or(DefaultAnswer(type));
+  for (int button : passedOver) {
+    Event("[msgbox] " + title + ": answer " + std::to_string(button) +
+          " kept for a later box (no such button here)");
+  }
+  Event("[msgbox] " + title + ": " + Escape(text) + " -> " + std::to_string(answer));
   return answer;
 }
 

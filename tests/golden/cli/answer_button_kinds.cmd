@@ -1,0 +1,1 @@
+--answer no --answer retry

@@ -1,0 +1,1 @@
+--answer Setup=no --answer no

@@ -1,0 +1,1 @@
+--answer yes --answer cancel --answer Other=ok

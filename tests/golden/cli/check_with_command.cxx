@@ -1,0 +1,1 @@
+hint_parameters.cxx

@@ -1,0 +1,1 @@
+--keep-expanded /nonexistent-dir/x.e

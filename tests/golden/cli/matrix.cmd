@@ -1,0 +1,2 @@
+--matrix xp,7,10
+/install

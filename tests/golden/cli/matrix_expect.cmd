@@ -1,0 +1,3 @@
+--matrix 98,xp,11 --expect 1
+/install
+/uninstall

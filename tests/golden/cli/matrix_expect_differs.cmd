@@ -1,0 +1,2 @@
+--matrix 2000,10 --expect 0
+/install

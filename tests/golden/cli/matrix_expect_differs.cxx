@@ -1,0 +1,1 @@
+matrix_expect.cxx

@@ -1,0 +1,1 @@
+--profile 2000 --lcid 804 --sysdir "D:\WIN\system32"

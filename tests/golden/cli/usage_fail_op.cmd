@@ -1,0 +1,1 @@
+--fail RegFly:5

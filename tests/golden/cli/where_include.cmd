@@ -1,0 +1,1 @@
+--put include/broken.inc

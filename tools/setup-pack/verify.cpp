@@ -1,0 +1,150 @@
+// setup-pack verify: structure, entries, and a compilation of the script on a
+// simulated machine, the way the library compiles it for a command.
+#include "verify.h"
+
+#include <cctype>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "base/global.h"
+#include "common/package_writer.h"
+#include "common/pe_image.h"
+#include "entry/action.h"
+#include "entry/startup.h"
+#include "platform/sim/machine.h"
+#include "platform/textfile.h"
+#include "script/front/compile.h"
+
+namespace setuppack {
+
+namespace {
+
+namespace pack = setup::pack;
+
+// Any non-null value serves: the machine answers the module path for it.
+plat::HMODULE const kModuleHandle = reinterpret_cast<plat::HMODULE>(0x10000000);
+constexpr const char* kModulePath = "C:\\Program Files\\Setup\\Setup.dll";
+
+void Found(const std::string& path, const std::string& text) {
+  std::printf("setup-pack: %s: %s\n", path.c_str(), text.c_str());
+}
+
+void Problem(const std::string& path, const std::string& text) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "setup-pack: %s: %s\n", path.c_str(), text.c_str());
+}
+
+// Loads the module on a fresh simulated machine and compiles its script with
+// the prelude of `command`. `output` receives what the library printed.
+bool CompileOnMachine(const std::vector<char>& module, const std::string& command,
+                      std::string* output, std::string* problem) {
+  std::string error;
+  if (!sim::Boot("", &error)) {
+    *problem = "cannot start the simulated machine: " + error;
+    return false;
+  }
+  sim::SetStdoutSink(
+      [output](const char* text, std::size_t length) { output->append(text, length); });
+  sim::SetEventSink([](const std::string&) {});
+  bool compiled = false;
+  if (!sim::SetModule(kModuleHandle, kModulePath, module)) {
+    *problem = "cannot put the module on the simulated machine";
+  } else if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
+    *problem = "the library refuses to load this module";
+  } else {
+    const char* path = setup::theGlobal.m_szFileName;
+    std::string text;
+    if (std::unique_ptr<plat::TextFile> in = plat::TextFile::Open(path, "r")) {
+      char block[8192];
+      std::size_t read = 0;
+      while ((read = in->Read(block, sizeof block)) > 0) text.append(block, read);
+    }
+    setup::ParamTable params;
+    const bool split = setup::SplitParameters(command.c_str(), params) == setup::SplitResult::Ok;
+    std::unique_ptr<plat::TextFile> out = plat::TextFile::Open(path, "w");
+    if (!split || !out) {
+      *problem = "cannot prepare the script for compilation";
+    } else {
+      const int lines =
+          setup::WriteParamPrelude(*out, static_cast<int>(params.size()), params.data());
+      const bool written = out->Write(text.data(), text.size()) && out->Close();
+      out.reset();
+      setup::theGlobal.m_nPreludeLines = lines;
+      compiled = written && setup::CheckScriptFile(path) == 1;
+      if (!compiled) *problem = "the script does not compile";
+    }
+    setup::DllMain(kModuleHandle, setup::kDllProcessDetach, nullptr);
+  }
+  sim::Shutdown();
+  return compiled;
+}
+
+}  // namespace
+
+int Verify(const std::string& path, const std::string& command) {
+  std::vector<char> bytes;
+  std::string error;
+  if (!pack::ReadFileBytes(path, bytes, &error)) {
+    Problem(path, error);
+    return 1;
+  }
+  std::optional<std::size_t> start = pack::PackageStart(bytes);
+  std::vector<pack::EntryInfo> entries;
+  if (!start || !pack::ReadPackageTable(bytes, entries, &error)) {
+    Problem(path, "carries no package" + (error.empty() ? std::string() : " (" + error + ")"));
+    return 1;
+  }
+  int problems = 0;
+  if (*start == 0) {
+    Problem(path, "holds a package but no module before it");
+    ++problems;
+  } else {
+    std::string summary;
+    const std::vector<char> image(bytes.begin(),
+                                  bytes.begin() + static_cast<std::ptrdiff_t>(*start));
+    if (pack::CheckSetupBase(image, &summary, &error)) {
+      Found(path, summary);
+    } else {
+      Problem(path, "the module is " + error);
+      ++problems;
+    }
+  }
+
+  std::vector<std::string> names;
+  std::set<std::string> seen;
+  std::string script;
+  for (const pack::EntryInfo& entry : entries) {
+    if (!pack::IsValidEntryName(entry.name, &error)) {
+      Problem(path, error);
+      ++problems;
+    }
+    std::string folded = entry.name;
+    for (char& c : folded) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (!seen.insert(folded).second) {
+      Problem(path, "two entries are named '" + entry.name + "'");
+      ++problems;
+    }
+    if (pack::IsScriptName(entry.name)) script = entry.name;
+    names.push_back(entry.name);
+  }
+  if (!pack::CheckScriptCount(names, &error)) {
+    Problem(path, error);
+    return 1;
+  }
+  Found(path, "package of " + std::to_string(entries.size()) + " entries, script '" + script + "'");
+
+  std::string output;
+  std::string problem;
+  if (CompileOnMachine(bytes, command, &output, &problem)) {
+    Found(path, "the script compiles for the command \"" + command + "\"");
+  } else {
+    Problem(path, problem + " (command \"" + command + "\"); the library printed:" + output);
+    ++problems;
+  }
+  return problems == 0 ? 0 : 1;
+}
+
+}  // namespace setuppack
