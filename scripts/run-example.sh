@@ -2,8 +2,9 @@
 # Builds setup-run and runs the example driver installation
 # (examples/acme_logger): /install, then /uninstall, against one simulated
 # machine kept in build/example-machine. The library's output goes to standard
-# output; the machine's event log ([msgbox] lines etc.) and the result of each
-# Action call go to standard error.
+# output; the machine's event log ([msgbox] lines etc.), the result of each
+# Action call and what each run changed on the machine (--diff) go to standard
+# error. The uninstall's change set undoes the install's exactly.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,7 +15,7 @@ cmake --build --preset host --target setup-run
 EXAMPLE=examples/acme_logger
 MACHINE=build/example-machine
 rm -rf "$MACHINE"
-RUN=(build/host/setup-run --machine "$MACHINE" --fast-sleep
+RUN=(build/host/setup-run --machine "$MACHINE" --fast-sleep --diff
      --add "$EXAMPLE/acmelog.inf" --add "$EXAMPLE/acmelog.sys" --add "$EXAMPLE/acmelog.cat" --add "$EXAMPLE/acmemon.sys")
 
 for command in "/install" "/uninstall"; do
