@@ -43,7 +43,10 @@ std::string Was(const std::string& line) {
 }
 
 std::string Quote(const std::string& ansi) {
-  return "\"" + regfile::Ansi8ToUtf8(ansi) + "\"";
+  std::string out = "\"";
+  out += regfile::Ansi8ToUtf8(ansi);
+  out += '"';
+  return out;
 }
 
 std::string Configuration(const sim::Service& s) {
