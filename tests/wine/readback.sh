@@ -14,6 +14,9 @@ setup_run=$(realpath -m "$2")
 data=$(realpath -m "$5")
 wine_setup "$3" "$4" "$setup_pack" "$setup_run"
 command -v iconv >/dev/null || skip "iconv is not installed"
+# Wine takes the ANSI code page from the locale; the script's bytes above
+# 0x7F are Windows-1252, as the simulator reads them.
+export LC_ALL=C.UTF-8
 dir="$work/readback"
 fresh_dir "$dir"
 script=wine_registry.cxx
@@ -67,11 +70,28 @@ wine_text() {  # wine_text FILE
       print out
       next
     }
-    { print }'
+    { print }' | windows_key_order
 }
 
+# Key blocks in the order Windows enumerates subkeys: names compared in upper
+# case, component by component (Wine compares them in lower case). The sort
+# key is the path in upper case with "\" as \001, below every character.
+windows_key_order() {
+  LC_ALL=C awk '
+    /^\[/ { if (block != "") print sortkey "\t" block
+            sortkey = toupper(substr($0, 2, length($0) - 2)); gsub(/\\/, "\001", sortkey)
+            block = $0; next }
+    block == "" { print "\001\t" $0; next }
+    { block = block "\002" $0 }
+    END { if (block != "") print sortkey "\t" block }' |
+    LC_ALL=C sort -s -t $'\t' -k1,1 | cut -f2- | tr '\002' '\n'
+}
+
+# The script with its placeholders for bytes above 0x7F filled in.
+LC_ALL=C sed 's/@E9@/\xe9/g; s/@FC@/\xfc/g' "$data/$script" >"$dir/$script"
+
 # ---- Wine: run the script, export each key with reg export, remove them.
-"$setup_pack" create "$dir/Setup.dll" --base "$win64_dir/Setup.dll" "$data/$script" \
+"$setup_pack" create "$dir/Setup.dll" --base "$win64_dir/Setup.dll" "$dir/$script" \
   >"$dir/pack.log" 2>&1 || { cat "$dir/pack.log"; exit 1; }
 # A first /remove clears what an interrupted earlier run may have left.
 (cd "$dir" && timeout 300 "$wine_bin" "$host" "$(winpath "$dir/Setup.dll")" /remove) \
@@ -86,7 +106,7 @@ done
   >"$dir/wine-remove.out" 2>"$dir/wine-remove.err"
 
 # ---- Simulator: the same script on a fresh machine, then each key exported.
-(cd "$data" && "$setup_run" --fixed-time --os 6.1 --sysdir 'C:\windows\system32' \
+(cd "$dir" && "$setup_run" --fixed-time --os 6.1 --sysdir 'C:\windows\system32' \
   --machine "$dir/machine" "$script" /write) >"$dir/sim.out" 2>"$dir/sim.err"
 for i in "${!keys[@]}"; do
   "$setup_run" --machine "$dir/machine" --show --export-reg "$dir/sim-${names[$i]}.reg" \

@@ -21,6 +21,10 @@ num write() {
   addregvalues(HKEY_LOCAL_MACHINE, szKey, "back\slash\", REG_TYPE_SZ, "\\server\share\")
   addregvalues(HKEY_LOCAL_MACHINE, szKey, "[bracket]=", REG_TYPE_SZ, "[HKEY_LOCAL_MACHINE\x]")
   addregvalues(HKEY_LOCAL_MACHINE, szKey, "semi;colon", REG_TYPE_SZ, "; not a comment")
+  // Windows-1252 characters: the test puts the bytes 0xE9 and 0xFC for @E9@
+  // and @FC@ (the file itself stays ASCII).
+  addregvalues(HKEY_LOCAL_MACHINE, szKey, "Caf@E9@", REG_TYPE_SZ, "M@FC@nchen")
+  addsubreg(HKEY_LOCAL_MACHINE, szKey, "Gr@FC@n")
   // A text long enough that a hex form would wrap.
   addregvalues(HKEY_LOCAL_MACHINE, szKey, "Long", REG_TYPE_SZ,
                "0123456789abcdefghijklmnopqrstuvwxyz0123456789abcdefghijklmnopqrstuvwxyz0123456789")
@@ -30,6 +34,7 @@ num write() {
   addsubreg(HKEY_LOCAL_MACHINE, szKey, "Key With  Blanks")
   addsubreg(HKEY_LOCAL_MACHINE, szKey, "[Bracketed] {1-2} (x) =;,.!#$%&'@~")
   addsubreg(HKEY_LOCAL_MACHINE, szKey + "\Sub", "Empty Leaf")
+  addsubreg(HKEY_LOCAL_MACHINE, szKey, "Sub_Key")
   // Keys removed again, one by one and by a search.
   addsubreg(HKEY_LOCAL_MACHINE, szKey, "Gone")
   deletereg(HKEY_LOCAL_MACHINE, szKey + "\Gone")
