@@ -7,6 +7,7 @@
 #   agree.sh SETUP_PACK SETUP_RUN WIN64_DIR WORK_DIR GOLDEN_DIR
 # Exit 0 all agree, 1 some differ, 77 skipped (Wine, DLL or harness missing).
 set -u
+# shellcheck source=SCRIPTDIR/lib.sh
 . "$(dirname "$0")/lib.sh"
 setup_pack=$(realpath -m "$1")
 setup_run=$(realpath -m "$2")

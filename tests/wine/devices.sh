@@ -8,6 +8,7 @@
 #   devices.sh SETUP_PACK SETUP_RUN WIN64_DIR WORK_DIR DATA_DIR GOLDEN_DATA
 # Exit 0 agree, 1 differ, 77 skipped (Wine, DLL or harness missing).
 set -u
+# shellcheck source=SCRIPTDIR/lib.sh
 . "$(dirname "$0")/lib.sh"
 setup_pack=$(realpath -m "$1")
 setup_run=$(realpath -m "$2")

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Shared prologue of the Wine tests; sourced by the scripts beside it.
 #   wine_setup WIN64_DIR WORK_DIR [TOOL...]
 # checks that Wine, the 64-bit Setup.dll, the setup-host harness and every
@@ -35,6 +36,7 @@ wine_setup() {
   for tool in "$@"; do
     [ -x "$tool" ] || skip "$tool has not been built"
   done
+  # shellcheck disable=SC2034 # used by the scripts that source this file
   host="$win64_dir/setup-host.exe"
   export WINEPREFIX="$work/wineprefix"
   export WINEDEBUG=-all

@@ -8,6 +8,7 @@
 #   readback.sh SETUP_PACK SETUP_RUN WIN64_DIR WORK_DIR DATA_DIR
 # Exit 0 equal, 1 different, 77 skipped (Wine, the DLL, the harness or iconv missing).
 set -u
+# shellcheck source=SCRIPTDIR/lib.sh
 . "$(dirname "$0")/lib.sh"
 setup_pack=$(realpath -m "$1")
 setup_run=$(realpath -m "$2")

@@ -4,6 +4,7 @@
 #   wine_case.sh CASE SETUP_PACK WIN64_DIR WORK_DIR DATA_DIR
 # Exit 0 passed, 1 failed, 77 skipped (Wine, the DLL or the harness missing).
 set -u
+# shellcheck source=SCRIPTDIR/lib.sh
 . "$(dirname "$0")/lib.sh"
 case_name=$1
 setup_pack=$(realpath -m "$2")
