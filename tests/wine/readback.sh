@@ -36,8 +36,10 @@ as_text() {  # as_text FILE
   tail -c +3 "$1" | iconv -f UTF-16LE -t UTF-8 | tr -d '\r'
 }
 
-# Wine's export brought to what Windows writes, in a service's key only
-# (docs/wine.md, "Registry read-back"):
+# Wine's export brought to what Windows writes (docs/wine.md, "Registry
+# read-back"):
+# - key blocks in Windows' order (windows_key_order below);
+# in a service's key:
 # - Wine's service control manager adds "ObjectName"="LocalSystem" to a
 #   kernel driver's key, and at times its "PreshutdownTimeout" (180 seconds);
 #   Windows writes neither for a new driver service.
