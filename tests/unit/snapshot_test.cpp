@@ -129,6 +129,30 @@ TEST_F(MachineState, ExportIsOrderedByNameWithTheDefaultValueFirst) {
   EXPECT_EQ(ExportText("SOFTWARE\\Absent"), "<none>");
 }
 
+// Subkeys come in Windows' order (upper case: "SubB" before "Sub_x", "[x]"
+// after both), in the export and in the change set's walk over both states.
+TEST_F(MachineState, SubkeysAreOrderedAsWindowsOrdersThem) {
+  Set("SOFTWARE\\Keys\\Sub_x", "v", REG_DWORD, std::string("\1\0\0\0", 4));
+  const snapshot::Snapshot before = snapshot::Take();
+  Set("SOFTWARE\\Keys\\SubB\\Deep", "v", REG_DWORD, std::string("\2\0\0\0", 4));
+  Set("SOFTWARE\\Keys\\[x]", "v", REG_DWORD, std::string("\3\0\0\0", 4));
+  Set("SOFTWARE\\Keys\\Sub", "v", REG_DWORD, std::string("\4\0\0\0", 4));
+  EXPECT_EQ(ExportText("SOFTWARE\\Keys"),
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Keys]\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Keys\\Sub]\n"
+            "\"v\"=dword:00000004\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Keys\\SubB]\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Keys\\SubB\\Deep]\n"
+            "\"v\"=dword:00000002\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Keys\\Sub_x]\n"
+            "\"v\"=dword:00000001\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Keys\\[x]]\n"
+            "\"v\"=dword:00000003\n");
+  const std::string diff = snapshot::Diff(before, snapshot::Take());
+  EXPECT_EQ(diff.find("[-"), std::string::npos) << diff;
+  EXPECT_NE(diff.find("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Keys\\[x]]"), std::string::npos) << diff;
+}
+
 TEST_F(MachineState, DiffListsRegistryFileAndServiceChangesInOrder) {
   Set("SOFTWARE\\Acme", "Count", REG_DWORD, std::string("\1\0\0\0", 4));
   Set("SOFTWARE\\Acme", "Gone", REG_SZ, std::string("old\0", 4));

@@ -10,8 +10,8 @@ if(TARGET setup-pack AND TARGET setup-run)
                        RESOURCE_LOCK wineprefix TIMEOUT 1800)
 endif()
 
-# The registry a script writes under Wine, read back with Wine's own reg
-# query, equals what the simulated machine keeps.
+# The registry a script writes under Wine, exported with Wine's own reg
+# export, equals setup-run's --export-reg of the same keys.
 if(TARGET setup-pack AND TARGET setup-run)
   add_test(NAME wine_registry_readback
            COMMAND ${BASH_PROGRAM} ${CMAKE_CURRENT_SOURCE_DIR}/readback.sh

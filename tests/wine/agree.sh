@@ -7,29 +7,14 @@
 #   agree.sh SETUP_PACK SETUP_RUN WIN64_DIR WORK_DIR GOLDEN_DIR
 # Exit 0 all agree, 1 some differ, 77 skipped (Wine, DLL or harness missing).
 set -u
+# shellcheck source=SCRIPTDIR/lib.sh
+. "$(dirname "$0")/lib.sh"
 setup_pack=$(realpath -m "$1")
 setup_run=$(realpath -m "$2")
-win64_dir=$(realpath -m "$3")
-work=$(realpath -m "$4")
 golden=$(realpath -m "$5")
-
-skip() {
-  echo "SKIPPED: $*"
-  exit 77
-}
-
-wine_bin=$(command -v wine || command -v wine64 || true)
-[ -n "$wine_bin" ] || skip "wine is not installed"
-[ -f "$win64_dir/Setup.dll" ] || skip "$win64_dir/Setup.dll has not been built"
-[ -f "$win64_dir/setup-host.exe" ] || skip "$win64_dir/setup-host.exe has not been built"
-[ -x "$setup_pack" ] || skip "$setup_pack has not been built"
-[ -x "$setup_run" ] || skip "$setup_run has not been built"
-
-export WINEPREFIX="$work/wineprefix"
-export WINEDEBUG=-all
-mkdir -p "$WINEPREFIX" "$work/agree"
+wine_setup "$3" "$4" "$setup_pack" "$setup_run"
 scratch="$work/agree"
-host="$win64_dir/setup-host.exe"
+mkdir -p "$scratch"
 
 # Built-ins whose results depend on the machine (files, registry, services,
 # devices, programs, boxes, clock, locale): cases using them are left out, and
@@ -37,9 +22,6 @@ host="$win64_dir/setup-host.exe"
 # the exception: their cases work in keys and directories of their own and
 # remove them again, so they run on a Wine prefix as on a fresh machine.
 STATEFUL='\b(checkregstatus|installdriverbyhardwareid|installusbdriver|copyfile|deletefile|deletefilex|addsubreg|addregvalues|addregvalued|createservice|deleteservice|execute|reboot|extractresfile|sleep|deletereg|deleteregx|deleteregbyfindstr|msgbox|createdirectory|deletedirectory|updatedevicebyhardwareid|deletedriverbyhardwareid|checkdevicestatus|getregvalued|getregvalues|enumsubreg|getlanguage|updatedevicelist|disabledriverbyhardwareid|enabledriverbyhardwareid|startservice|stopservice)\b|include +"[A-Za-z]:'
-
-# Windows spelling of a host path on Wine's Z: drive.
-winpath() { printf 'Z:%s' "$(realpath -m "$1" | tr '/' '\\')"; }
 
 # The Wine prefix reports Windows 7, like the setup-run profile below.
 if [ ! -f "$WINEPREFIX/.agree-win7" ]; then

@@ -8,38 +8,26 @@
 #   devices.sh SETUP_PACK SETUP_RUN WIN64_DIR WORK_DIR DATA_DIR GOLDEN_DATA
 # Exit 0 agree, 1 differ, 77 skipped (Wine, DLL or harness missing).
 set -u
+# shellcheck source=SCRIPTDIR/lib.sh
+. "$(dirname "$0")/lib.sh"
 setup_pack=$(realpath -m "$1")
 setup_run=$(realpath -m "$2")
-win64_dir=$(realpath -m "$3")
-work=$(realpath -m "$4")
 data=$(realpath -m "$5")
 golden_data=$(realpath -m "$6")
-
-skip() {
-  echo "SKIPPED: $*"
-  exit 77
-}
-wine_bin=$(command -v wine || command -v wine64 || true)
-[ -n "$wine_bin" ] || skip "wine is not installed"
-[ -f "$win64_dir/Setup.dll" ] || skip "$win64_dir/Setup.dll has not been built"
-[ -f "$win64_dir/setup-host.exe" ] || skip "$win64_dir/setup-host.exe has not been built"
-
-export WINEPREFIX="$work/wineprefix"
-export WINEDEBUG=-all
+wine_setup "$3" "$4" "$setup_pack" "$setup_run"
 dir="$work/devices"
-rm -rf "$dir"
-mkdir -p "$dir" "$WINEPREFIX"
+fresh_dir "$dir"
 cp "$golden_data/vdev.inf" "$golden_data/vdev.sys" "$dir/"
 commands=(/install /status /statusunknown /updatenothing /update /reboot /disableunknown
           /enableunknown /delete /status /deleteservice)
 
 # Wine: the INF on its Z: drive.
-wine_inf="Z:$(printf '%s' "$dir/vdev.inf" | tr '/' '\\')"
+wine_inf=$(winpath "$dir/vdev.inf")
 mkdir -p "$dir/wine"
 sed "s|@INF@|${wine_inf//\\/\\\\}|" "$data/wine_devices.cxx" >"$dir/wine/wine_devices.cxx"
 "$setup_pack" create "$dir/Setup.dll" --base "$win64_dir/Setup.dll" "$dir/wine/wine_devices.cxx" >/dev/null ||
   { echo "setup-pack failed"; exit 1; }
-timeout 900 "$wine_bin" "$win64_dir/setup-host.exe" "Z:$(printf '%s' "$dir/Setup.dll" | tr '/' '\\')" \
+timeout 900 "$wine_bin" "$host" "$(winpath "$dir/Setup.dll")" \
   "${commands[@]}" >"$dir/wine.out" 2>"$dir/wine.err"
 grep '^Action returned' "$dir/wine.err" | tr -d '\r' >"$dir/wine.results"
 

@@ -4,16 +4,12 @@
 #   wine_case.sh CASE SETUP_PACK WIN64_DIR WORK_DIR DATA_DIR
 # Exit 0 passed, 1 failed, 77 skipped (Wine, the DLL or the harness missing).
 set -u
+# shellcheck source=SCRIPTDIR/lib.sh
+. "$(dirname "$0")/lib.sh"
 case_name=$1
-setup_pack=$2
-win64_dir=$3
-work=$4
-data=$5
+setup_pack=$(realpath -m "$2")
+data=$(realpath -m "$5")
 
-skip() {
-  echo "SKIPPED: $*"
-  exit 77
-}
 fail() {
   echo "FAILED: $*"
   echo "--- stdout:"; cat -A "$out" 2>/dev/null
@@ -21,24 +17,12 @@ fail() {
   exit 1
 }
 
-wine_bin=$(command -v wine || command -v wine64 || true)
-[ -n "$wine_bin" ] || skip "wine is not installed"
-[ -f "$win64_dir/Setup.dll" ] || skip "$win64_dir/Setup.dll has not been built"
-[ -f "$win64_dir/setup-host.exe" ] || skip "$win64_dir/setup-host.exe has not been built"
-[ -x "$setup_pack" ] || skip "$setup_pack has not been built"
-
-export WINEPREFIX="$work/wineprefix"
-export WINEDEBUG=-all
+wine_setup "$3" "$4" "$setup_pack"
 dir="$work/$case_name"
-rm -rf "$dir"
-mkdir -p "$dir" "$WINEPREFIX"
+fresh_dir "$dir"
 out="$dir/stdout"
 err="$dir/stderr"
-host="$win64_dir/setup-host.exe"
 windows_dir="$WINEPREFIX/drive_c/windows"
-
-# The Windows spelling of a host path, on Wine's Z: drive.
-winpath() { printf 'Z:%s' "$(realpath -m "$1" | tr '/' '\\')"; }
 
 pack() {  # pack OUT FILE...: Setup.dll followed by a package of the FILEs
   local target=$1

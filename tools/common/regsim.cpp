@@ -37,8 +37,19 @@ std::string Lower(std::string text) {
   return text;
 }
 
+}  // namespace
+
+std::string KeyOrderName(std::string name) {
+  for (char& c : name) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return name;
+}
+
+namespace {
+
 // Depth first: the key, its values by name (the default value sorts first as
-// the empty name), then its subkeys by name.
+// the empty name), then its subkeys in the registry's order.
 void Flatten(const sim::RegistryKey& key, regfile::Root root, std::vector<std::string>& path,
              regfile::File* file) {
   regfile::Key out;
@@ -60,7 +71,7 @@ void Flatten(const sim::RegistryKey& key, regfile::Root root, std::vector<std::s
   for (const sim::RegistryKey& child : key.keys) children.push_back(&child);
   std::stable_sort(children.begin(), children.end(),
                    [](const sim::RegistryKey* a, const sim::RegistryKey* b) {
-                     return Lower(a->name) < Lower(b->name);
+                     return KeyOrderName(a->name) < KeyOrderName(b->name);
                    });
   for (const sim::RegistryKey* child : children) {
     path.push_back(child->name);

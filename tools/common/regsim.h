@@ -16,13 +16,18 @@ namespace regsim {
 [[nodiscard]] bool Import(const regfile::File& file, std::string* error);
 
 // The registry as a file: every key below the four roots (or below one key),
-// depth first, subkeys and values ordered by name without regard to case,
-// the default value first. None when the key does not exist.
+// depth first, subkeys in the registry's order (KeyOrderName), values by name
+// without regard to case, the default value first. None when the key does not
+// exist.
 std::optional<regfile::File> Export();
 std::optional<regfile::File> Export(regfile::Root root, const std::string& path);
 
 // "HKLM\SOFTWARE\Acme" or "HKEY_LOCAL_MACHINE\SOFTWARE\Acme" (the roots of the
 // key lines of a file) to a root and a path below it; none when the root is unknown.
 std::optional<std::pair<regfile::Root, std::string>> ParseKeyName(const std::string& text);
+
+// A key name as Windows orders subkeys: compared in upper case, so "SubB"
+// comes before "Sub_x".
+std::string KeyOrderName(std::string name);
 
 }  // namespace regsim

@@ -19,12 +19,6 @@ std::string Lower(std::string text) {
   return text;
 }
 
-std::vector<std::string> LowerAll(const std::vector<std::string>& parts) {
-  std::vector<std::string> out;
-  for (const std::string& part : parts) out.push_back(Lower(part));
-  return out;
-}
-
 // ---- Reading -------------------------------------------------------------------------
 
 std::uint64_t Hash(std::string_view bytes) {
@@ -79,7 +73,8 @@ int Compare(const std::vector<std::string>& a, const std::vector<std::string>& b
 }
 
 std::vector<std::string> KeyOrder(const regfile::Key& key) {
-  std::vector<std::string> order = LowerAll(key.path);
+  std::vector<std::string> order;
+  for (const std::string& part : key.path) order.push_back(regsim::KeyOrderName(part));
   order.insert(order.begin(), std::string(1, static_cast<char>('0' + static_cast<int>(key.root))));
   return order;
 }

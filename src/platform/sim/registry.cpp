@@ -48,7 +48,7 @@ struct RegValue {
 
 struct RegKey {
   std::string name;
-  std::vector<std::shared_ptr<RegKey>> children;  // sorted without regard to case
+  std::vector<std::shared_ptr<RegKey>> children;  // ordered as NameBefore orders them
   std::vector<RegValue> values;                   // in creation order
   int depth = 0;                                  // levels below the root
   bool openToEveryone = false;                    // a present, null DACL was applied
@@ -176,13 +176,23 @@ KeyPtr Walk(KeyPtr key, const std::vector<std::string>& parts) {
   return key;
 }
 
+// Windows keeps subkeys ordered by their names in upper case (so "SubB"
+// comes before "Sub_x"), and RegEnumKey answers them in that order.
+bool NameBefore(const std::string& a, const std::string& b) {
+  auto upper = [](char c) {
+    return static_cast<unsigned char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+  };
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                      [&](char x, char y) { return upper(x) < upper(y); });
+}
+
 KeyPtr AddChild(const KeyPtr& key, const std::string& name) {
   auto child = std::make_shared<RegKey>();
   child->name = name;
   child->depth = key->depth + 1;
   auto at = std::lower_bound(
       key->children.begin(), key->children.end(), name,
-      [](const KeyPtr& k, const std::string& n) { return Lower(k->name) < Lower(n); });
+      [](const KeyPtr& k, const std::string& n) { return NameBefore(k->name, n); });
   key->children.insert(at, child);
   return child;
 }
