@@ -10,7 +10,7 @@
 
 namespace scriptcheck {
 
-int CompileForCommand(const std::string& command, std::string* problem) {
+Outcome CompileForCommand(const std::string& command, std::string* problem) {
   const char* path = setup::theGlobal.m_szFileName;
   std::string text;
   if (std::unique_ptr<plat::TextFile> in = plat::TextFile::Open(path, "r")) {
@@ -20,7 +20,9 @@ int CompileForCommand(const std::string& command, std::string* problem) {
   }
   // The library's own splitter, with its limits and messages.
   setup::ParamTable params;
-  if (setup::SplitParameters(command.c_str(), params) != setup::SplitResult::Ok) return 0;
+  if (setup::SplitParameters(command.c_str(), params) != setup::SplitResult::Ok) {
+    return Outcome::CommandRefused;
+  }
   std::unique_ptr<plat::TextFile> out = plat::TextFile::Open(path, "w");
   bool written = false;
   if (out) {
@@ -32,9 +34,9 @@ int CompileForCommand(const std::string& command, std::string* problem) {
   out.reset();
   if (!written) {
     *problem = std::string("cannot rewrite '") + path + "' on the machine";
-    return 0;
+    return Outcome::NotPrepared;
   }
-  return setup::CheckScriptFile(path);
+  return setup::CheckScriptFile(path) == 1 ? Outcome::Compiled : Outcome::NotCompiled;
 }
 
 }  // namespace scriptcheck

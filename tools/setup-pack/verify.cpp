@@ -52,8 +52,19 @@ bool CompileOnMachine(const std::vector<char>& module, const std::string& comman
   } else if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
     *problem = "the library refuses to load this module";
   } else {
-    compiled = scriptcheck::CompileForCommand(command, problem) == 1;
-    if (!compiled && problem->empty()) *problem = "the script does not compile";
+    switch (scriptcheck::CompileForCommand(command, problem)) {
+      case scriptcheck::Outcome::Compiled:
+        compiled = true;
+        break;
+      case scriptcheck::Outcome::NotCompiled:
+        *problem = "the script does not compile";
+        break;
+      case scriptcheck::Outcome::CommandRefused:
+        *problem = "the library refuses the command";
+        break;
+      case scriptcheck::Outcome::NotPrepared:
+        break;
+    }
     setup::DllMain(kModuleHandle, setup::kDllProcessDetach, nullptr);
   }
   sim::Shutdown();

@@ -321,9 +321,9 @@ void ReportLeftoverAnswers() {
 // Compiles the extracted script as Action would for `command`.
 int CheckScript(const std::string& command) {
   std::string problem;
-  const int compiled = scriptcheck::CompileForCommand(command, &problem);
-  if (!problem.empty()) Complain("--check: " + problem);
-  return compiled;
+  const scriptcheck::Outcome outcome = scriptcheck::CompileForCommand(command, &problem);
+  if (outcome == scriptcheck::Outcome::NotPrepared) Complain("--check: " + problem);
+  return outcome == scriptcheck::Outcome::Compiled ? 1 : 0;
 }
 
 // Copies the expanded script out of the machine before the unload deletes it.
