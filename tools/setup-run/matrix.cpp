@@ -53,6 +53,8 @@ int RunMatrix(const Options& options) {
     Options run = options;
     run.matrix.clear();
     run.profile = profile;
+    // --wow64 means the 32-bit DLL: on a 32-bit profile it runs natively.
+    run.wow64 = options.wow64 && profile->amd64;
     run.machineDir = machine.string();
     SessionReport report;
     const int code = RunSession(run, &report);

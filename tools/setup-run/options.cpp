@@ -434,6 +434,10 @@ int ParseOptions(int argc, char** argv, Options* options) {
       start = comma + 1;
     }
     if (options->profile) return usageError("--matrix runs its own profiles; leave out --profile");
+    if (options->amd64) {
+      return usageError(
+          "--matrix runs 64-bit Windows on the -64 profiles (e.g. 7-64); leave out --amd64");
+    }
     if (options->check)
       return usageError("--matrix runs the COMMANDs; it cannot be combined with --check");
     if (!options->keepExpanded.empty()) {
