@@ -12,6 +12,10 @@ namespace scriptcheck {
 
 Outcome CompileForCommand(const std::string& command, std::string* problem) {
   const char* path = setup::theGlobal.m_szFileName;
+  if (path == nullptr) {
+    *problem = "the library extracted no script";
+    return Outcome::NotPrepared;
+  }
   std::string text;
   if (std::unique_ptr<plat::TextFile> in = plat::TextFile::Open(path, "r")) {
     char block[8192];
