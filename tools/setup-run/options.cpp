@@ -388,7 +388,7 @@ int ParseOptions(int argc, char** argv, Options* options) {
       ->type_name("NAME");
   app.add_option("--matrix", matrix,
                  "Run the COMMANDs on each profile from the same starting machine and print one "
-                 "summary row per profile")
+                 "summary row per profile (with --wow64: the 32-bit DLL on every profile)")
       ->type_name("NAME,NAME...");
   app.add_option("--expect", expect, "With --matrix: the result every call must give")
       ->type_name("N");
