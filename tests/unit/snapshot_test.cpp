@@ -248,6 +248,31 @@ TEST_F(MachineState, DiffListsRegistryFileAndServiceChangesInOrder) {
   EXPECT_EQ(diff.substr(diff.find("\nFiles:\n") + 1), files);
 }
 
+TEST_F(MachineState, DiffCountsTheChangesItLists) {
+  Set("SOFTWARE\\Acme", "Count", REG_DWORD, std::string("\1\0\0\0", 4));
+  Set("SOFTWARE\\Acme", "Gone", REG_SZ, std::string("old\0", 4));
+  Set("SOFTWARE\\Old\\Sub", "w", REG_SZ, std::string("2\0", 2));
+  Set("SOFTWARE\\Old", "v", REG_SZ, std::string("1\0", 2));
+  ASSERT_TRUE(sim::PutFile("C:\\Data\\gone.txt", "x"));
+  const snapshot::Snapshot before = snapshot::Take();
+  int changes = -1;
+  EXPECT_EQ(snapshot::Diff(before, snapshot::Take(), &changes), "");
+  EXPECT_EQ(changes, 0);
+
+  Set("SOFTWARE\\Acme", "Count", REG_DWORD, std::string("\2\0\0\0", 4));  // 1: changed
+  Set("SOFTWARE\\Acme", "New", REG_SZ, std::string("n\0", 2));            // 1: added
+  HKEY acme = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Acme", 0, KEY_ALL_ACCESS, &acme), 0);
+  ASSERT_EQ(RegDeleteValueA(acme, "Gone"), 0);  // 1: removed
+  RegCloseKey(acme);
+  Set("SOFTWARE\\Acme\\Fresh", "", REG_SZ, std::string("f\0", 2));   // 2: key and value
+  ASSERT_EQ(SHDeleteKeyA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Old"), 0u);  // 4: two keys, two values
+  ASSERT_TRUE(DeleteFileA("C:\\Data\\gone.txt"));                    // 1
+  ASSERT_TRUE(sim::PutFile("C:\\Data\\New\\n.txt", "1"));            // 2: directory and file
+  snapshot::Diff(before, snapshot::Take(), &changes);
+  EXPECT_EQ(changes, 12);
+}
+
 TEST_F(MachineState, TheRegistryPartOfADiffTurnsTheOldRegistryIntoTheNew) {
   Set("SOFTWARE\\P", "a", REG_SZ, std::string("1\0", 2));
   Set("SOFTWARE\\P\\Q\\R", "b", REG_BINARY, std::string(100, '\x5A'));

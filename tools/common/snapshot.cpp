@@ -87,8 +87,9 @@ bool SameValue(const regfile::Value& a, const regfile::Value& b) {
   return a.type == b.type && a.data == b.data;
 }
 
-// The changes of one key present in both states, or "" when none.
-std::string ValueChanges(const regfile::Key& before, const regfile::Key& after) {
+// The changes of one key present in both states, or "" when none; `count`
+// grows by one per value added, removed or changed.
+std::string ValueChanges(const regfile::Key& before, const regfile::Key& after, int* count) {
   std::string out;
   std::size_t i = 0, j = 0;
   const auto& old = before.values;
@@ -101,14 +102,17 @@ std::string ValueChanges(const regfile::Key& before, const regfile::Key& after) 
       regfile::Value gone = old[i];
       gone.remove = true;
       out += Was(regfile::FormatValue(old[i], kWasLayout)) + regfile::FormatValue(gone) + "\n";
+      ++*count;
       ++i;
     } else if (c > 0) {
       out += regfile::FormatValue(now[j], kLayout) + "\n";
+      ++*count;
       ++j;
     } else {
       if (!SameValue(old[i], now[j])) {
         out += Was(regfile::FormatValue(old[i], kWasLayout)) +
                regfile::FormatValue(now[j], kLayout) + "\n";
+        ++*count;
       }
       ++i;
       ++j;
@@ -124,7 +128,9 @@ std::string JoinBlocks(const std::vector<std::string>& blocks) {
   return out;
 }
 
-std::string RegistryDiff(const regfile::File& before, const regfile::File& after) {
+// `count` grows by one per key added or removed and per value added, removed
+// (also with its key) or changed.
+std::string RegistryDiff(const regfile::File& before, const regfile::File& after, int* count) {
   std::vector<std::string> blocks;
   std::vector<std::string> removedTop;  // the last key removed with its subtree
   std::size_t i = 0, j = 0;
@@ -149,6 +155,7 @@ std::string RegistryDiff(const regfile::File& before, const regfile::File& after
       for (const regfile::Value& value : key.values) {
         blocks.back() += Was(regfile::FormatValue(value, kWasLayout));
       }
+      *count += 1 + static_cast<int>(key.values.size());
     } else if (c > 0) {
       const regfile::Key& key = now[j++];
       std::string block = regfile::FormatKey(key) + "\n; new key\n";
@@ -156,8 +163,9 @@ std::string RegistryDiff(const regfile::File& before, const regfile::File& after
         block += regfile::FormatValue(value, kLayout) + "\n";
       }
       blocks.push_back(block);
+      *count += 1 + static_cast<int>(key.values.size());
     } else {
-      std::string changes = ValueChanges(old[i], now[j]);
+      std::string changes = ValueChanges(old[i], now[j], count);
       if (!changes.empty()) blocks.push_back(regfile::FormatKey(now[j]) + "\n" + changes);
       ++i;
       ++j;
@@ -317,11 +325,20 @@ std::string Show(const Snapshot& state) {
   return "Registry:\n" + JoinBlocks(blocks) + "\nFiles:\n" + files + "\nServices:\n" + services;
 }
 
-std::string Diff(const Snapshot& before, const Snapshot& after) {
+std::string Diff(const Snapshot& before, const Snapshot& after, int* changes) {
+  int registryChanges = 0;
+  const std::string files = FileDiff(before.files, after.files);
+  const std::string services = ServiceDiff(before.services, after.services);
   std::string out;
-  AddSection(&out, "Registry:", RegistryDiff(before.registry, after.registry));
-  AddSection(&out, "Files:", FileDiff(before.files, after.files));
-  AddSection(&out, "Services:", ServiceDiff(before.services, after.services));
+  AddSection(&out, "Registry:", RegistryDiff(before.registry, after.registry, &registryChanges));
+  AddSection(&out, "Files:", files);
+  AddSection(&out, "Services:", services);
+  if (changes != nullptr) {
+    // Every file and service line is one change.
+    *changes =
+        registryChanges + static_cast<int>(std::count(files.begin(), files.end(), '\n') +
+                                           std::count(services.begin(), services.end(), '\n'));
+  }
   return out;
 }
 

@@ -41,6 +41,9 @@ std::string Show(const Snapshot& state);
 // values, "name"=- and [-KEY] for removals) whose "; was: " comment lines
 // give the previous contents; file and service lines start with what
 // happened: added, changed, removed (files, services), started, stopped.
-std::string Diff(const Snapshot& before, const Snapshot& after);
+// `changes`, when given, receives the number of changes the text lists: one
+// per registry key added or removed, per value added, changed or removed
+// (also with its key), and per file and service line.
+std::string Diff(const Snapshot& before, const Snapshot& after, int* changes = nullptr);
 
 }  // namespace snapshot

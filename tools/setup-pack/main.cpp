@@ -109,7 +109,8 @@ int main(int argc, char** argv) {
   } catch (const CLI::Success& e) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
-    std::fprintf(stderr, "setup-pack: %s\nRun 'setup-pack --help' for the usage.\n", e.what());
+    std::fprintf(stderr, "setup-pack: %s\nsetup-pack: run 'setup-pack --help' for the usage.\n",
+                 e.what());
     return 2;
   }
   if (version) {
@@ -122,6 +123,6 @@ int main(int argc, char** argv) {
   if (verify->parsed()) return setuppack::Verify(module, command);
   std::fprintf(stderr,
                "setup-pack: a subcommand is required: create, list, extract or verify\n"
-               "Run 'setup-pack --help' for the usage.\n");
+               "setup-pack: run 'setup-pack --help' for the usage.\n");
   return 2;
 }

@@ -4,19 +4,16 @@
 
 #include <cctype>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <set>
 #include <vector>
 
-#include "base/global.h"
 #include "common/package_writer.h"
 #include "common/pe_image.h"
+#include "common/script_check.h"
 #include "entry/action.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
-#include "platform/textfile.h"
-#include "script/front/compile.h"
 
 namespace setuppack {
 
@@ -55,26 +52,18 @@ bool CompileOnMachine(const std::vector<char>& module, const std::string& comman
   } else if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
     *problem = "the library refuses to load this module";
   } else {
-    const char* path = setup::theGlobal.m_szFileName;
-    std::string text;
-    if (std::unique_ptr<plat::TextFile> in = plat::TextFile::Open(path, "r")) {
-      char block[8192];
-      std::size_t read = 0;
-      while ((read = in->Read(block, sizeof block)) > 0) text.append(block, read);
-    }
-    setup::ParamTable params;
-    const bool split = setup::SplitParameters(command.c_str(), params) == setup::SplitResult::Ok;
-    std::unique_ptr<plat::TextFile> out = plat::TextFile::Open(path, "w");
-    if (!split || !out) {
-      *problem = "cannot prepare the script for compilation";
-    } else {
-      const int lines =
-          setup::WriteParamPrelude(*out, static_cast<int>(params.size()), params.data());
-      const bool written = out->Write(text.data(), text.size()) && out->Close();
-      out.reset();
-      setup::theGlobal.m_nPreludeLines = lines;
-      compiled = written && setup::CheckScriptFile(path) == 1;
-      if (!compiled) *problem = "the script does not compile";
+    switch (scriptcheck::CompileForCommand(command, problem)) {
+      case scriptcheck::Outcome::Compiled:
+        compiled = true;
+        break;
+      case scriptcheck::Outcome::NotCompiled:
+        *problem = "the script does not compile";
+        break;
+      case scriptcheck::Outcome::CommandRefused:
+        *problem = "the library refuses the command";
+        break;
+      case scriptcheck::Outcome::NotPrepared:
+        break;
     }
     setup::DllMain(kModuleHandle, setup::kDllProcessDetach, nullptr);
   }

@@ -3,12 +3,8 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <nlohmann/json.hpp>
 #include <string>
 
-#include "platform/sim/machine.h"
 #include "session.h"
 
 namespace setuprun {
@@ -16,40 +12,6 @@ namespace setuprun {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Flattens a JSON document into "json:<path>" leaves.
-void Flatten(const nlohmann::json& value, const std::string& path, StateSnapshot* out) {
-  if (value.is_object()) {
-    for (auto it = value.begin(); it != value.end(); ++it) {
-      Flatten(it.value(), path + "/" + it.key(), out);
-    }
-    if (value.empty()) (*out)["json:" + path] = "{}";
-  } else if (value.is_array()) {
-    for (std::size_t i = 0; i < value.size(); ++i) {
-      // Array elements are named by their own "name"/"instanceId" when they have one,
-      // so that an insertion does not renumber every later element.
-      std::string key = std::to_string(i);
-      const nlohmann::json& item = value[i];
-      for (const char* id : {"instanceId", "name", "path"}) {
-        if (item.is_object() && item.contains(id) && item[id].is_string()) {
-          key = item[id].get<std::string>();
-          break;
-        }
-      }
-      Flatten(item, path + "/" + key, out);
-    }
-    if (value.empty()) (*out)["json:" + path] = "[]";
-  } else {
-    (*out)["json:" + path] = value.dump();
-  }
-}
-
-bool ReadWhole(const fs::path& path, std::string* bytes) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  bytes->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return !in.bad();
-}
 
 void Row(const std::string& profile, const std::string& results, const std::string& boxes,
          const std::string& restart, const std::string& changes, const std::string& verdict) {
@@ -62,43 +24,6 @@ void Row(const std::string& profile, const std::string& results, const std::stri
 }
 
 }  // namespace
-
-bool SnapshotState(StateSnapshot* snapshot) {
-  snapshot->clear();
-  std::string error;
-  if (!sim::SaveState(&error)) return false;
-  const fs::path dir = sim::StateDir();
-  std::string text;
-  if (!ReadWhole(dir / "machine.json", &text)) return false;
-  nlohmann::json state = nlohmann::json::parse(text, nullptr, false);
-  if (state.is_discarded()) return false;
-  // Files are compared by their bytes below; restarts have their own column.
-  state.erase("files");
-  state.erase("restartRequests");
-  state.erase("restartPending");
-  Flatten(state, "", snapshot);
-  std::error_code ec;
-  for (auto it = fs::recursive_directory_iterator(dir / "fs", ec);
-       !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
-    const std::string relative = fs::relative(it->path(), dir / "fs", ec).generic_string();
-    if (it->is_directory(ec)) {
-      (*snapshot)["dir:" + relative] = "";
-    } else if (ReadWhole(it->path(), &text)) {
-      (*snapshot)["file:" + relative] = text;
-    }
-  }
-  return true;
-}
-
-int CountChanges(const StateSnapshot& before, const StateSnapshot& after) {
-  int changes = 0;
-  for (const auto& [key, value] : before) {
-    auto it = after.find(key);
-    changes += it == after.end() || it->second != value;
-  }
-  for (const auto& [key, value] : after) changes += before.find(key) == before.end();
-  return changes;
-}
 
 int RunMatrix(const Options& options) {
   std::error_code ec;
@@ -128,6 +53,8 @@ int RunMatrix(const Options& options) {
     Options run = options;
     run.matrix.clear();
     run.profile = profile;
+    // --wow64 means the 32-bit DLL: on a 32-bit profile it runs natively.
+    run.wow64 = options.wow64 && profile->amd64;
     run.machineDir = machine.string();
     SessionReport report;
     const int code = RunSession(run, &report);
@@ -152,8 +79,7 @@ int RunMatrix(const Options& options) {
     differs = differs || rowDiffers;
     Row(profile->name, results, std::to_string(report.messageBoxes),
         report.restartRequested ? "yes" : "no",
-        report.loadRefused ? "-" : std::to_string(CountChanges(report.before, report.after)),
-        rowDiffers ? "DIFFERS" : "");
+        report.loadRefused ? "-" : std::to_string(report.changes), rowDiffers ? "DIFFERS" : "");
   }
   std::fflush(stdout);
   fs::remove_all(work, ec);

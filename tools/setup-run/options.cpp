@@ -9,11 +9,10 @@
 #include <iostream>
 #include <tuple>
 
-#include "platform/sim/view.h"
-
 #include "base/global.h"
 #include "builtins/table.h"
 #include "platform/sim/machine.h"
+#include "platform/sim/view.h"
 #include "script/store/symbols.h"
 
 namespace setuprun {
@@ -204,15 +203,29 @@ std::optional<Answer> ParseAnswer(const std::string& text) {
 }
 
 const std::vector<WindowsProfile>& Profiles() {
+  // 32-bit installations, then 64-bit (x64) ones; Windows XP x64 is the 5.2 kernel.
   static const std::vector<WindowsProfile> kProfiles = {
-      {"98", 4, 10, 2222, plat::VER_PLATFORM_WIN32_WINDOWS, "", "C:\\WINDOWS\\SYSTEM"},
-      {"2000", 5, 0, 2195, plat::VER_PLATFORM_WIN32_NT, "Service Pack 4", "C:\\WINNT\\system32"},
-      {"xp", 5, 1, 2600, plat::VER_PLATFORM_WIN32_NT, "Service Pack 3", "C:\\WINDOWS\\system32"},
-      {"vista", 6, 0, 6002, plat::VER_PLATFORM_WIN32_NT, "Service Pack 2", "C:\\Windows\\system32"},
-      {"7", 6, 1, 7601, plat::VER_PLATFORM_WIN32_NT, "Service Pack 1", "C:\\Windows\\system32"},
-      {"8", 6, 2, 9200, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32"},
-      {"10", 10, 0, 19045, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32"},
-      {"11", 10, 0, 22631, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32"},
+      {"98", 4, 10, 2222, plat::VER_PLATFORM_WIN32_WINDOWS, "", "C:\\WINDOWS\\SYSTEM", false},
+      {"2000", 5, 0, 2195, plat::VER_PLATFORM_WIN32_NT, "Service Pack 4", "C:\\WINNT\\system32",
+       false},
+      {"xp", 5, 1, 2600, plat::VER_PLATFORM_WIN32_NT, "Service Pack 3", "C:\\WINDOWS\\system32",
+       false},
+      {"vista", 6, 0, 6002, plat::VER_PLATFORM_WIN32_NT, "Service Pack 2", "C:\\Windows\\system32",
+       false},
+      {"7", 6, 1, 7601, plat::VER_PLATFORM_WIN32_NT, "Service Pack 1", "C:\\Windows\\system32",
+       false},
+      {"8", 6, 2, 9200, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32", false},
+      {"10", 10, 0, 19045, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32", false},
+      {"11", 10, 0, 22631, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32", false},
+      {"xp-64", 5, 2, 3790, plat::VER_PLATFORM_WIN32_NT, "Service Pack 2", "C:\\WINDOWS\\system32",
+       true},
+      {"vista-64", 6, 0, 6002, plat::VER_PLATFORM_WIN32_NT, "Service Pack 2",
+       "C:\\Windows\\system32", true},
+      {"7-64", 6, 1, 7601, plat::VER_PLATFORM_WIN32_NT, "Service Pack 1", "C:\\Windows\\system32",
+       true},
+      {"8-64", 6, 2, 9200, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32", true},
+      {"10-64", 10, 0, 19045, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32", true},
+      {"11-64", 10, 0, 22631, plat::VER_PLATFORM_WIN32_NT, "", "C:\\Windows\\system32", true},
   };
   return kProfiles;
 }
@@ -368,12 +381,14 @@ int ParseOptions(int argc, char** argv, Options* options) {
   app.add_flag("--list-builtins", listBuiltins,
                "Print the built-in functions (name, parameters, result) and exit");
   app.add_option("--profile", profile,
-                 "Windows installation: 98, 2000, xp, vista, 7, 8, 10 or 11 (version, platform, "
-                 "system directory and locale; --os, --sysdir, --lcid override)")
+                 "Windows installation: 98, 2000, xp, vista, 7, 8, 10, 11, or 64-bit (x64) "
+                 "xp-64, vista-64, 7-64, 8-64, 10-64, 11-64 running the 64-bit DLL (add --wow64 "
+                 "for the 32-bit DLL); sets version, platform, system directory and locale "
+                 "(--os, --sysdir, --lcid override)")
       ->type_name("NAME");
   app.add_option("--matrix", matrix,
                  "Run the COMMANDs on each profile from the same starting machine and print one "
-                 "summary row per profile")
+                 "summary row per profile (with --wow64: the 32-bit DLL on every profile)")
       ->type_name("NAME,NAME...");
   app.add_option("--expect", expect, "With --matrix: the result every call must give")
       ->type_name("N");
@@ -419,6 +434,10 @@ int ParseOptions(int argc, char** argv, Options* options) {
       start = comma + 1;
     }
     if (options->profile) return usageError("--matrix runs its own profiles; leave out --profile");
+    if (options->amd64) {
+      return usageError(
+          "--matrix runs 64-bit Windows on the -64 profiles (e.g. 7-64); leave out --amd64");
+    }
     if (options->check)
       return usageError("--matrix runs the COMMANDs; it cannot be combined with --check");
     if (!options->keepExpanded.empty()) {

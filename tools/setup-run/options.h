@@ -54,14 +54,17 @@ struct Answer {
   std::optional<std::string> caption;
 };
 
-// A named Windows installation: version, platform, system directory, locale.
+// A named Windows installation: version, platform, system directory, locale,
+// and whether it is 64-bit (x64) Windows.
 struct WindowsProfile {
   const char* name;
   plat::DWORD major, minor, build, platform;
   const char* servicePack;
   const char* systemDirectory;
+  bool amd64;
 };
-// The profiles by name ("98", "2000", "xp", "vista", "7", "8", "10", "11").
+// The profiles by name ("98", "2000", "xp", "vista", "7", "8", "10", "11", and
+// the 64-bit "xp-64", "vista-64", "7-64", "8-64", "10-64", "11-64").
 const std::vector<WindowsProfile>& Profiles();
 const WindowsProfile* FindProfile(const std::string& name);
 

@@ -14,12 +14,12 @@
 #include "common/package_writer.h"
 #include "common/regfile.h"
 #include "common/regsim.h"
+#include "common/script_check.h"
 #include "common/snapshot.h"
 #include "diagnose.h"
 #include "entry/action.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
-#include "script/front/compile.h"
 
 namespace setuprun {
 
@@ -179,6 +179,7 @@ bool PrepareMachine(const Options& options, const std::vector<regfile::File>& im
     profile.platformId = options.profile->platform;
     profile.servicePack = options.profile->servicePack;
     profile.locale = 0x0409;
+    profile.amd64 = options.profile->amd64;
     if (!options.sysdir) MoveSystemDirectory(options.profile->systemDirectory);
   }
   if (options.osMajor) {
@@ -317,34 +318,12 @@ void ReportLeftoverAnswers() {
   }
 }
 
-// Compiles the extracted script as Action would: the prelude for `command` is
-// put in front of the script (in the script's own file, so that reports name
-// the same file), and warnings count lines of the script as packaged.
+// Compiles the extracted script as Action would for `command`.
 int CheckScript(const std::string& command) {
-  const char* path = setup::theGlobal.m_szFileName;
-  std::string text;
-  if (std::unique_ptr<plat::TextFile> in = plat::TextFile::Open(path, "r")) {
-    char block[8192];
-    std::size_t read = 0;
-    while ((read = in->Read(block, sizeof block)) > 0) text.append(block, read);
-  }
-  // The library's own splitter, with its limits and messages.
-  setup::ParamTable params;
-  if (setup::SplitParameters(command.c_str(), params) != setup::SplitResult::Ok) return 0;
-  std::unique_ptr<plat::TextFile> out = plat::TextFile::Open(path, "w");
-  if (!out) {
-    Complain(std::string("--check: cannot rewrite '") + path + "'");
-    return 0;
-  }
-  const int lines = setup::WriteParamPrelude(*out, static_cast<int>(params.size()), params.data());
-  const bool written = out->Write(text.data(), text.size()) && out->Close();
-  out.reset();
-  if (!written) {
-    Complain(std::string("--check: cannot rewrite '") + path + "'");
-    return 0;
-  }
-  setup::theGlobal.m_nPreludeLines = lines;
-  return setup::CheckScriptFile(path);
+  std::string problem;
+  const scriptcheck::Outcome outcome = scriptcheck::CompileForCommand(command, &problem);
+  if (outcome == scriptcheck::Outcome::NotPrepared) Complain("--check: " + problem);
+  return outcome == scriptcheck::Outcome::Compiled ? 1 : 0;
 }
 
 // Copies the expanded script out of the machine before the unload deletes it.
@@ -407,10 +386,6 @@ int RunSession(const Options& options, SessionReport* report) {
       }
       if (line == "[reboot] restart requested") report->restartRequested = true;
     });
-    if (!SnapshotState(&report->before)) {
-      sim::Shutdown();
-      return kExitMachine;
-    }
   } else {
     sim::SetStdoutSink([&observer](const char* text, std::size_t length) {
       std::fwrite(text, 1, length, stdout);
@@ -420,10 +395,11 @@ int RunSession(const Options& options, SessionReport* report) {
   }
 
   // The change set covers the library's whole life on the machine, from load
-  // to unload (the unload deletes the script files the load wrote).
+  // to unload (the unload deletes the script files the load wrote); a matrix
+  // row counts the same changes.
   std::optional<snapshot::Snapshot> before;
-  if (options.diff) before = snapshot::Take();
-  const snapshot::Snapshot* baseline = before ? &*before : nullptr;
+  if (options.diff || report != nullptr) before = snapshot::Take();
+  const snapshot::Snapshot* baseline = options.diff ? &*before : nullptr;
 
   if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
     // The library has already run its detach, as after a refused load.
@@ -459,12 +435,7 @@ int RunSession(const Options& options, SessionReport* report) {
   if (report == nullptr) ReportLeftoverAnswers();
 
   setup::DllMain(kModuleHandle, setup::kDllProcessDetach, nullptr);
-  if (report != nullptr) {
-    // Count the changes against the state saved before the library loaded.
-    sim::ClearFailures();
-    std::string error;
-    if (!sim::SaveState(&error) || !SnapshotState(&report->after)) status = kExitMachine;
-  }
+  if (report != nullptr) snapshot::Diff(*before, snapshot::Take(), &report->changes);
   return finish(status, baseline);
 }
 

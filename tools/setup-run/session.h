@@ -1,7 +1,6 @@
 // One run of the library's life cycle on the simulated machine.
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -12,22 +11,15 @@ namespace setuprun {
 // The Windows path under which the packaged library lies on the machine.
 constexpr const char* kModulePath = "C:\\Program Files\\Setup\\Setup.dll";
 
-// The machine's state as a flat map: one entry per registry key and value,
-// service and device field ("json:<path>"), and per file ("file:<path>").
-using StateSnapshot = std::map<std::string, std::string>;
-
-// Saves the running machine and reads its state directory.
-bool SnapshotState(StateSnapshot* snapshot);
-// The number of entries added, removed or changed between two snapshots.
-int CountChanges(const StateSnapshot& before, const StateSnapshot& after);
-
 // What a quiet run (one row of a matrix) found.
 struct SessionReport {
   std::vector<int> results;  // Action's answer per command
   int messageBoxes = 0;
   bool restartRequested = false;
   bool loadRefused = false;
-  StateSnapshot before, after;  // after the module was put in place; after the unload
+  // The changes from the module's arrival on the machine to the unload,
+  // counted as the --diff change set lists them.
+  int changes = 0;
 };
 
 // Packs, boots, loads, calls Action per command (or compiles only), unloads and

@@ -1,0 +1,1 @@
+--check --module data/tiny.dll

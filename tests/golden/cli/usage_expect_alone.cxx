@@ -1,0 +1,3 @@
+num main() {
+  return 0
+}

@@ -1,0 +1,1 @@
+--matrix xp,7 --expect yes

@@ -1,0 +1,1 @@
+--matrix xp,7-64 --amd64

@@ -1,0 +1,1 @@
+--matrix 7,7-64 --keep-expanded kept.cxx
