@@ -10,13 +10,16 @@
 #include <cstdlib>
 #include <deque>
 #include <fstream>
+#include <limits>
 #include <map>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
 
 #include "platform/sim/simcore.h"
+#include "platform/sim/stateread.h"
 
 namespace sim::detail {
 
@@ -87,7 +90,9 @@ std::string BytesToText(const std::string& bytes) {
   return text;
 }
 
-std::string TextToBytes(const std::string& text) {
+// The bytes a text of the state stands for; none when it holds a character
+// above U+00FF.
+std::optional<std::string> TextToBytes(const std::string& text) {
   std::string bytes;
   for (std::size_t i = 0; i < text.size(); ++i) {
     auto b = static_cast<unsigned char>(text[i]);
@@ -97,73 +102,138 @@ std::string TextToBytes(const std::string& text) {
       bytes +=
           static_cast<char>(((b & 0x03) << 6) | (static_cast<unsigned char>(text[++i]) & 0x3F));
     } else {
-      throw std::runtime_error("a text holds a character above U+00FF");
+      return std::nullopt;
     }
   }
   return bytes;
 }
 
-// Applies a string conversion to every string and object key of a state.
-Json MapStrings(const Json& node, std::string (*convert)(const std::string&)) {
-  if (node.is_string()) return convert(node.get<std::string>());
+// The state to save: every string and member name as text.
+Json BytesAsText(const Json& node) {
+  if (node.is_string()) return BytesToText(node.get_ref<const std::string&>());
   if (node.is_array()) {
     Json out = Json::array();
-    for (const Json& item : node) out.push_back(MapStrings(item, convert));
+    for (const Json& item : node) out.push_back(BytesAsText(item));
     return out;
   }
   if (node.is_object()) {
     Json out = Json::object();
     for (auto it = node.begin(); it != node.end(); ++it) {
-      out[convert(it.key())] = MapStrings(it.value(), convert);
+      out[BytesToText(it.key())] = BytesAsText(it.value());
     }
     return out;
   }
   return node;
 }
 
-bool LoadState(Machine& m, std::string* error) {
-  Json state = Json::object();
-  fs::path file = m.stateDir / "machine.json";
-  std::error_code ec;
-  if (fs::exists(file, ec)) {
-    std::ifstream in(file, std::ios::binary);
-    try {
-      state = Json::parse(in);
-    } catch (const std::exception& e) {
-      if (error) *error = "cannot read " + file.string() + ": " + e.what();
-      return false;
+// The state as read: every string and member name back to its bytes. The
+// parser has bounded the nesting, so the recursion is bounded too.
+Json TextAsBytes(const Json& node, const Where& where) {
+  constexpr const char* kTooWide = "holds a character above U+00FF";
+  if (node.is_string()) {
+    std::optional<std::string> bytes = TextToBytes(node.get_ref<const std::string&>());
+    if (!bytes) where.Fail(kTooWide);
+    return std::move(*bytes);
+  }
+  if (node.is_array()) {
+    Json out = Json::array();
+    for (std::size_t i = 0; i < node.size(); ++i)
+      out.push_back(TextAsBytes(node[i], Where(where, i)));
+    return out;
+  }
+  if (node.is_object()) {
+    Json out = Json::object();
+    for (auto it = node.begin(); it != node.end(); ++it) {
+      const Where at(where, it.key());
+      std::optional<std::string> name = TextToBytes(it.key());
+      if (!name) at.Fail(std::string("its name ") + kTooWide);
+      out[std::move(*name)] = TextAsBytes(it.value(), at);
     }
-    if (!state.is_object()) {
-      if (error) *error = "cannot read " + file.string() + ": not an object";
-      return false;
-    }
+    return out;
+  }
+  return node;
+}
+
+void LoadProfile(const Json& p, const Where& where, Profile* pr) {
+  ExpectObject(p, where);
+  Get(p, where, "majorVersion", &pr->majorVersion);
+  Get(p, where, "minorVersion", &pr->minorVersion);
+  Get(p, where, "buildNumber", &pr->buildNumber);
+  Get(p, where, "platformId", &pr->platformId);
+  Get(p, where, "servicePack", &pr->servicePack);
+  Get(p, where, "locale", &pr->locale);
+  Get(p, where, "systemDirectory", &pr->systemDirectory);
+  Get(p, where, "currentDirectory", &pr->currentDirectory);
+  Get(p, where, "driverUpdateNeedsReboot", &pr->driverUpdateNeedsReboot);
+  Get(p, where, "deviceChangeNeedsReboot", &pr->deviceChangeNeedsReboot);
+  Get(p, where, "amd64", &pr->amd64);
+}
+
+// Loads a parsed state into a fresh machine. Every value is checked before
+// it is used; a bad one fails with the field's name.
+bool LoadParsedState(Machine& m, const Json& state, std::string* error) {
+  if (!state.is_object()) {
+    if (error) *error = "not an object";
+    return false;
   }
   try {
-    state = MapStrings(state, TextToBytes);
-    const Json p = state.value("profile", Json::object());
-    Profile& pr = m.profile;
-    pr.majorVersion = p.value("majorVersion", pr.majorVersion);
-    pr.minorVersion = p.value("minorVersion", pr.minorVersion);
-    pr.buildNumber = p.value("buildNumber", pr.buildNumber);
-    pr.platformId = p.value("platformId", pr.platformId);
-    pr.servicePack = p.value("servicePack", pr.servicePack);
-    pr.locale = p.value("locale", pr.locale);
-    pr.systemDirectory = p.value("systemDirectory", pr.systemDirectory);
-    pr.currentDirectory = p.value("currentDirectory", pr.currentDirectory);
-    pr.driverUpdateNeedsReboot = p.value("driverUpdateNeedsReboot", pr.driverUpdateNeedsReboot);
-    pr.deviceChangeNeedsReboot = p.value("deviceChangeNeedsReboot", pr.deviceChangeNeedsReboot);
-    pr.amd64 = p.value("amd64", pr.amd64);
-    m.restartRequests = state.value("restartRequests", 0);
-    m.restartPending = state.value("restartPending", false);
-    const Json attributes = state.value("attributes", Json::object());
-    for (auto& [key, value] : attributes.items()) {
-      m.attributes[Lower(key)] = value.get<plat::DWORD>();
+    if (const Json* p = Member(state, "profile")) LoadProfile(*p, Where("profile"), &m.profile);
+    if (const Json* v = Member(state, "restartRequests")) {
+      m.restartRequests = static_cast<int>(
+          ReadInteger(*v, Where("restartRequests"), 0, std::numeric_limits<int>::max()));
+    }
+    if (const Json* v = Member(state, "restartPending")) {
+      m.restartPending = ReadBool(*v, Where("restartPending"));
+    }
+    if (const Json* attributes = Member(state, "attributes")) {
+      const Where where("attributes");
+      ExpectObject(*attributes, where);
+      for (auto it = attributes->begin(); it != attributes->end(); ++it) {
+        m.attributes[Lower(it.key())] = ReadInt<plat::DWORD>(it.value(), Where(where, it.key()));
+      }
     }
     LoadRegistry(state);
     LoadServices(state);
     LoadDevices(state);
   } catch (const std::exception& e) {
-    if (error) *error = "bad machine state in " + file.string() + ": " + e.what();
+    if (error) *error = e.what();
+    return false;
+  }
+  return true;
+}
+
+// Loads the text of a state file; an empty text is a fresh default machine.
+bool LoadStateText(Machine& m, std::string_view text, std::string* error) {
+  Json state = Json::object();
+  if (!text.empty()) {
+    Json parsed;
+    if (!ParseState(text, &parsed, error)) return false;
+    try {
+      state = TextAsBytes(parsed, Where());
+    } catch (const std::exception& e) {
+      if (error) *error = e.what();
+      return false;
+    }
+  }
+  return LoadParsedState(m, state, error);
+}
+
+// Reads machine.json, when there is one, into a fresh machine. A bad file
+// fails the boot and is left as it is.
+bool LoadState(Machine& m, std::string* error) {
+  fs::path file = m.stateDir / "machine.json";
+  std::error_code ec;
+  std::string text;
+  if (fs::exists(file, ec)) {
+    if (!ReadWhole(file, &text)) {
+      if (error) *error = "cannot read " + file.string();
+      return false;
+    }
+    if (text.empty()) text = " ";  // present but empty: not a fresh machine
+  }
+  std::string why;
+  if (!LoadStateText(m, text, &why)) {
+    if (error) *error = "bad machine state in " + file.string() + ": " + why;
     return false;
   }
   return true;
@@ -374,32 +444,35 @@ namespace sim {
 
 using namespace detail;
 
-bool Boot(const std::string& stateDir, std::string* error) {
-  if (theMachine) Shutdown();
-  auto m = std::make_unique<Machine>();
+namespace {
+
+// Where temporary machines keep their files: a memory file system when the
+// host has one, so that a thrown-away machine never reaches the disk.
+fs::path ScratchRoot() {
   std::error_code ec;
-  if (stateDir.empty()) {
-    std::string pattern = (fs::temp_directory_path(ec) / "simwin-XXXXXX").string();
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (mkdtemp(buffer.data()) == nullptr) {
-      if (error) *error = "cannot create a temporary state directory";
-      return false;
-    }
-    m->stateDir = buffer.data();
-    m->temporary = true;
-  } else {
-    m->stateDir = fs::absolute(stateDir, ec);
-    fs::create_directories(m->stateDir, ec);
-    if (!fs::is_directory(m->stateDir, ec)) {
-      if (error) *error = "cannot create state directory " + stateDir;
-      return false;
-    }
+  if (fs::is_directory("/dev/shm", ec) && ::access("/dev/shm", W_OK | X_OK) == 0) {
+    return "/dev/shm";
   }
+  return fs::temp_directory_path(ec);
+}
+
+// Closes every open handle (files, mappings, keys, services, device sets).
+void CloseAllHandles(Machine& m) {
+  while (!m.handles.empty()) {
+    RemoveHandle(reinterpret_cast<plat::HANDLE>(m.handles.begin()->first));
+  }
+}
+
+// Installs `m` as the running machine and loads its state: `text` for a
+// temporary machine, machine.json otherwise. A fresh machine gets the
+// default tree. On failure nothing runs and *error says why.
+bool Start(std::unique_ptr<Machine> m, std::string_view text, bool fresh, std::string* error) {
   // Install before loading: loading resolves paths through the machine.
-  bool fresh = !fs::exists(m->stateDir / "machine.json", ec);
   theMachine = std::move(m);
-  if (!LoadState(*theMachine, error)) {
+  bool loaded = theMachine->temporary ? LoadStateText(*theMachine, text, error)
+                                      : LoadState(*theMachine, error);
+  if (!loaded) {
+    std::error_code ec;
     if (theMachine->temporary) fs::remove_all(theMachine->stateDir, ec);
     theMachine.reset();
     return false;
@@ -412,16 +485,61 @@ bool Boot(const std::string& stateDir, std::string* error) {
   }
   static const bool registered = (std::atexit(ShutdownAtExit), true);
   (void)registered;
-  if (!theMachine->temporary) return SaveState(error);
   return true;
+}
+
+}  // namespace
+
+bool Boot(const std::string& stateDir, std::string* error) {
+  if (theMachine) Shutdown();
+  auto m = std::make_unique<Machine>();
+  std::error_code ec;
+  if (stateDir.empty()) {
+    std::string pattern = (ScratchRoot() / "simwin-XXXXXX").string();
+    std::vector<char> buffer(pattern.begin(), pattern.end());
+    buffer.push_back('\0');
+    if (mkdtemp(buffer.data()) == nullptr) {
+      if (error) *error = "cannot create a temporary state directory";
+      return false;
+    }
+    m->stateDir = buffer.data();
+    m->temporary = true;
+    return Start(std::move(m), {}, true, error);
+  }
+  m->stateDir = fs::absolute(stateDir, ec);
+  fs::create_directories(m->stateDir, ec);
+  if (!fs::is_directory(m->stateDir, ec)) {
+    if (error) *error = "cannot create state directory " + stateDir;
+    return false;
+  }
+  bool fresh = !fs::exists(m->stateDir / "machine.json", ec);
+  return Start(std::move(m), {}, fresh, error) && SaveState(error);
+}
+
+bool Reset(std::string_view stateText, std::string* error) {
+  if (theMachine && !theMachine->temporary) {
+    if (error) *error = "a machine kept in a state directory cannot be reset";
+    return false;
+  }
+  if (!theMachine && !Boot("", error)) return false;
+  CloseAllHandles(*theMachine);
+  theSettings = Settings{};
+  // Empty the scratch directory but keep it: no new directory per reset.
+  auto m = std::make_unique<Machine>();
+  m->stateDir = theMachine->stateDir;
+  m->temporary = true;
+  std::error_code ec;
+  for (fs::directory_iterator it(m->stateDir, ec), end; !ec && it != end; it.increment(ec)) {
+    std::error_code removeError;
+    fs::remove_all(it->path(), removeError);
+  }
+  theMachine.reset();
+  return Start(std::move(m), stateText, true, error);
 }
 
 void Shutdown() {
   if (!theMachine) return;
-  // Close every handle first (files, mappings, keys, services, device sets).
-  while (!theMachine->handles.empty()) {
-    RemoveHandle(reinterpret_cast<plat::HANDLE>(theMachine->handles.begin()->first));
-  }
+  CloseAllHandles(*theMachine);
   std::error_code ec;
   if (theMachine->temporary) {
     fs::remove_all(theMachine->stateDir, ec);
@@ -436,7 +554,7 @@ bool IsBooted() {
   return theMachine != nullptr;
 }
 
-bool SaveState(std::string* error) {
+std::string StateText() {
   Machine& m = M();
   Json state = Json::object();
   const Profile& p = m.profile;
@@ -457,10 +575,16 @@ bool SaveState(std::string* error) {
   SaveRegistry(state);
   SaveServices(state);
   SaveDevices(state);
+  return BytesAsText(state).dump(2) + "\n";
+}
+
+bool SaveState(std::string* error) {
+  Machine& m = M();
+  if (m.temporary) return true;  // nothing is kept
   fs::path file = m.stateDir / "machine.json";
   fs::path temp = m.stateDir / "machine.json.tmp";
   std::error_code ec;
-  if (!WriteWhole(temp, MapStrings(state, BytesToText).dump(2) + "\n")) {
+  if (!WriteWhole(temp, StateText())) {
     if (error) *error = "cannot write " + temp.string();
     return false;
   }
