@@ -19,20 +19,78 @@ std::string Shown(const Json& value) {
 
 }  // namespace
 
+namespace {
+
+// Builds the document like the library's own DOM parser, but counts the
+// nesting on the way and stops the parse at the first container too deep.
+// (The library's callback parser rescans a container's members at every
+// closed object, which makes large states load in quadratic time.)
+class DepthLimitedBuilder : public nlohmann::json_sax<Json> {
+ public:
+  explicit DepthLimitedBuilder(Json& root) : m_dom(root) {}
+
+  bool null() override { return m_dom.null(); }
+  bool boolean(bool value) override { return m_dom.boolean(value); }
+  bool number_integer(number_integer_t value) override { return m_dom.number_integer(value); }
+  bool number_unsigned(number_unsigned_t value) override {
+    return m_dom.number_unsigned(value);
+  }
+  bool number_float(number_float_t value, const string_t& text) override {
+    return m_dom.number_float(value, text);
+  }
+  bool string(string_t& value) override { return m_dom.string(value); }
+  bool binary(binary_t& value) override { return m_dom.binary(value); }
+  bool start_object(std::size_t elements) override {
+    return Enter() && m_dom.start_object(elements);
+  }
+  bool key(string_t& value) override { return m_dom.key(value); }
+  bool end_object() override {
+    --m_depth;
+    return m_dom.end_object();
+  }
+  bool start_array(std::size_t elements) override { return Enter() && m_dom.start_array(elements); }
+  bool end_array() override {
+    --m_depth;
+    return m_dom.end_array();
+  }
+  bool parse_error(std::size_t position, const std::string& last,
+                   const nlohmann::detail::exception& e) override {
+    return m_dom.parse_error(position, last, e);
+  }
+
+  bool TooDeep() const { return m_tooDeep; }
+
+ private:
+  bool Enter() {
+    if (++m_depth > kMaxStateDepth) m_tooDeep = true;
+    return !m_tooDeep;
+  }
+
+  nlohmann::detail::json_sax_dom_parser<Json> m_dom;
+  int m_depth = 0;  // containers open at the current position
+  bool m_tooDeep = false;
+};
+
+}  // namespace
+
 bool ParseState(std::string_view text, Json* out, std::string* error) {
-  auto limit = [](int depth, Json::parse_event_t event, Json&) {
-    if ((event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start) &&
-        depth >= kMaxStateDepth) {
-      throw StateError("nested deeper than " + std::to_string(kMaxStateDepth) + " levels");
-    }
-    return true;
-  };
+  Json root;
+  DepthLimitedBuilder builder(root);
   try {
-    *out = Json::parse(text.begin(), text.end(), limit);
+    bool ok = Json::sax_parse(text.begin(), text.end(), &builder);
+    if (builder.TooDeep()) {
+      if (error) *error = "nested deeper than " + std::to_string(kMaxStateDepth) + " levels";
+      return false;
+    }
+    if (!ok) {
+      if (error) *error = "syntax error";
+      return false;
+    }
   } catch (const std::exception& e) {
     if (error) *error = e.what();
     return false;
   }
+  *out = std::move(root);
   return true;
 }
 
