@@ -18,13 +18,13 @@ shift || true
 JOBS=${JOBS:-2}
 BUILD=build/fuzz
 
-cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -j "$JOBS"
-
 TARGETS=("$@")
 if [ ${#TARGETS[@]} -eq 0 ]; then
   for src in tests/fuzz/fuzz_*.cpp; do TARGETS+=("$(basename "$src" .cpp)"); done
 fi
+
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz -j "$JOBS" --target "${TARGETS[@]}"
 
 mkdir -p "$BUILD/crashes" "$BUILD/logs"
 SUMMARY=()

@@ -27,6 +27,7 @@ namespace sim::detail {
 
 struct Machine {
   fs::path stateDir;                                          // host directory of the state
+  std::string shownDir;                                       // stateDir as the caller named it
   bool temporary = false;                                     // deleted at Shutdown
   Profile profile;                                            // identity, persisted
   int restartRequests = 0;                                    // ExitWindowsEx restarts recorded
@@ -222,18 +223,19 @@ bool LoadStateText(Machine& m, std::string_view text, std::string* error) {
 // fails the boot and is left as it is.
 bool LoadState(Machine& m, std::string* error) {
   fs::path file = m.stateDir / "machine.json";
+  const std::string shown = (fs::path(m.shownDir) / "machine.json").string();
   std::error_code ec;
   std::string text;
   if (fs::exists(file, ec)) {
     if (!ReadWhole(file, &text)) {
-      if (error) *error = "cannot read " + file.string();
+      if (error) *error = "cannot read " + shown;
       return false;
     }
     if (text.empty()) text = " ";  // present but empty: not a fresh machine
   }
   std::string why;
   if (!LoadStateText(m, text, &why)) {
-    if (error) *error = "bad machine state in " + file.string() + ": " + why;
+    if (error) *error = "bad machine state in " + shown + ": " + why;
     return false;
   }
   return true;
@@ -507,6 +509,7 @@ bool Boot(const std::string& stateDir, std::string* error) {
     return Start(std::move(m), {}, true, error);
   }
   m->stateDir = fs::absolute(stateDir, ec);
+  m->shownDir = stateDir;
   fs::create_directories(m->stateDir, ec);
   if (!fs::is_directory(m->stateDir, ec)) {
     if (error) *error = "cannot create state directory " + stateDir;
