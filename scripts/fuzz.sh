@@ -41,7 +41,7 @@ for target in "${TARGETS[@]}"; do
   echo "==== $target: $MINUTES min (log: $log)"
   set +e
   # shellcheck disable=SC2086
-  "$BUILD/$target" "$corpus" "${seeds[@]}" "${dict[@]}" -max_total_time=$((MINUTES * 60)) \
+  "$BUILD/tests/$target" "$corpus" "${seeds[@]}" "${dict[@]}" -max_total_time=$((MINUTES * 60)) \
     -artifact_prefix="$BUILD/crashes/$target-" -print_final_stats=1 ${FUZZ_FLAGS:-} >"$log" 2>&1
   rc=$?
   set -e
