@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "base/global.h"
 #include "common/package_writer.h"
-#include "entry/global.h"
 #include "entry/startup.h"
 #include "package/package.h"
 #include "platform/sim/machine.h"
