@@ -27,8 +27,9 @@ void BM_MachineReset(benchmark::State& state) {
 }
 
 void BM_RunCycle(benchmark::State& state) {
-  const std::string text = "num main() {\n  num i = 0\n  while (i < 10) {\n    i += 1\n  }\n"
-                           "  return i\n}\n";
+  const std::string text =
+      "num main() {\n  num i = 0\n  while (i < 10) {\n    i += 1\n  }\n"
+      "  return i\n}\n";
   std::vector<char> module;
   std::string error;
   if (!setup::pack::AppendPackage(module, {{"small.cxx", {text.begin(), text.end()}}}, &error)) {

@@ -3,7 +3,6 @@
 // it down again (which saves the state). The time per item should stay flat
 // from 10k to 100k: loading is linear in the size of the state.
 #include <benchmark/benchmark.h>
-
 #include <unistd.h>
 
 #include <filesystem>
@@ -49,8 +48,7 @@ std::string StateText(Content content, long count) {
 }
 
 void BootState(benchmark::State& state, Content content) {
-  const fs::path dir =
-      fs::temp_directory_path() / ("state-bench-" + std::to_string(::getpid()));
+  const fs::path dir = fs::temp_directory_path() / ("state-bench-" + std::to_string(::getpid()));
   const std::string text = StateText(content, state.range(0));
   fs::create_directories(dir);
   std::string error;

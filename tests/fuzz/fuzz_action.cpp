@@ -42,9 +42,10 @@ constexpr OsProfile kProfiles[] = {
 // Words of the command string: parameters the scripts look for, odd
 // separators and one parameter longer than the library accepts.
 const std::string kWords[] = {
-    "",         "/install", "/uninstall", "/silent", "/s",        "/reboot", "/x=1", "/",
-    "//",       "/ ",       "/a/b/c",     "/0",      "/-1",       "/\"q\"",  "install",
-    std::string("/") + std::string(300, 'p'),
+    "",    "/install", "/uninstall", "/silent",
+    "/s",  "/reboot",  "/x=1",       "/",
+    "//",  "/ ",       "/a/b/c",     "/0",
+    "/-1", "/\"q\"",   "install",    std::string("/") + std::string(300, 'p'),
 };
 
 // Applies the profile and flag bytes to the fresh machine.
@@ -84,8 +85,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   sim::SetFastSleep(true);
   ShapeMachine(control[0], control[1]);
   setup::theGlobal.m_nStepLimit = kStepBudget;
-  const std::string command = kWords[control[2] % std::size(kWords)] + " " +
-                              kWords[control[3] % std::size(kWords)];
+  const std::string command =
+      kWords[control[2] % std::size(kWords)] + " " + kWords[control[3] % std::size(kWords)];
 
   if (sim::SetModule(kModule, "C:\\Program Files\\Setup\\Setup.dll", module) &&
       setup::DllMain(kModule, setup::kDllProcessAttach, nullptr)) {

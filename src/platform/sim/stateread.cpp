@@ -32,9 +32,7 @@ class DepthLimitedBuilder : public nlohmann::json_sax<Json> {
   bool null() override { return m_dom.null(); }
   bool boolean(bool value) override { return m_dom.boolean(value); }
   bool number_integer(number_integer_t value) override { return m_dom.number_integer(value); }
-  bool number_unsigned(number_unsigned_t value) override {
-    return m_dom.number_unsigned(value);
-  }
+  bool number_unsigned(number_unsigned_t value) override { return m_dom.number_unsigned(value); }
   bool number_float(number_float_t value, const string_t& text) override {
     return m_dom.number_float(value, text);
   }
