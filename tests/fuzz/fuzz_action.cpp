@@ -4,7 +4,8 @@
 // step budget; sleeps, programs, message boxes and restarts are only simulated.
 //
 // The last four bytes of an input steer the run (a script's closing comment
-// in the seeds): the machine profile, the machine's flags and two words of
+// in the seeds): the machine profile (Windows version and locale; 64-bit
+// Windows and a 32-bit process on it), the machine's flags and two words of
 // the command string. The script is every byte before them.
 #include <cstddef>
 #include <cstdint>
@@ -57,6 +58,8 @@ void ShapeMachine(std::uint8_t profileByte, std::uint8_t flags) {
   profile.buildNumber = os.build;
   profile.platformId = os.platform;
   profile.locale = os.locale;
+  profile.amd64 = (profileByte & 0x80) != 0;
+  sim::SetWow64Process(profile.amd64 && (profileByte & 0x40) != 0);
   profile.driverUpdateNeedsReboot = (flags & 0x01) != 0;
   profile.deviceChangeNeedsReboot = (flags & 0x02) != 0;
   if (flags & 0x04) plat::DeleteFileA((profile.systemDirectory + "\\SetupApi.dll").c_str());
