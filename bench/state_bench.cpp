@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <string>
 
 #include "platform/sim/machine.h"
@@ -17,34 +18,46 @@ namespace fs = std::filesystem;
 
 enum class Content { Devices, Values, Keys };
 
+// The keys of a path below HKEY_LOCAL_MACHINE, `inner` placed in the last.
+std::string Nest(std::initializer_list<const char*> path, const std::string& inner) {
+  std::string open;
+  std::string close;
+  for (const char* name : path) {
+    open += "\"keys\": [{\"name\": \"" + std::string(name) + "\", ";
+    close = "}]" + close;
+  }
+  return open + inner + close;
+}
+
 std::string StateText(Content content, long count) {
-  std::string text = "{\"profile\": {\"majorVersion\": 5}, ";
-  if (content == Content::Devices) {
-    text += "\"devices\": [";
-    for (long i = 0; i < count; ++i) {
-      if (i > 0) text += ", ";
-      text += "{\"instanceId\": \"ROOT\\\\NET\\\\" + std::to_string(i) +
-              "\", \"hardwareIds\": [\"*PNP" + std::to_string(i) +
-              "\"], \"className\": \"Net\", \"classGuid\": "
-              "\"{4D36E972-E325-11CE-BFC1-08002BE10318}\"}";
-    }
-    return text + "]}";
-  }
-  text += "\"registry\": {\"HKEY_LOCAL_MACHINE\": {\"name\": \"HKEY_LOCAL_MACHINE\", ";
-  if (content == Content::Values) {
-    text += "\"values\": [";
-    for (long i = 0; i < count; ++i) {
-      if (i > 0) text += ", ";
-      text += "{\"name\": \"Value" + std::to_string(i) + "\", \"type\": 4, \"data\": \"01000000\"}";
-    }
-    return text + "]}}}";
-  }
-  text += "\"keys\": [";
+  std::string items;
   for (long i = 0; i < count; ++i) {
-    if (i > 0) text += ", ";
-    text += "{\"name\": \"Key" + std::to_string(count - i) + "\"}";
+    if (i > 0) items += ", ";
+    const std::string n = std::to_string(i);
+    switch (content) {
+      case Content::Devices:  // device records: Enum\ROOT\NET\<n>, as the device manager keeps them
+        items += "{\"name\": \"" + n +
+                 "\", \"values\": [{\"name\": \"HardwareID\", \"type\": 7, \"data\": \"2a00\"}, "
+                 "{\"name\": \"ClassGUID\", \"type\": 1, \"data\": \"7b7d00\"}]}";
+        break;
+      case Content::Values:
+        items += "{\"name\": \"Value" + n + "\", \"type\": 4, \"data\": \"01000000\"}";
+        break;
+      case Content::Keys:
+        items += "{\"name\": \"Key" + std::to_string(count - i) + "\"}";
+        break;
+    }
   }
-  return text + "]}}}";
+  std::string root;
+  if (content == Content::Devices) {
+    root =
+        Nest({"SYSTEM", "CurrentControlSet", "Enum", "ROOT", "NET"}, "\"keys\": [" + items + "]");
+  } else {
+    root = (content == Content::Values ? "\"values\": [" : "\"keys\": [") + items + "]";
+  }
+  return "{\"profile\": {\"majorVersion\": 5}, \"registry\": {\"HKEY_LOCAL_MACHINE\": {\"name\": "
+         "\"HKEY_LOCAL_MACHINE\", " +
+         root + "}}}";
 }
 
 void BootState(benchmark::State& state, Content content) {
