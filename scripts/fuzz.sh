@@ -47,8 +47,8 @@ for target in "${TARGETS[@]}"; do
   set -e
   start=$(grep -m1 -oE 'INITED cov: [0-9]+' "$log" | grep -oE '[0-9]+$' || echo 0)
   end=$(grep -oE '(DONE|pulse|NEW|REDUCE|INITED) +cov: [0-9]+' "$log" | tail -1 | grep -oE '[0-9]+$' || echo 0)
-  runs=$(grep -m1 -oE 'stat::number_of_executed_units: [0-9]+' "$log" | grep -oE '[0-9]+$' || echo 0)
-  rate=$(grep -m1 -oE 'stat::average_exec_per_sec: [0-9]+' "$log" | grep -oE '[0-9]+$' || echo 0)
+  runs=$(grep -m1 -oE 'stat::number_of_executed_units: +[0-9]+' "$log" | grep -oE '[0-9]+$' || echo 0)
+  rate=$(grep -m1 -oE 'stat::average_exec_per_sec: +[0-9]+' "$log" | grep -oE '[0-9]+$' || echo 0)
   files=$(find "$corpus" -type f | wc -l)
   bytes=$(du -sk "$corpus" | cut -f1)
   line=$(printf '%-14s exit %-3s runs %-10s exec/s %-6s cov %s -> %s (+%s)  corpus %s files, %s KiB' \

@@ -205,16 +205,30 @@ bool LoadParsedState(Machine& m, const Json& state, std::string* error) {
 
 // Loads the text of a state file; an empty text is a fresh default machine.
 bool LoadStateText(Machine& m, std::string_view text, std::string* error) {
-  Json state = Json::object();
-  if (!text.empty()) {
-    Json parsed;
-    if (!ParseState(text, &parsed, error)) return false;
-    try {
-      state = TextAsBytes(parsed, Where());
-    } catch (const std::exception& e) {
-      if (error) *error = e.what();
-      return false;
+  if (text.empty()) {
+    // The defaults do not change between machines: build them once, then
+    // start every fresh machine from copies.
+    static std::shared_ptr<const RegistryImage> registry;
+    static std::shared_ptr<const ServicesImage> services;
+    if (registry && services) {
+      RestoreRegistry(*registry);
+      RestoreServices(*services);
+      LoadDevices(Json::object());
+      return true;
     }
+    if (!LoadParsedState(m, Json::object(), error)) return false;
+    registry = CaptureRegistry();
+    services = CaptureServices();
+    return true;
+  }
+  Json parsed;
+  if (!ParseState(text, &parsed, error)) return false;
+  Json state;
+  try {
+    state = TextAsBytes(parsed, Where());
+  } catch (const std::exception& e) {
+    if (error) *error = e.what();
+    return false;
   }
   return LoadParsedState(m, state, error);
 }
@@ -242,25 +256,59 @@ bool LoadState(Machine& m, std::string* error) {
 }
 
 // Directories and files of a fresh default machine.
-void CreateDefaultTree(Machine& m) {
+// One directory (no content) or file of the default tree, by its host path.
+struct TreeStep {
+  fs::path host;
+  std::optional<std::string> content;
+};
+
+// Directories and files of a fresh default machine. On a machine whose file
+// root starts empty (a temporary one) the steps are recorded, and replayed
+// for the next empty root with the same system directory: a reset then
+// skips resolving every path against the host directories again.
+void CreateDefaultTree(Machine& m, bool emptyRoot) {
+  static std::string recordedFor;  // file root and system directory
+  static std::vector<TreeStep> recorded;
   std::error_code ec;
-  fs::create_directories(m.stateDir / "fs" / "C", ec);
-  std::string win = WindowsDirectory();
   const std::string& system = m.profile.systemDirectory;
+  const std::string key = (m.stateDir / "fs").string() + '\n' + system;
+  if (emptyRoot && key == recordedFor) {
+    for (const TreeStep& step : recorded) {
+      if (step.content) {
+        WriteWhole(step.host, *step.content);
+      } else {
+        fs::create_directories(step.host, ec);
+      }
+    }
+    return;
+  }
+  std::vector<TreeStep> steps;
+  auto makeDirectory = [&steps, &ec](const fs::path& host) {
+    fs::create_directories(host, ec);
+    steps.push_back({host, std::nullopt});
+  };
+  auto makeFile = [&steps](const fs::path& host, std::string content) {
+    WriteWhole(host, content);
+    steps.push_back({host, std::move(content)});
+  };
+  makeDirectory(m.stateDir / "fs" / "C");
+  std::string win = WindowsDirectory();
   for (std::string dir : {win, system, system + "\\drivers", win + "\\inf", win + "\\Temp"}) {
     Resolved r = Resolve(dir.c_str());
-    if (r.error == 0 && !r.exists) fs::create_directories(r.host, ec);
+    if (r.error == 0 && !r.exists) makeDirectory(r.host);
   }
   for (const char* library : {"SetupApi.dll", "newdev.dll"}) {
     Resolved r = Resolve((system + "\\" + library).c_str());
-    if (r.error == 0 && !r.exists) WriteWhole(r.host, std::string("MZ simulated ") + library);
+    if (r.error == 0 && !r.exists) makeFile(r.host, std::string("MZ simulated ") + library);
   }
   // The images of the services every fresh machine runs.
   for (const std::string& image : BaselineImages()) {
     Resolved r = Resolve(image.c_str());
-    if (r.error == 0 && !r.exists && r.parentExists) {
-      WriteWhole(r.host, "MZ simulated " + r.name);
-    }
+    if (r.error == 0 && !r.exists && r.parentExists) makeFile(r.host, "MZ simulated " + r.name);
+  }
+  if (emptyRoot) {
+    recordedFor = key;
+    recorded = std::move(steps);
   }
 }
 
@@ -479,7 +527,7 @@ bool Start(std::unique_ptr<Machine> m, std::string_view text, bool fresh, std::s
     theMachine.reset();
     return false;
   }
-  if (fresh) CreateDefaultTree(*theMachine);
+  if (fresh) CreateDefaultTree(*theMachine, theMachine->temporary);
   ResetProcessState();
   if (theMachine->restartPending) {
     ApplyRestart();

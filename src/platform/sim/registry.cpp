@@ -178,13 +178,21 @@ KeyPtr Walk(KeyPtr key, const std::vector<std::string>& parts) {
   return key;
 }
 
+// The order of Lower(a) < Lower(b), without building the lower-case copies.
+bool LessNoCase(std::string_view a, std::string_view b) {
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+    return std::tolower(static_cast<unsigned char>(x)) <
+           std::tolower(static_cast<unsigned char>(y));
+  });
+}
+
 KeyPtr AddChild(const KeyPtr& key, const std::string& name) {
   auto child = std::make_shared<RegKey>();
   child->name = name;
   child->depth = key->depth + 1;
   auto at = std::lower_bound(
       key->children.begin(), key->children.end(), name,
-      [](const KeyPtr& k, const std::string& n) { return Lower(k->name) < Lower(n); });
+      [](const KeyPtr& k, const std::string& n) { return LessNoCase(k->name, n); });
   key->children.insert(at, child);
   return child;
 }
@@ -430,6 +438,30 @@ void LoadRegistry(const Json& state) {
     return;
   }
   LoadBaseline();
+}
+
+struct RegistryImage {
+  KeyPtr roots[4];
+};
+
+namespace {
+
+KeyPtr CopyKey(const RegKey& key) {
+  auto copy = std::make_shared<RegKey>(key);
+  for (KeyPtr& child : copy->children) child = CopyKey(*child);
+  return copy;
+}
+
+}  // namespace
+
+std::shared_ptr<const RegistryImage> CaptureRegistry() {
+  auto image = std::make_shared<RegistryImage>();
+  for (std::size_t i = 0; i < 4; ++i) image->roots[i] = CopyKey(*Root(i));
+  return image;
+}
+
+void RestoreRegistry(const RegistryImage& image) {
+  for (std::size_t i = 0; i < 4; ++i) theRoots[i] = CopyKey(*image.roots[i]);
 }
 
 void SaveRegistry(Json& state) {

@@ -321,6 +321,18 @@ void SaveServices(Json& state) {
   state["scm"] = list;
 }
 
+struct ServicesImage {
+  std::vector<Runtime> runtime;
+};
+
+std::shared_ptr<const ServicesImage> CaptureServices() {
+  return std::make_shared<ServicesImage>(ServicesImage{theRuntime});
+}
+
+void RestoreServices(const ServicesImage& image) {
+  theRuntime = image.runtime;
+}
+
 std::vector<std::string> BaselineImages() {
   std::vector<std::string> images;
   for (const BaselineService& b : kBaseline) images.push_back(ImageWindowsPath(b.image));
