@@ -472,10 +472,33 @@ bool WriteWhole(const fs::path& host, std::string_view content) {
   return static_cast<bool>(out);
 }
 
+namespace {
+
+// Whether the library's file is in the system directory. The host file last
+// found for a library is remembered: while it is still a file there, one
+// lstat answers (the library calls ask for every entry point they bind).
+bool LibraryFilePresent(const std::string& library) {
+  struct Known {
+    std::string path;  // file root and Windows path it was found for
+    fs::path host;
+  };
+  static std::map<std::string, Known> known;  // by lower-case library name
+  const std::string windows = M().profile.systemDirectory + "\\" + library;
+  const std::string path = FsRoot().string() + '|' + windows;
+  Known& entry = known[Lower(library)];
+  std::error_code ec;
+  if (entry.path == path && fs::is_regular_file(fs::symlink_status(entry.host, ec))) return true;
+  Resolved r = Resolve(windows.c_str());
+  if (r.error != 0 || !r.exists || r.isDirectory) return false;
+  entry = {path, r.host};
+  return true;
+}
+
+}  // namespace
+
 bool LibraryEntryAvailable(const std::string& library, const std::string& name,
                            plat::DWORD* error) {
-  Resolved r = Resolve((M().profile.systemDirectory + "\\" + library).c_str());
-  if (r.error != 0 || !r.exists || r.isDirectory) {
+  if (!LibraryFilePresent(library)) {
     *error = plat::ERROR_MOD_NOT_FOUND;
     return false;
   }
