@@ -229,12 +229,33 @@ TEST_F(SimState, ResetStartsTheTemporaryMachineOverInPlace) {
   ASSERT_NE(open, plat::INVALID_HANDLE_VALUE);
   sim::GetProfile().locale = 0x0411;
   sim::FailNext(sim::Op::CreateFile, 5);
+  // Changes to the registry and the services of the fresh machine, which a
+  // reset copies from what the first fresh start built.
+  plat::HKEY key = nullptr;
+  ASSERT_EQ(plat::RegCreateKeyExA(plat::HKEY_LOCAL_MACHINE, "SOFTWARE\\Junk", 0, nullptr, 0,
+                                  plat::KEY_ALL_ACCESS, nullptr, &key, nullptr),
+            0);
+  plat::RegCloseKey(key);
+  ASSERT_EQ(plat::RegDeleteKeyA(plat::HKEY_LOCAL_MACHINE,
+                                "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run"),
+            0);
+  const std::size_t services = sim::Services().size();
+  ASSERT_EQ(
+      plat::RegDeleteKeyA(plat::HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\Beep"),
+      0);
+  ASSERT_EQ(sim::Services().size(), services - 1);
 
   ASSERT_TRUE(sim::Reset({}, &error)) << error;
   EXPECT_EQ(sim::StateDir(), dir);
   EXPECT_FALSE(sim::GetFile("C:\\junk\\a.txt"));
   EXPECT_TRUE(sim::GetFile("C:\\WINDOWS\\system32\\SetupApi.dll"));
   EXPECT_EQ(sim::GetProfile().locale, 0x0409u);
+  EXPECT_NE(plat::RegOpenKeyA(plat::HKEY_LOCAL_MACHINE, "SOFTWARE\\Junk", &key), 0);
+  ASSERT_EQ(plat::RegOpenKeyA(plat::HKEY_LOCAL_MACHINE,
+                              "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Run", &key),
+            0);
+  plat::RegCloseKey(key);
+  EXPECT_EQ(sim::Services().size(), services);
   EXPECT_FALSE(plat::CloseHandle(open));  // handles of the old run are gone
   EXPECT_TRUE(sim::PutFile("C:\\after.txt", "y"));
   plat::HANDLE again = plat::CreateFileA("C:\\after.txt", plat::GENERIC_READ, 0, nullptr,
