@@ -275,8 +275,8 @@ struct Device {
   std::string instanceId;                // "ROOT\NET\0000"
   std::vector<std::string> hardwareIds;  // REG_MULTI_SZ texts
   std::vector<std::string> compatibleIds;
-  std::string description;               // DeviceDesc
-  std::string className;                 // "Net"
+  std::string description;  // DeviceDesc
+  std::string className;    // "Net"
   plat::GUID classGuid{};
   std::string service;    // driver service, empty when no driver is installed
   std::string driverKey;  // "{class guid}\0000" under ...\Control\Class, or empty
