@@ -72,6 +72,15 @@ REQUIRED=("${HOST[@]}")
 mapfile -t NEED < <(missing_packages "${REQUIRED[@]}")
 apt_install "${NEED[@]}"
 
+# Clang's sanitizer and libFuzzer runtimes (the asan-clang and fuzz presets)
+# come in a package of their own.
+if [ "$WHAT" = all ]; then
+  RT_DIR=$(clang++ -print-resource-dir)/lib/linux
+  mapfile -t NEED < <(missing_packages "libclang-rt-dev|$RT_DIR/libclang_rt.asan-x86_64.a" \
+    "libclang-rt-dev|$RT_DIR/libclang_rt.fuzzer-x86_64.a")
+  apt_install "${NEED[@]}"
+fi
+
 if [ "$WHAT" = all ]; then
   mapfile -t NEED < <(missing_packages "${OPTIONAL[@]}")
   if [ ${#NEED[@]} -gt 0 ] && ! apt_install "${NEED[@]}"; then

@@ -1,7 +1,12 @@
 // libFuzzer target: arbitrary bytes as the packaged script, run through the
-// library's whole life cycle on a fresh simulated machine: attach, Action with
-// parameters, Action without, detach. Endless loops are cut by the step
-// budget; sleeps, programs, message boxes and restarts are only simulated.
+// library's whole life cycle on a fresh in-memory simulated machine: attach,
+// Action with a command, Action without, detach. Endless loops are cut by the
+// step budget; sleeps, programs, message boxes and restarts are only simulated.
+//
+// The last four bytes of an input steer the run (a script's closing comment
+// in the seeds): the machine profile (Windows version and locale; 64-bit
+// Windows and a 32-bit process on it), the machine's flags and two words of
+// the command string. The script is every byte before them.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -12,32 +17,85 @@
 #include "entry/action.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
+#include "platform/winapi.h"
 
 namespace {
 
 plat::HMODULE const kModule = reinterpret_cast<plat::HMODULE>(0x10000000);
 constexpr std::uint32_t kStepBudget = 50000;
+constexpr std::size_t kControlBytes = 4;
+
+struct OsProfile {
+  plat::DWORD major, minor, build, platform;
+  plat::LCID locale;
+};
+constexpr OsProfile kProfiles[] = {
+    {5, 1, 2600, plat::VER_PLATFORM_WIN32_NT, 0x0409},  // the default machine
+    {5, 0, 2195, plat::VER_PLATFORM_WIN32_NT, 0x0407},
+    {6, 0, 6002, plat::VER_PLATFORM_WIN32_NT, 0x0804},
+    {6, 1, 7601, plat::VER_PLATFORM_WIN32_NT, 0x0411},
+    {10, 0, 19045, plat::VER_PLATFORM_WIN32_NT, 0x040C},
+    {4, 10, 2222, 1, 0x0409},  // a Windows 9x machine
+    {4, 0, 1381, plat::VER_PLATFORM_WIN32_NT, 0x0419},
+    {5, 2, 3790, plat::VER_PLATFORM_WIN32_NT, 0x0C04},
+};
+
+// Words of the command string: parameters the scripts look for, odd
+// separators and one parameter longer than the library accepts.
+const std::string kWords[] = {
+    "",    "/install", "/uninstall", "/silent",
+    "/s",  "/reboot",  "/x=1",       "/",
+    "//",  "/ ",       "/a/b/c",     "/0",
+    "/-1", "/\"q\"",   "install",    std::string("/") + std::string(300, 'p'),
+};
+
+// Applies the profile and flag bytes to the fresh machine.
+void ShapeMachine(std::uint8_t profileByte, std::uint8_t flags) {
+  const OsProfile& os = kProfiles[profileByte % std::size(kProfiles)];
+  sim::Profile& profile = sim::GetProfile();
+  profile.majorVersion = os.major;
+  profile.minorVersion = os.minor;
+  profile.buildNumber = os.build;
+  profile.platformId = os.platform;
+  profile.locale = os.locale;
+  profile.amd64 = (profileByte & 0x80) != 0;
+  sim::SetWow64Process(profile.amd64 && (profileByte & 0x40) != 0);
+  profile.driverUpdateNeedsReboot = (flags & 0x01) != 0;
+  profile.deviceChangeNeedsReboot = (flags & 0x02) != 0;
+  if (flags & 0x04) plat::DeleteFileA((profile.systemDirectory + "\\SetupApi.dll").c_str());
+  if (flags & 0x08) plat::DeleteFileA((profile.systemDirectory + "\\newdev.dll").c_str());
+  if (flags & 0x10) profile.currentDirectory = "C:\\";
+  if (flags & 0x20) sim::QueueAnswer(plat::IDNO);
+  if (flags & 0x40) sim::FailNext(sim::Op::CreateFile, plat::ERROR_ACCESS_DENIED, flags >> 7);
+}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::uint8_t control[kControlBytes] = {};
+  if (size >= kControlBytes) {
+    size -= kControlBytes;
+    for (std::size_t i = 0; i < kControlBytes; ++i) control[i] = data[size + i];
+  }
   std::vector<char> script(data, data + size);
   std::vector<char> module;
   std::string error;
   if (!setup::pack::AppendPackage(module, {{"fuzz.cxx", script}}, &error)) return 0;
-  if (!sim::Boot("", &error)) __builtin_trap();  // the machine itself must always boot
+  if (!sim::Reset({}, &error)) __builtin_trap();  // the machine itself must always start
 
   sim::SetStdoutSink([](const char*, std::size_t) {});
   sim::SetEventSink([](const std::string&) {});
   sim::SetFastSleep(true);
+  ShapeMachine(control[0], control[1]);
   setup::theGlobal.m_nStepLimit = kStepBudget;
+  const std::string command =
+      kWords[control[2] % std::size(kWords)] + " " + kWords[control[3] % std::size(kWords)];
 
   if (sim::SetModule(kModule, "C:\\Program Files\\Setup\\Setup.dll", module) &&
       setup::DllMain(kModule, setup::kDllProcessAttach, nullptr)) {
-    Action("/install /silent");
+    Action(command.c_str());
     Action("");
     setup::DllMain(kModule, setup::kDllProcessDetach, nullptr);
   }
-  sim::Shutdown();
   return 0;
 }

@@ -65,18 +65,17 @@ TEST(PeImage, TruncatedOrCorruptImagesFailCleanly) {
 
 TEST(PackageNames, RefusesNamesWindowsCannotWrite) {
   std::string error;
-  for (const std::string& name :
-       {std::string("a/b.inf"), std::string("a\\b.inf"), std::string(".."), std::string("."),
-        std::string("C:drv.sys"), std::string("c:"), std::string("what?.inf"), std::string("a*b"),
-        std::string("pipe|name"), std::string("quote\"d"), std::string("less<more>"),
-        std::string("tab\tname"), std::string("trailing."), std::string("trailing "),
-        std::string("CON"), std::string("nul.txt"), std::string("Com1.inf"), std::string("LPT9")}) {
+  // Separators, parent and absolute paths, drive letters, characters and
+  // device names that Windows refuses in a file name.
+  for (const char* name : {"a/b.inf",    "a\\b.inf",  "..",        ".",         "..\\..\\x.cxx",
+                           "\\abs.cxx",  "/abs.cxx",  "C:\\x.cxx", "",          "C:drv.sys",
+                           "c:",         "what?.inf", "a*b",       "pipe|name", "quote\"d",
+                           "less<more>", "tab\tname", "trailing.", "trailing ", "CON",
+                           "nul.txt",    "Com1.inf",  "LPT9"}) {
     EXPECT_FALSE(pack::IsValidEntryName(name, &error)) << name;
     EXPECT_NE(error.find("entry name"), std::string::npos) << error;
   }
-  for (const std::string& name :
-       {std::string("a..b.inf"), std::string(".hidden"), std::string("CONSOLE.sys"),
-        std::string("com10.inf"), std::string("oem 1.inf")}) {
+  for (const char* name : {"a..b.inf", ".hidden", "CONSOLE.sys", "com10.inf", "oem 1.inf"}) {
     EXPECT_TRUE(pack::IsValidEntryName(name, &error)) << name << ": " << error;
   }
 }

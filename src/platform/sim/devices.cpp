@@ -13,6 +13,7 @@
 
 #include "platform/sim/inf.h"
 #include "platform/sim/simcore.h"
+#include "platform/sim/stateread.h"
 #include "platform/winapi.h"
 
 namespace sim::detail {
@@ -1000,8 +1001,11 @@ void LoadDevices(const Json& state) {
   theDevInsts.clear();
   theDevInstIds.clear();
   theAbsent.clear();
-  for (const Json& id : state.value("absentDevices", Json::array())) {
-    if (id.is_string()) theAbsent.insert(Lower(id.get<std::string>()));
+  if (const Json* list = Member(state, "absentDevices")) {
+    const Where where("absentDevices");
+    for (std::size_t i = 0; i < ExpectArray(*list, where).size(); ++i) {
+      theAbsent.insert(Lower(ReadString((*list)[i], Where(where, i))));
+    }
   }
 }
 

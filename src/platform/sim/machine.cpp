@@ -10,13 +10,16 @@
 #include <cstdlib>
 #include <deque>
 #include <fstream>
+#include <limits>
 #include <map>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
 
 #include "platform/sim/simcore.h"
+#include "platform/sim/stateread.h"
 
 namespace sim::detail {
 
@@ -24,6 +27,7 @@ namespace sim::detail {
 
 struct Machine {
   fs::path stateDir;                                          // host directory of the state
+  std::string shownDir;                                       // stateDir as the caller named it
   bool temporary = false;                                     // deleted at Shutdown
   Profile profile;                                            // identity, persisted
   int restartRequests = 0;                                    // ExitWindowsEx restarts recorded
@@ -87,7 +91,9 @@ std::string BytesToText(const std::string& bytes) {
   return text;
 }
 
-std::string TextToBytes(const std::string& text) {
+// The bytes a text of the state stands for; none when it holds a character
+// above U+00FF.
+std::optional<std::string> TextToBytes(const std::string& text) {
   std::string bytes;
   for (std::size_t i = 0; i < text.size(); ++i) {
     auto b = static_cast<unsigned char>(text[i]);
@@ -97,98 +103,212 @@ std::string TextToBytes(const std::string& text) {
       bytes +=
           static_cast<char>(((b & 0x03) << 6) | (static_cast<unsigned char>(text[++i]) & 0x3F));
     } else {
-      throw std::runtime_error("a text holds a character above U+00FF");
+      return std::nullopt;
     }
   }
   return bytes;
 }
 
-// Applies a string conversion to every string and object key of a state.
-Json MapStrings(const Json& node, std::string (*convert)(const std::string&)) {
-  if (node.is_string()) return convert(node.get<std::string>());
+// The state to save: every string and member name as text.
+Json BytesAsText(const Json& node) {
+  if (node.is_string()) return BytesToText(node.get_ref<const std::string&>());
   if (node.is_array()) {
     Json out = Json::array();
-    for (const Json& item : node) out.push_back(MapStrings(item, convert));
+    for (const Json& item : node) out.push_back(BytesAsText(item));
     return out;
   }
   if (node.is_object()) {
     Json out = Json::object();
     for (auto it = node.begin(); it != node.end(); ++it) {
-      out[convert(it.key())] = MapStrings(it.value(), convert);
+      out[BytesToText(it.key())] = BytesAsText(it.value());
     }
     return out;
   }
   return node;
 }
 
-bool LoadState(Machine& m, std::string* error) {
-  Json state = Json::object();
-  fs::path file = m.stateDir / "machine.json";
-  std::error_code ec;
-  if (fs::exists(file, ec)) {
-    std::ifstream in(file, std::ios::binary);
-    try {
-      state = Json::parse(in);
-    } catch (const std::exception& e) {
-      if (error) *error = "cannot read " + file.string() + ": " + e.what();
-      return false;
+// The state as read: every string and member name back to its bytes. The
+// parser has bounded the nesting, so the recursion is bounded too.
+Json TextAsBytes(const Json& node, const Where& where) {
+  constexpr const char* kTooWide = "holds a character above U+00FF";
+  if (node.is_string()) {
+    std::optional<std::string> bytes = TextToBytes(node.get_ref<const std::string&>());
+    if (!bytes) where.Fail(kTooWide);
+    return std::move(*bytes);
+  }
+  if (node.is_array()) {
+    Json out = Json::array();
+    for (std::size_t i = 0; i < node.size(); ++i)
+      out.push_back(TextAsBytes(node[i], Where(where, i)));
+    return out;
+  }
+  if (node.is_object()) {
+    Json out = Json::object();
+    for (auto it = node.begin(); it != node.end(); ++it) {
+      const Where at(where, it.key());
+      std::optional<std::string> name = TextToBytes(it.key());
+      if (!name) at.Fail(std::string("its name ") + kTooWide);
+      out[std::move(*name)] = TextAsBytes(it.value(), at);
     }
-    if (!state.is_object()) {
-      if (error) *error = "cannot read " + file.string() + ": not an object";
-      return false;
-    }
+    return out;
+  }
+  return node;
+}
+
+void LoadProfile(const Json& p, const Where& where, Profile* pr) {
+  ExpectObject(p, where);
+  Get(p, where, "majorVersion", &pr->majorVersion);
+  Get(p, where, "minorVersion", &pr->minorVersion);
+  Get(p, where, "buildNumber", &pr->buildNumber);
+  Get(p, where, "platformId", &pr->platformId);
+  Get(p, where, "servicePack", &pr->servicePack);
+  Get(p, where, "locale", &pr->locale);
+  Get(p, where, "systemDirectory", &pr->systemDirectory);
+  Get(p, where, "currentDirectory", &pr->currentDirectory);
+  Get(p, where, "driverUpdateNeedsReboot", &pr->driverUpdateNeedsReboot);
+  Get(p, where, "deviceChangeNeedsReboot", &pr->deviceChangeNeedsReboot);
+  Get(p, where, "amd64", &pr->amd64);
+}
+
+// Loads a parsed state into a fresh machine. Every value is checked before
+// it is used; a bad one fails with the field's name.
+bool LoadParsedState(Machine& m, const Json& state, std::string* error) {
+  if (!state.is_object()) {
+    if (error) *error = "not an object";
+    return false;
   }
   try {
-    state = MapStrings(state, TextToBytes);
-    const Json p = state.value("profile", Json::object());
-    Profile& pr = m.profile;
-    pr.majorVersion = p.value("majorVersion", pr.majorVersion);
-    pr.minorVersion = p.value("minorVersion", pr.minorVersion);
-    pr.buildNumber = p.value("buildNumber", pr.buildNumber);
-    pr.platformId = p.value("platformId", pr.platformId);
-    pr.servicePack = p.value("servicePack", pr.servicePack);
-    pr.locale = p.value("locale", pr.locale);
-    pr.systemDirectory = p.value("systemDirectory", pr.systemDirectory);
-    pr.currentDirectory = p.value("currentDirectory", pr.currentDirectory);
-    pr.driverUpdateNeedsReboot = p.value("driverUpdateNeedsReboot", pr.driverUpdateNeedsReboot);
-    pr.deviceChangeNeedsReboot = p.value("deviceChangeNeedsReboot", pr.deviceChangeNeedsReboot);
-    pr.amd64 = p.value("amd64", pr.amd64);
-    m.restartRequests = state.value("restartRequests", 0);
-    m.restartPending = state.value("restartPending", false);
-    const Json attributes = state.value("attributes", Json::object());
-    for (auto& [key, value] : attributes.items()) {
-      m.attributes[Lower(key)] = value.get<plat::DWORD>();
+    if (const Json* p = Member(state, "profile")) LoadProfile(*p, Where("profile"), &m.profile);
+    if (const Json* v = Member(state, "restartRequests")) {
+      m.restartRequests = static_cast<int>(
+          ReadInteger(*v, Where("restartRequests"), 0, std::numeric_limits<int>::max()));
+    }
+    if (const Json* v = Member(state, "restartPending")) {
+      m.restartPending = ReadBool(*v, Where("restartPending"));
+    }
+    if (const Json* attributes = Member(state, "attributes")) {
+      const Where where("attributes");
+      ExpectObject(*attributes, where);
+      for (auto it = attributes->begin(); it != attributes->end(); ++it) {
+        m.attributes[Lower(it.key())] = ReadInt<plat::DWORD>(it.value(), Where(where, it.key()));
+      }
     }
     LoadRegistry(state);
     LoadServices(state);
     LoadDevices(state);
   } catch (const std::exception& e) {
-    if (error) *error = "bad machine state in " + file.string() + ": " + e.what();
+    if (error) *error = e.what();
+    return false;
+  }
+  return true;
+}
+
+// Loads the text of a state file; an empty text is a fresh default machine.
+bool LoadStateText(Machine& m, std::string_view text, std::string* error) {
+  if (text.empty()) {
+    // The defaults do not change between machines: build them once, then
+    // start every fresh machine from copies.
+    static std::shared_ptr<const RegistryImage> registry;
+    static std::shared_ptr<const ServicesImage> services;
+    if (registry && services) {
+      RestoreRegistry(*registry);
+      RestoreServices(*services);
+      LoadDevices(Json::object());
+      return true;
+    }
+    if (!LoadParsedState(m, Json::object(), error)) return false;
+    registry = CaptureRegistry();
+    services = CaptureServices();
+    return true;
+  }
+  Json parsed;
+  if (!ParseState(text, &parsed, error)) return false;
+  Json state;
+  try {
+    state = TextAsBytes(parsed, Where());
+  } catch (const std::exception& e) {
+    if (error) *error = e.what();
+    return false;
+  }
+  return LoadParsedState(m, state, error);
+}
+
+// Reads machine.json, when there is one, into a fresh machine. A bad file
+// fails the boot and is left as it is.
+bool LoadState(Machine& m, std::string* error) {
+  fs::path file = m.stateDir / "machine.json";
+  const std::string shown = (fs::path(m.shownDir) / "machine.json").string();
+  std::error_code ec;
+  std::string text;
+  if (fs::exists(file, ec)) {
+    if (!ReadWhole(file, &text)) {
+      if (error) *error = "cannot read " + shown;
+      return false;
+    }
+    if (text.empty()) text = " ";  // present but empty: not a fresh machine
+  }
+  std::string why;
+  if (!LoadStateText(m, text, &why)) {
+    if (error) *error = "bad machine state in " + shown + ": " + why;
     return false;
   }
   return true;
 }
 
 // Directories and files of a fresh default machine.
-void CreateDefaultTree(Machine& m) {
+// One directory (no content) or file of the default tree, by its host path.
+struct TreeStep {
+  fs::path host;
+  std::optional<std::string> content;
+};
+
+// Directories and files of a fresh default machine. On a machine whose file
+// root starts empty (a temporary one) the steps are recorded, and replayed
+// for the next empty root with the same system directory: a reset then
+// skips resolving every path against the host directories again.
+void CreateDefaultTree(Machine& m, bool emptyRoot) {
+  static std::string recordedFor;  // file root and system directory
+  static std::vector<TreeStep> recorded;
   std::error_code ec;
-  fs::create_directories(m.stateDir / "fs" / "C", ec);
-  std::string win = WindowsDirectory();
   const std::string& system = m.profile.systemDirectory;
+  const std::string key = (m.stateDir / "fs").string() + '\n' + system;
+  if (emptyRoot && key == recordedFor) {
+    for (const TreeStep& step : recorded) {
+      if (step.content) {
+        WriteWhole(step.host, *step.content);
+      } else {
+        fs::create_directories(step.host, ec);
+      }
+    }
+    return;
+  }
+  std::vector<TreeStep> steps;
+  auto makeDirectory = [&steps, &ec](const fs::path& host) {
+    fs::create_directories(host, ec);
+    steps.push_back({host, std::nullopt});
+  };
+  auto makeFile = [&steps](const fs::path& host, std::string content) {
+    WriteWhole(host, content);
+    steps.push_back({host, std::move(content)});
+  };
+  makeDirectory(m.stateDir / "fs" / "C");
+  std::string win = WindowsDirectory();
   for (std::string dir : {win, system, system + "\\drivers", win + "\\inf", win + "\\Temp"}) {
     Resolved r = Resolve(dir.c_str());
-    if (r.error == 0 && !r.exists) fs::create_directories(r.host, ec);
+    if (r.error == 0 && !r.exists) makeDirectory(r.host);
   }
   for (const char* library : {"SetupApi.dll", "newdev.dll"}) {
     Resolved r = Resolve((system + "\\" + library).c_str());
-    if (r.error == 0 && !r.exists) WriteWhole(r.host, std::string("MZ simulated ") + library);
+    if (r.error == 0 && !r.exists) makeFile(r.host, std::string("MZ simulated ") + library);
   }
   // The images of the services every fresh machine runs.
   for (const std::string& image : BaselineImages()) {
     Resolved r = Resolve(image.c_str());
-    if (r.error == 0 && !r.exists && r.parentExists) {
-      WriteWhole(r.host, "MZ simulated " + r.name);
-    }
+    if (r.error == 0 && !r.exists && r.parentExists) makeFile(r.host, "MZ simulated " + r.name);
+  }
+  if (emptyRoot) {
+    recordedFor = key;
+    recorded = std::move(steps);
   }
 }
 
@@ -352,10 +472,33 @@ bool WriteWhole(const fs::path& host, std::string_view content) {
   return static_cast<bool>(out);
 }
 
+namespace {
+
+// Whether the library's file is in the system directory. The host file last
+// found for a library is remembered: while it is still a file there, one
+// lstat answers (the library calls ask for every entry point they bind).
+bool LibraryFilePresent(const std::string& library) {
+  struct Known {
+    std::string path;  // file root and Windows path it was found for
+    fs::path host;
+  };
+  static std::map<std::string, Known> known;  // by lower-case library name
+  const std::string windows = M().profile.systemDirectory + "\\" + library;
+  const std::string path = FsRoot().string() + '|' + windows;
+  Known& entry = known[Lower(library)];
+  std::error_code ec;
+  if (entry.path == path && fs::is_regular_file(fs::symlink_status(entry.host, ec))) return true;
+  Resolved r = Resolve(windows.c_str());
+  if (r.error != 0 || !r.exists || r.isDirectory) return false;
+  entry = {path, r.host};
+  return true;
+}
+
+}  // namespace
+
 bool LibraryEntryAvailable(const std::string& library, const std::string& name,
                            plat::DWORD* error) {
-  Resolved r = Resolve((M().profile.systemDirectory + "\\" + library).c_str());
-  if (r.error != 0 || !r.exists || r.isDirectory) {
+  if (!LibraryFilePresent(library)) {
     *error = plat::ERROR_MOD_NOT_FOUND;
     return false;
   }
@@ -374,12 +517,58 @@ namespace sim {
 
 using namespace detail;
 
+namespace {
+
+// Where temporary machines keep their files: a memory file system when the
+// host has one, so that a thrown-away machine never reaches the disk.
+fs::path ScratchRoot() {
+  std::error_code ec;
+  if (fs::is_directory("/dev/shm", ec) && ::access("/dev/shm", W_OK | X_OK) == 0) {
+    return "/dev/shm";
+  }
+  return fs::temp_directory_path(ec);
+}
+
+// Closes every open handle (files, mappings, keys, services, device sets).
+void CloseAllHandles(Machine& m) {
+  while (!m.handles.empty()) {
+    RemoveHandle(reinterpret_cast<plat::HANDLE>(m.handles.begin()->first));
+  }
+}
+
+// Installs `m` as the running machine and loads its state: `text` for a
+// temporary machine, machine.json otherwise. A fresh machine gets the
+// default tree. On failure nothing runs and *error says why.
+bool Start(std::unique_ptr<Machine> m, std::string_view text, bool fresh, std::string* error) {
+  // Install before loading: loading resolves paths through the machine.
+  theMachine = std::move(m);
+  bool loaded = theMachine->temporary ? LoadStateText(*theMachine, text, error)
+                                      : LoadState(*theMachine, error);
+  if (!loaded) {
+    std::error_code ec;
+    if (theMachine->temporary) fs::remove_all(theMachine->stateDir, ec);
+    theMachine.reset();
+    return false;
+  }
+  if (fresh) CreateDefaultTree(*theMachine, theMachine->temporary);
+  ResetProcessState();
+  if (theMachine->restartPending) {
+    ApplyRestart();
+    theMachine->restartPending = false;
+  }
+  static const bool registered = (std::atexit(ShutdownAtExit), true);
+  (void)registered;
+  return true;
+}
+
+}  // namespace
+
 bool Boot(const std::string& stateDir, std::string* error) {
   if (theMachine) Shutdown();
   auto m = std::make_unique<Machine>();
   std::error_code ec;
   if (stateDir.empty()) {
-    std::string pattern = (fs::temp_directory_path(ec) / "simwin-XXXXXX").string();
+    std::string pattern = (ScratchRoot() / "simwin-XXXXXX").string();
     std::vector<char> buffer(pattern.begin(), pattern.end());
     buffer.push_back('\0');
     if (mkdtemp(buffer.data()) == nullptr) {
@@ -388,40 +577,43 @@ bool Boot(const std::string& stateDir, std::string* error) {
     }
     m->stateDir = buffer.data();
     m->temporary = true;
-  } else {
-    m->stateDir = fs::absolute(stateDir, ec);
-    fs::create_directories(m->stateDir, ec);
-    if (!fs::is_directory(m->stateDir, ec)) {
-      if (error) *error = "cannot create state directory " + stateDir;
-      return false;
-    }
+    return Start(std::move(m), {}, true, error);
   }
-  // Install before loading: loading resolves paths through the machine.
-  bool fresh = !fs::exists(m->stateDir / "machine.json", ec);
-  theMachine = std::move(m);
-  if (!LoadState(*theMachine, error)) {
-    if (theMachine->temporary) fs::remove_all(theMachine->stateDir, ec);
-    theMachine.reset();
+  m->stateDir = fs::absolute(stateDir, ec);
+  m->shownDir = stateDir;
+  fs::create_directories(m->stateDir, ec);
+  if (!fs::is_directory(m->stateDir, ec)) {
+    if (error) *error = "cannot create state directory " + stateDir;
     return false;
   }
-  if (fresh) CreateDefaultTree(*theMachine);
-  ResetProcessState();
-  if (theMachine->restartPending) {
-    ApplyRestart();
-    theMachine->restartPending = false;
+  bool fresh = !fs::exists(m->stateDir / "machine.json", ec);
+  return Start(std::move(m), {}, fresh, error) && SaveState(error);
+}
+
+bool Reset(std::string_view stateText, std::string* error) {
+  if (theMachine && !theMachine->temporary) {
+    if (error) *error = "a machine kept in a state directory cannot be reset";
+    return false;
   }
-  static const bool registered = (std::atexit(ShutdownAtExit), true);
-  (void)registered;
-  if (!theMachine->temporary) return SaveState(error);
-  return true;
+  if (!theMachine && !Boot("", error)) return false;
+  CloseAllHandles(*theMachine);
+  theSettings = Settings{};
+  // Empty the scratch directory but keep it: no new directory per reset.
+  auto m = std::make_unique<Machine>();
+  m->stateDir = theMachine->stateDir;
+  m->temporary = true;
+  std::error_code ec;
+  for (fs::directory_iterator it(m->stateDir, ec), end; !ec && it != end; it.increment(ec)) {
+    std::error_code removeError;
+    fs::remove_all(it->path(), removeError);
+  }
+  theMachine.reset();
+  return Start(std::move(m), stateText, true, error);
 }
 
 void Shutdown() {
   if (!theMachine) return;
-  // Close every handle first (files, mappings, keys, services, device sets).
-  while (!theMachine->handles.empty()) {
-    RemoveHandle(reinterpret_cast<plat::HANDLE>(theMachine->handles.begin()->first));
-  }
+  CloseAllHandles(*theMachine);
   std::error_code ec;
   if (theMachine->temporary) {
     fs::remove_all(theMachine->stateDir, ec);
@@ -436,7 +628,7 @@ bool IsBooted() {
   return theMachine != nullptr;
 }
 
-bool SaveState(std::string* error) {
+std::string StateText() {
   Machine& m = M();
   Json state = Json::object();
   const Profile& p = m.profile;
@@ -457,10 +649,16 @@ bool SaveState(std::string* error) {
   SaveRegistry(state);
   SaveServices(state);
   SaveDevices(state);
+  return BytesAsText(state).dump(2) + "\n";
+}
+
+bool SaveState(std::string* error) {
+  Machine& m = M();
+  if (m.temporary) return true;  // nothing is kept
   fs::path file = m.stateDir / "machine.json";
   fs::path temp = m.stateDir / "machine.json.tmp";
   std::error_code ec;
-  if (!WriteWhole(temp, MapStrings(state, BytesToText).dump(2) + "\n")) {
+  if (!WriteWhole(temp, StateText())) {
     if (error) *error = "cannot write " + temp.string();
     return false;
   }

@@ -65,14 +65,27 @@ struct Profile {
 
 // Starts the machine on `stateDir` (created when missing; a fresh default
 // machine when it holds no machine.json). An empty `stateDir` makes a fresh
-// temporary machine that Shutdown deletes. A running machine is shut down
-// first. Answers false with a message in *error when the state is unusable.
+// temporary machine: its state lives in memory, never in a machine.json, and
+// its files in a scratch directory on the host's memory file system
+// (/dev/shm, else the temporary directory) that Shutdown deletes. A running
+// machine is shut down first. Answers false with a message in *error when the
+// state is unusable (the file is then left as it is).
 bool Boot(const std::string& stateDir, std::string* error);
+// Returns the temporary machine to a fresh boot in place, reusing its scratch
+// directory: files, registry, services, devices, profile, counters, handles
+// and per-run settings all start over (what a fuzzer does between inputs).
+// A non-empty `stateText` is machine.json text to start from instead of the
+// defaults. Boots a temporary machine when none runs. Answers false with a
+// message when the state is unusable (no machine runs then) or when the
+// running machine is kept in a state directory (it runs on unchanged).
+bool Reset(std::string_view stateText, std::string* error);
 // Closes every open handle, saves the state (unless temporary) and stops.
 void Shutdown();
 bool IsBooted();
-// Writes machine.json now.
+// Writes machine.json now (nothing for a temporary machine).
 bool SaveState(std::string* error);
+// The machine's state as machine.json holds it.
+std::string StateText();
 // The host directory that holds the state.
 std::string StateDir();
 
@@ -262,8 +275,8 @@ struct Device {
   std::string instanceId;                // "ROOT\NET\0000"
   std::vector<std::string> hardwareIds;  // REG_MULTI_SZ texts
   std::vector<std::string> compatibleIds;
-  std::string description;               // DeviceDesc
-  std::string className;                 // "Net"
+  std::string description;  // DeviceDesc
+  std::string className;    // "Net"
   plat::GUID classGuid{};
   std::string service;    // driver service, empty when no driver is installed
   std::string driverKey;  // "{class guid}\0000" under ...\Control\Class, or empty

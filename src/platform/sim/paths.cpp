@@ -37,16 +37,27 @@ std::vector<std::string> SplitComponents(std::string_view text) {
 }
 
 // The host entry of `dir` whose name equals `name` without regard to case;
-// an exact match wins. Symbolic links are never followed.
-std::optional<std::string> MatchEntry(const fs::path& dir, const std::string& name) {
+// an exact match wins. Symbolic links are never followed. *isDirectory tells
+// whether the entry found is a directory.
+std::optional<std::string> MatchEntry(const fs::path& dir, const std::string& name,
+                                      bool* isDirectory) {
   std::error_code ec;
+  // Most paths name their components in the stored case: one lstat answers
+  // them without reading the whole directory.
+  fs::file_status exact = fs::symlink_status(dir / name, ec);
+  if (!ec && fs::exists(exact) && !fs::is_symlink(exact)) {
+    *isDirectory = fs::is_directory(exact);
+    return name;
+  }
   std::optional<std::string> found;
   for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
     std::string entry = it->path().filename().string();
     if (!EqualNoCase(entry, name)) continue;
     if (it->is_symlink(ec)) continue;
-    if (entry == name) return entry;
-    if (!found) found = entry;
+    if (!found) {
+      found = entry;
+      *isDirectory = it->is_directory(ec);
+    }
   }
   return found;
 }
@@ -174,18 +185,24 @@ Resolved Resolve(const char* path, bool wildcardLast) {
   bool exists = true;  // every component so far exists
   bool isDirectory = true;
   r.parentExists = true;
+  // The key is the host path below fs/, built as the components are matched
+  // (asking the file system for a relative path would resolve every link).
+  std::string relative(1, drive);
   for (std::size_t i = 0; i < comps.size(); ++i) {
     if (i + 1 == comps.size()) r.parentExists = exists && isDirectory;
     std::optional<std::string> entry;
-    if (exists && isDirectory) entry = MatchEntry(host, comps[i]);
+    bool entryIsDirectory = false;
+    if (exists && isDirectory) entry = MatchEntry(host, comps[i], &entryIsDirectory);
     if (entry) {
       host /= *entry;
-      isDirectory = fs::is_directory(fs::symlink_status(host, ec));
+      isDirectory = entryIsDirectory;
     } else {
       host /= comps[i];
       exists = false;
       isDirectory = false;
     }
+    relative += '/';
+    relative += entry ? *entry : comps[i];
     if (i > 0) r.windows += '\\';
     r.windows += comps[i];
   }
@@ -193,7 +210,7 @@ Resolved Resolve(const char* path, bool wildcardLast) {
   r.exists = exists;
   r.isDirectory = exists && isDirectory;
   r.name = comps.empty() ? std::string() : comps.back();
-  r.key = Lower(fs::relative(host, FsRoot(), ec).generic_string());
+  r.key = Lower(relative);
   return r;
 }
 

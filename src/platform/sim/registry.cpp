@@ -10,8 +10,10 @@
 // touch the thread's last error.
 #include <algorithm>
 #include <cstring>
+#include <unordered_set>
 
 #include "platform/sim/simcore.h"
+#include "platform/sim/stateread.h"
 #include "platform/sim/view.h"
 #include "platform/winapi.h"
 
@@ -252,18 +254,24 @@ std::string Hex(const std::vector<BYTE>& data) {
   return out;
 }
 
-std::vector<BYTE> Unhex(const std::string& text) {
+// Answers false when `text` is not pairs of hexadecimal digits.
+bool Unhex(const std::string& text, std::vector<BYTE>* out) {
   auto digit = [](char c) -> int {
     if (c >= '0' && c <= '9') return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
     if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return 0;
+    return -1;
   };
-  std::vector<BYTE> out;
-  for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-    out.push_back(static_cast<BYTE>(digit(text[i]) * 16 + digit(text[i + 1])));
+  if (text.size() % 2 != 0) return false;
+  out->clear();
+  out->reserve(text.size() / 2);
+  for (std::size_t i = 0; i < text.size(); i += 2) {
+    int high = digit(text[i]);
+    int low = digit(text[i + 1]);
+    if (high < 0 || low < 0) return false;
+    out->push_back(static_cast<BYTE>(high * 16 + low));
   }
-  return out;
+  return true;
 }
 
 Json Save(const KeyPtr& key) {
@@ -282,19 +290,60 @@ Json Save(const KeyPtr& key) {
   return node;
 }
 
-void Load(const KeyPtr& key, const Json& node, int depth) {
-  key->openToEveryone = node.value("everyone", false);
-  if (node.contains("rights")) key->rights = node["rights"].get<REGSAM>();
-  for (const Json& value : node.value("values", Json::array())) {
-    std::vector<BYTE> data = Unhex(value.value("data", std::string()));
-    SetValue(key, value.value("name", std::string()), value.value("type", plat::REG_NONE),
-             data.data(), data.size());
+// Fills a fresh key from its state-file node. Large keys load in linear
+// time: duplicate names are found through a set, children are sorted once.
+void Load(const KeyPtr& key, const Json& node, const Where& where, int depth) {
+  ExpectObject(node, where);
+  Get(node, where, "everyone", &key->openToEveryone);
+  if (const Json* rights = Member(node, "rights")) {
+    key->rights = ReadInt<REGSAM>(*rights, Where(where, "rights"));
   }
-  if (depth >= kMaxDepth) return;  // a corrupt, absurdly deep state file
-  for (const Json& child : node.value("keys", Json::array())) {
-    std::string name = child.value("name", std::string());
-    if (name.empty() || Child(key, name)) continue;
-    Load(AddChild(key, name), child, depth + 1);
+  if (const Json* values = Member(node, "values")) {
+    const Where at(where, "values");
+    std::unordered_set<std::string> seen;
+    for (std::size_t i = 0; i < ExpectArray(*values, at).size(); ++i) {
+      const Json& value = (*values)[i];
+      const Where here(at, i);
+      ExpectObject(value, here);
+      RegValue v;
+      Get(value, here, "name", &v.name);
+      Get(value, here, "type", &v.type);
+      std::string hex;
+      Get(value, here, "data", &hex);
+      if (!Unhex(hex, &v.data)) Where(here, "data").Fail("must be pairs of hexadecimal digits");
+      if (!seen.insert(Lower(v.name)).second) continue;  // the first of a name wins
+      key->values.push_back(std::move(v));
+    }
+  }
+  const Json* keys = Member(node, "keys");
+  if (!keys || depth >= kMaxDepth) return;  // a corrupt, absurdly deep state file
+  const Where at(where, "keys");
+  ExpectArray(*keys, at);
+  // (upper-case name, index) of every named child, in the order NameBefore
+  // keeps; the first of a name wins.
+  std::vector<std::pair<std::string, std::size_t>> order;
+  for (std::size_t i = 0; i < keys->size(); ++i) {
+    const Json& child = (*keys)[i];
+    const Where here(at, i);
+    ExpectObject(child, here);
+    std::string name;
+    Get(child, here, "name", &name);
+    if (name.empty()) continue;
+    for (char& c : name) {
+      if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    }
+    order.emplace_back(std::move(name), i);
+  }
+  std::stable_sort(order.begin(), order.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    if (i > 0 && order[i].first == order[i - 1].first) continue;
+    const Json& child = (*keys)[order[i].second];
+    auto made = std::make_shared<RegKey>();
+    made->name = child.find("name")->get_ref<const std::string&>();
+    made->depth = key->depth + 1;
+    key->children.push_back(made);
+    Load(made, child, Where(at, order[i].second), depth + 1);
   }
 }
 
@@ -385,14 +434,41 @@ void LoadRegistry(const Json& state) {
     theRoots[i].reset();
     Root(i);
   }
-  if (state.contains("registry")) {
-    const Json& registry = state["registry"];
+  if (const Json* registry = Member(state, "registry")) {
+    const Where where("registry");
+    ExpectObject(*registry, where);
     for (std::size_t i = 0; i < 4; ++i) {
-      if (registry.contains(kRootNames[i])) Load(Root(i), registry[kRootNames[i]], 0);
+      if (const Json* root = Member(*registry, kRootNames[i])) {
+        Load(Root(i), *root, Where(where, kRootNames[i]), 0);
+      }
     }
     return;
   }
   LoadBaseline();
+}
+
+struct RegistryImage {
+  KeyPtr roots[4];
+};
+
+namespace {
+
+KeyPtr CopyKey(const RegKey& key) {
+  auto copy = std::make_shared<RegKey>(key);
+  for (KeyPtr& child : copy->children) child = CopyKey(*child);
+  return copy;
+}
+
+}  // namespace
+
+std::shared_ptr<const RegistryImage> CaptureRegistry() {
+  auto image = std::make_shared<RegistryImage>();
+  for (std::size_t i = 0; i < 4; ++i) image->roots[i] = CopyKey(*Root(i));
+  return image;
+}
+
+void RestoreRegistry(const RegistryImage& image) {
+  for (std::size_t i = 0; i < 4; ++i) theRoots[i] = CopyKey(*image.roots[i]);
 }
 
 void SaveRegistry(Json& state) {

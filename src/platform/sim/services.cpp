@@ -11,8 +11,10 @@
 // of the system, even when its key is deleted first.
 #include <algorithm>
 #include <map>
+#include <unordered_set>
 
 #include "platform/sim/simcore.h"
+#include "platform/sim/stateread.h"
 #include "platform/winapi.h"
 
 namespace sim::detail {
@@ -223,55 +225,71 @@ constexpr BaselineService kBaseline[] = {
      "SpoolerGroup", "%SystemRoot%\\system32\\spoolsv.exe", "Print Spooler"},
 };
 
+// A service configuration from the state file: `node` holds the fields,
+// each checked; absent ones take the defaults of CreateService.
+void ReadService(const Json& node, const Where& where, const std::string& name, sim::Service* s) {
+  ExpectObject(node, where);
+  s->name = name;
+  s->displayName = name;
+  s->type = plat::SERVICE_KERNEL_DRIVER;
+  s->startType = plat::SERVICE_DEMAND_START;
+  s->errorControl = plat::SERVICE_ERROR_NORMAL;
+  Get(node, where, "displayName", &s->displayName);
+  Get(node, where, "type", &s->type);
+  Get(node, where, "startType", &s->startType);
+  Get(node, where, "errorControl", &s->errorControl);
+  Get(node, where, "imagePath", &s->imagePath);
+  Get(node, where, "group", &s->group);
+}
+
 }  // namespace
 
 void LoadServices(const Json& state) {
   theRuntime.clear();
-  if (state.contains("scm")) {
-    for (const Json& node : state["scm"]) {
+  std::unordered_set<std::string> seen;  // lower-case names: the first of a name wins
+  if (const Json* list = Member(state, "scm")) {
+    const Where where("scm");
+    for (std::size_t i = 0; i < ExpectArray(*list, where).size(); ++i) {
+      const Json& node = (*list)[i];
+      const Where here(where, i);
+      ExpectObject(node, here);
       Runtime r;
-      r.name = node.value("name", std::string());
-      if (r.name.empty() || FindRuntime(r.name)) continue;
-      r.running = node.value("running", false);
-      r.markedForDelete = node.value("markedForDelete", false);
+      Get(node, here, "name", &r.name);
+      Get(node, here, "running", &r.running);
+      Get(node, here, "markedForDelete", &r.markedForDelete);
       if (r.markedForDelete) {
-        const Json config = node.value("config", Json::object());
-        r.config.name = r.name;
-        r.config.displayName = config.value("displayName", r.name);
-        r.config.type = config.value("type", plat::SERVICE_KERNEL_DRIVER);
-        r.config.startType = config.value("startType", plat::SERVICE_DEMAND_START);
-        r.config.errorControl = config.value("errorControl", plat::SERVICE_ERROR_NORMAL);
-        r.config.imagePath = config.value("imagePath", std::string());
-        r.config.group = config.value("group", std::string());
+        static const Json kNone = Json::object();
+        const Json* config = Member(node, "config");
+        ReadService(config ? *config : kNone, Where(here, "config"), r.name, &r.config);
       }
-      if (r.running || r.markedForDelete) theRuntime.push_back(r);
+      if (r.name.empty() || !seen.insert(Lower(r.name)).second) continue;
+      if (r.running || r.markedForDelete) theRuntime.push_back(std::move(r));
     }
     return;
   }
-  if (state.contains("services")) {
+  if (const Json* list = Member(state, "services")) {
     // A state saved before the registry held the only copy of the services:
     // the configuration goes to the registry where it was missing.
-    for (const Json& node : state["services"]) {
+    const Where where("services");
+    for (std::size_t i = 0; i < ExpectArray(*list, where).size(); ++i) {
+      const Json& node = (*list)[i];
+      const Where here(where, i);
       sim::Service s;
-      s.name = node.value("name", std::string());
-      if (s.name.empty() || FindRuntime(s.name)) continue;
-      s.displayName = node.value("displayName", s.name);
-      s.type = node.value("type", plat::SERVICE_KERNEL_DRIVER);
-      s.startType = node.value("startType", plat::SERVICE_DEMAND_START);
-      s.errorControl = node.value("errorControl", plat::SERVICE_ERROR_NORMAL);
-      s.imagePath = node.value("imagePath", std::string());
-      s.group = node.value("group", std::string());
-      if (!ReadConfig(s.name)) WriteServiceKey(s);
+      std::string name;
+      Get(ExpectObject(node, here), here, "name", &name);
+      ReadService(node, here, name, &s);
       Runtime r;
+      Get(node, here, "running", &r.running);
+      Get(node, here, "markedForDelete", &r.markedForDelete);
+      if (s.name.empty() || !seen.insert(Lower(s.name)).second) continue;
+      if (!ReadConfig(s.name)) WriteServiceKey(s);
       r.name = s.name;
-      r.running = node.value("running", false);
-      r.markedForDelete = node.value("markedForDelete", false);
       r.config = s;
-      if (r.running || r.markedForDelete) theRuntime.push_back(r);
+      if (r.running || r.markedForDelete) theRuntime.push_back(std::move(r));
     }
     return;
   }
-  if (state.contains("registry")) return;
+  if (Member(state, "registry")) return;
   // A fresh machine.
   for (const BaselineService& b : kBaseline) {
     sim::Service s;
@@ -301,6 +319,18 @@ void SaveServices(Json& state) {
     list.push_back(node);
   }
   state["scm"] = list;
+}
+
+struct ServicesImage {
+  std::vector<Runtime> runtime;
+};
+
+std::shared_ptr<const ServicesImage> CaptureServices() {
+  return std::make_shared<ServicesImage>(ServicesImage{theRuntime});
+}
+
+void RestoreServices(const ServicesImage& image) {
+  theRuntime = image.runtime;
 }
 
 std::vector<std::string> BaselineImages() {

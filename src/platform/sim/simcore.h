@@ -118,6 +118,15 @@ void LoadDevices(const Json& state);
 void SaveDevices(Json& state);
 void ResetProcessState();  // per-boot state of the system part
 
+// Copies of a fresh machine's registry and service manager: a reset starts
+// from them instead of building both again (one reset per fuzz input).
+struct RegistryImage;
+struct ServicesImage;
+std::shared_ptr<const RegistryImage> CaptureRegistry();
+void RestoreRegistry(const RegistryImage& image);
+std::shared_ptr<const ServicesImage> CaptureServices();
+void RestoreServices(const ServicesImage& image);
+
 // Services used by the device manager.
 bool EnsureService(const std::string& name, plat::DWORD type, plat::DWORD start,
                    plat::DWORD errorControl, const std::string& imagePath,

@@ -24,8 +24,10 @@ constexpr std::int64_t kMaxArrayElements = std::int64_t{1} << 22;
 // Elements that the arrays of one run (globals and the locals of active
 // calls) may hold together, so that recursion cannot multiply a large array.
 constexpr std::int64_t kMaxLiveArrayElements = std::int64_t{1} << 24;
-// Longest text that string concatenation may build (bytes, without the NUL).
-constexpr std::size_t kMaxTextLength = std::size_t{1} << 16;
+// Longest text one string value may hold (bytes, without the NUL): strings
+// are bounded by memory, and this budget keeps one runaway concatenation from
+// taking all of it. Longer texts fail like an allocation failure.
+constexpr std::size_t kMaxTextLength = std::size_t{1} << 30;
 
 // Element storage of an array; the first index varies fastest.
 struct ArrayStore {

@@ -22,7 +22,6 @@
 /numstmt
 /strstmt
 /mscall
-/long
 /pluseq
 /minuseq
 /muleq

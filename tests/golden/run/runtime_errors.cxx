@@ -72,10 +72,6 @@ num main() {
       return 3
     case "mscall":
       _mscall { 1 }
-    case "long":
-      while (1) {
-        s += s
-      }
     case "pluseq":
       n += (s += "x")
     case "minuseq":

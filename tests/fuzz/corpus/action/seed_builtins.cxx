@@ -21,3 +21,4 @@ num main() {
   sleep(10)
   return getwinversion() + getlanguage() + checkisneedreboot() + d
 }
+//H 13

@@ -5,3 +5,4 @@ num main() {
   }
   return i
 }
+//B!20

@@ -9,3 +9,4 @@ num fib(num n) {
 num main() {
   return fib(stringtonum(_Parameters[0]))
 }
+//C0<0

@@ -4,3 +4,4 @@ num r(num n) {
 num main() {
   return r(0)
 }
+//E$5?

@@ -23,3 +23,4 @@ num main() {
   }
   return r + getlen(getstr("abcdef", 1, 3)) + stringtonum(" 0x1F")
 }
+//G 62

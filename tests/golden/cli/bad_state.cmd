@@ -1,0 +1,1 @@
+--machine data/bad_state

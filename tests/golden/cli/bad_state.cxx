@@ -1,0 +1,5 @@
+// A damaged machine state (out-of-range numbers) stops the run before the library loads (exit 3);
+// the state file is left as it was.
+num main() {
+  return 1
+}

@@ -1,0 +1,1 @@
+--machine data/deep_state
