@@ -1,7 +1,6 @@
 // Syntax tree records: the node arena, the name pool, item lists and release.
 #include "script/store/node.h"
 
-#include <functional>
 #include <new>
 #include <utility>
 #include <vector>
@@ -75,8 +74,14 @@ struct NamePool {
 
 NamePool& s_Names = *new NamePool();
 
+// FNV-1a: names and literals are short, and an inline loop beats the
+// library's out-of-line hash on them.
 std::size_t HashText(std::string_view text) {
-  return std::hash<std::string_view>{}(text);
+  std::uint32_t hash = 2166136261u;
+  for (const char c : text) {
+    hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
+  }
+  return hash;
 }
 
 // Doubles the slot table (at least 1024 slots) and places every entry again.
@@ -119,20 +124,31 @@ const std::optional<std::string> kNoText;
 
 // ---- Release ------------------------------------------------------------------------
 
-// Moves every subtree that `node` owns onto `pending`.
-void DetachOwned(SyntaxNode& node, std::vector<NodePtr>& pending) {
+void ReturnSlot(SyntaxNode* node) {
+  auto* slot = reinterpret_cast<NodeSlot*>(node);
+  slot->m_pNextFree = s_Arena.m_pFree;
+  s_Arena.m_pFree = slot;
+  --s_Arena.m_nLive;
+}
+
+// Takes every subtree that `node` owns onto `pending`; the room is made
+// first, so a failed allocation leaves the node as it was.
+void DetachOwned(SyntaxNode& node, std::vector<SyntaxNode*>& pending) {
+  if (pending.capacity() - pending.size() < 5) pending.reserve(pending.size() * 2 + 64);
   for (NodePtr* slot :
        {&node.m_pChild0, &node.m_pChild1, &node.m_pChild2, &node.m_pItems, &node.m_pNext}) {
-    if (*slot) {
-      (*slot)->m_pParent = nullptr;
-      pending.push_back(std::move(*slot));
-    }
+    if (SyntaxNode* owned = slot->release()) pending.push_back(owned);
   }
 }
 
 bool OwnsAnything(const SyntaxNode& node) {
   return node.m_pChild0 || node.m_pChild1 || node.m_pChild2 || node.m_pItems || node.m_pNext;
 }
+
+// The work list of ~SyntaxNode, kept between releases so that freeing the
+// trees of a run costs no allocation per statement; ReleaseNodeArena frees it.
+std::vector<SyntaxNode*>& s_Pending = *new std::vector<SyntaxNode*>();
+bool s_bReleasing = false;
 
 }  // namespace
 
@@ -152,24 +168,36 @@ NodeText::operator const std::optional<std::string>&() const {
 
 // Trees can be deep (long statement lists, left-nested operator chains), so the
 // subtrees are released from an explicit work list instead of by recursion:
-// each released node has already given up its own subtrees.
+// each node on the list has already given up its own subtrees, so destroying
+// it releases only its array initializer. The outermost release owns the
+// list; nested ones (none in practice: listed nodes own nothing) use their own.
 SyntaxNode::~SyntaxNode() {
   if (!OwnsAnything(*this)) return;
-  std::vector<NodePtr> pending;
-  DetachOwned(*this, pending);
-  while (!pending.empty()) {
-    NodePtr node = std::move(pending.back());
-    pending.pop_back();
-    DetachOwned(*node, pending);
+  std::vector<SyntaxNode*> local;
+  std::vector<SyntaxNode*>& pending = s_bReleasing ? local : s_Pending;
+  const bool outermost = !s_bReleasing;
+  s_bReleasing = true;
+  try {
+    DetachOwned(*this, pending);
+    while (!pending.empty()) {
+      SyntaxNode* node = pending.back();
+      pending.pop_back();
+      DetachOwned(*node, pending);
+      node->~SyntaxNode();
+      ReturnSlot(node);
+    }
+  } catch (const std::bad_alloc&) {
+    // The list could not grow: the nodes still listed (and what they own)
+    // keep their slots, and with them the arena, instead of ending the
+    // process in a destructor.
+    pending.clear();
   }
+  if (outermost) s_bReleasing = false;
 }
 
 void NodeRelease::operator()(SyntaxNode* node) const noexcept {
   node->~SyntaxNode();
-  auto* slot = reinterpret_cast<NodeSlot*>(node);
-  slot->m_pNextFree = s_Arena.m_pFree;
-  s_Arena.m_pFree = slot;
-  --s_Arena.m_nLive;
+  ReturnSlot(node);
 }
 
 NodePtr NewNode(NodeKind kind) {
@@ -191,6 +219,7 @@ std::size_t LiveNodeCount() {
 }
 
 void ReleaseNodeArena() {
+  std::vector<SyntaxNode*>().swap(s_Pending);
   if (s_Arena.m_nLive != 0) return;
   s_Arena = NodeArena();
   s_Names = NamePool();
