@@ -74,16 +74,6 @@ struct NamePool {
 
 NamePool& s_Names = *new NamePool();
 
-// FNV-1a: names and literals are short, and an inline loop beats the
-// library's out-of-line hash on them.
-std::size_t HashText(std::string_view text) {
-  std::uint32_t hash = 2166136261u;
-  for (const char c : text) {
-    hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
-  }
-  return hash;
-}
-
 // Doubles the slot table (at least 1024 slots) and places every entry again.
 void GrowSlots(NamePool& pool) {
   const std::size_t size = pool.m_Slots.empty() ? 1024 : pool.m_Slots.size() * 2;
@@ -151,6 +141,10 @@ std::vector<SyntaxNode*>& s_Pending = *new std::vector<SyntaxNode*>();
 bool s_bReleasing = false;
 
 }  // namespace
+
+const std::string& PooledText(std::string_view text) {
+  return **Intern(text);
+}
 
 NodeText& NodeText::operator=(std::string_view text) {
   m_pText = Intern(text);
