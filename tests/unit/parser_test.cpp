@@ -87,7 +87,6 @@ TEST_F(ParserTest, ArrayElementsAndCalls) {
   EXPECT_EQ(call->m_nKind, NodeKind::CallT);
   const SyntaxNode* second = call->m_pItems->m_pNext.get();
   EXPECT_EQ(second->m_pParent, call);
-  EXPECT_EQ(second->m_pPrev, call->m_pItems.get());
   EXPECT_EQ(second->m_pChild2->m_pParent, second);
 }
 

@@ -72,7 +72,7 @@ TEST_F(SessionTest, ResetRunClearsTheRunStateKeptOutsideTheTables) {
   theGlobal.m_nStepLimit = 0;
 }
 
-TEST(NodeAppender, LinksBothWaysAndKeepsAppendedChains) {
+TEST(NodeAppender, LinksInOrderAndKeepsAppendedChains) {
   NodePtr head = NewNode(NodeKind::ItemT);
   SyntaxNode* first = head.get();
   NodeAppender list(head);
@@ -86,17 +86,15 @@ TEST(NodeAppender, LinksBothWaysAndKeepsAppendedChains) {
   SyntaxNode* fourth = last.get();
   list.Append(std::move(last));
   EXPECT_EQ(first->m_pNext.get(), second);
-  EXPECT_EQ(second->m_pPrev, first);
   EXPECT_EQ(second->m_pNext.get(), third);
   EXPECT_EQ(third->m_pNext.get(), fourth);
-  EXPECT_EQ(fourth->m_pPrev, third);
   EXPECT_EQ(fourth->m_pNext, nullptr);
 
   NodePtr empty;
   NodeAppender fresh(empty);
   fresh.Append(NewNode(NodeKind::ItemT));
   ASSERT_NE(empty, nullptr);
-  EXPECT_EQ(empty->m_pPrev, nullptr);
+  EXPECT_EQ(empty->m_pNext, nullptr);
 }
 
 }  // namespace

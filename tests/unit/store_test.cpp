@@ -16,6 +16,7 @@
 #include "platform/sim/machine.h"
 #include "script/front/lexer.h"
 #include "script/interp/run.h"
+#include "script/store/node.h"
 #include "script/store/symbols.h"
 #include "script/store/value.h"
 
@@ -448,6 +449,8 @@ TEST_F(ActionTest, RepeatedCallsStartCleanAndKeepMemoryFlat) {
     ASSERT_EQ(theGlobal.ErrorFlag, 0);
     ASSERT_TRUE(theVariables.Empty());
     ASSERT_TRUE(theValueStack.empty());
+    ASSERT_EQ(LiveNodeCount(), 0u);
+    ASSERT_EQ(NamePoolSize(), 0u);
   }
   const std::size_t after = mallinfo2().uordblks;
   EXPECT_LT(after, before + 4096) << "heap grew from " << before << " to " << after;

@@ -36,6 +36,8 @@ Outcome CompileForCommand(const std::string& command, std::string* problem) {
     setup::theGlobal.m_nPreludeLines = lines;
   }
   out.reset();
+  // The copy is not needed while compiling (a large script would double the peak).
+  std::string().swap(text);
   if (!written) {
     *problem = std::string("cannot rewrite '") + path + "' on the machine";
     return Outcome::NotPrepared;

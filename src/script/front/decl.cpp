@@ -385,7 +385,7 @@ int exterfun_stmt() {
     return 0;
   }
   const std::string name = *g.m_szExFunName;
-  node->m_szFunName = std::make_unique<std::string>(name);
+  node->m_szFunName = name;
   FunctionEntry* function = FindFunction(name);
   if (function == nullptr) {
     g.ErrorFlag = 1;

@@ -1,17 +1,19 @@
 // The syntax tree that the interpreter executes directly, and its dispatcher.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "script/store/value.h"
 
 namespace setup {
 
 // What a node stands for; codes are the evaluators' table indexes.
-enum class NodeKind : std::int32_t {
+enum class NodeKind : std::uint8_t {
   ItemT = 0,
   IfT = 2,
   WhileT = 4,
@@ -37,9 +39,50 @@ enum class NodeKind : std::int32_t {
 };
 
 struct SyntaxNode;
-using NodePtr = std::unique_ptr<SyntaxNode>;
+// Returns a node to the run's node arena (see NewNode).
+struct NodeRelease {
+  void operator()(SyntaxNode* node) const noexcept;
+};
+using NodePtr = std::unique_ptr<SyntaxNode, NodeRelease>;
 struct FunctionEntry;
 struct BuiltinEntry;
+
+// The text of a node: none, or one entry of the run's name pool, which holds
+// every distinct text once. Reads like the std::optional<std::string> it
+// replaces (test, *, ->, reset, assignment), converts to a reference to a
+// pooled std::optional<std::string> without copying, and costs one pointer per
+// node. Equal texts share one entry, so identity is equality.
+class NodeText {
+ public:
+  NodeText() = default;
+  NodeText(std::nullopt_t) {}  // NOLINT(google-explicit-constructor)
+  NodeText& operator=(std::nullopt_t) {
+    m_pText = nullptr;
+    return *this;
+  }
+  NodeText& operator=(std::string_view text);
+  NodeText& operator=(const std::string& text) { return *this = std::string_view(text); }
+  NodeText& operator=(const char* text) { return *this = std::string_view(text); }
+  // An optional without text clears the node's text.
+  NodeText& operator=(const std::optional<std::string>& text);
+
+  explicit operator bool() const { return m_pText != nullptr; }
+  bool has_value() const { return m_pText != nullptr; }
+  const std::string& operator*() const { return **m_pText; }
+  const std::string* operator->() const { return &**m_pText; }
+  const std::string& value() const { return **m_pText; }
+  std::string value_or(std::string fallback) const {
+    return m_pText ? **m_pText : std::move(fallback);
+  }
+  void reset() { m_pText = nullptr; }
+  // The pooled text, or a shared optional without text.
+  operator const std::optional<std::string>&() const;  // NOLINT(google-explicit-constructor)
+  // The pool entry (none without text): equal texts give equal entries.
+  const std::optional<std::string>* Entry() const { return m_pText; }
+
+ private:
+  const std::optional<std::string>* m_pText = nullptr;
+};
 
 // Where the name of an IdT or Id_ArrayT node was found the last time the node
 // ran: the same lookup as FindValue, remembered for the function whose frame
@@ -72,27 +115,27 @@ union RunCache {
 };
 
 // One node. A node owns its children, its item list, its array initializer
-// and everything chained behind it through m_pNext.
+// and everything chained behind it through m_pNext. Nodes live in the run's
+// node arena; the fields are ordered to leave no padding (120 bytes).
 struct SyntaxNode {
   SyntaxNode* m_pParent = nullptr;  // the node that consumes this node's value
   NodePtr m_pNext;                  // next statement of a list / next item
-  SyntaxNode* m_pPrev = nullptr;    // previous item of an item list
   NodePtr m_pChild0;
   NodePtr m_pChild1;
   NodePtr m_pChild2;
   NodePtr m_pItems;                      // first node of the item list
   std::unique_ptr<ArrayStore> m_pArray;  // element values of an array initializer
+  NodeText m_szText;                     // name or literal text; none for ""
+  NodeText m_szFunName;                  // name of the function a definition defines
+  RunCache m_Cache{};                    // filled by the node's first execution
+  std::int32_t m_nValue = 0;             // num case label / num constant / cached number of a NumT
+  std::int32_t m_nLine = 0;              // the lexer's line count when the node was made
   ValueType m_nElemType = ValueType::None;
-  NodeKind m_nKind = NodeKind::ItemT;
-  std::int32_t m_nValue = 0;  // num case label / num constant / cached number of a NumT
-  std::int32_t m_nLine = 0;   // the lexer's line count when the node was made
-  std::int32_t m_nOp = 0;     // operator token code of an OpT
   ValueType m_nConstType = ValueType::None;
-  ValueType m_nType = ValueType::None;       // static type of the expression
-  bool m_bNumKnown = false;                  // NumT: m_nValue holds m_szText converted
-  std::optional<std::string> m_szText;       // name or literal text; none for ""
-  std::unique_ptr<std::string> m_szFunName;  // name of the function a definition defines
-  RunCache m_Cache{};                        // filled by the node's first execution
+  ValueType m_nType = ValueType::None;  // static type of the expression
+  std::int16_t m_nOp = 0;               // operator token code of an OpT
+  NodeKind m_nKind = NodeKind::ItemT;
+  bool m_bNumKnown = false;  // NumT: m_nValue holds m_szText converted
 
   SyntaxNode() = default;
   // Releases the subtrees and the m_pNext chain without deep recursion.
@@ -101,13 +144,32 @@ struct SyntaxNode {
   SyntaxNode& operator=(const SyntaxNode&) = delete;
 };
 
-// A zeroed node of `kind` stamped with the current line count.
+// A zeroed node of `kind` stamped with the current line count, from the
+// run's node arena; none when memory runs out.
 NodePtr NewNode(NodeKind kind);
 // Frees the node in the holder (and its chain) and clears the holder.
 void FreeNode(NodePtr& holder);
+// Nodes made and not yet freed (for tests of the release).
+std::size_t LiveNodeCount();
+// Gives the node arena's blocks and the name pool back to the heap once no
+// node is left; FreeAll calls it after emptying the tables, so nothing
+// outlives the run that made it. A node still held (by a test) keeps both.
+void ReleaseNodeArena();
+// The name pool's copy of `text`, which lasts as long as the pool: until the
+// end of the run (ReleaseNodeArena).
+const std::string& PooledText(std::string_view text);
+// The hash of the name pool and the name indexes (FNV-1a: names and literals
+// are short, and an inline loop beats the library's out-of-line hash on them).
+inline std::size_t HashText(std::string_view text) {
+  std::uint32_t hash = 2166136261u;
+  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
+  return hash;
+}
+// Distinct texts in the name pool (for tests).
+std::size_t NamePoolSize();
 // Builds a list chained through m_pNext in O(1) per node: it remembers the
-// last node. Nodes are linked both ways (m_pPrev); an appended node may bring
-// its own m_pNext chain, which stays behind it.
+// last node. An appended node may bring its own m_pNext chain, which stays
+// behind it.
 class NodeAppender {
  public:
   // Appends behind the list that `head` holds now (walked once).

@@ -375,6 +375,7 @@ void FreeAll() {
   theFrameBase = -1;
   s_SpareFrames.clear();
   ReleaseVariablePool();
+  ReleaseNodeArena();
 }
 
 void ResetRun() {

@@ -10,7 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <string_view>
 #include <vector>
 
 #include "platform/textfile.h"
@@ -62,7 +62,10 @@ struct IncludeFrame {
   std::string m_szToken;
 };
 
-// A list whose entries keep declaration order, with a first-match name index.
+// A list whose entries keep declaration order, with a first-match name index:
+// an open-addressed table of the name (held in the run's name pool, shared
+// with the syntax tree's texts) and the first entry of that name, so that an
+// entry costs no allocation of its own in the index.
 template <typename T, typename Ptr = std::unique_ptr<T>>
 class NamedList {
  public:
@@ -70,24 +73,51 @@ class NamedList {
   T* Append(Ptr entry, const std::string& name) {
     T* raw = entry.get();
     m_Entries.push_back(std::move(entry));
-    m_Index.emplace(name, raw);
+    if ((m_nNames + 1) * 2 > m_Slots.size()) Grow();
+    Slot& slot = m_Slots[Probe(name)];
+    if (slot.m_pName == nullptr) {
+      slot = Slot{&PooledText(name), raw};
+      ++m_nNames;
+    }
     return raw;
   }
   T* Find(const std::string& name) const {
-    auto it = m_Index.find(name);
-    return it == m_Index.end() ? nullptr : it->second;
+    return m_Slots.empty() ? nullptr : m_Slots[Probe(name)].m_pEntry;
   }
   bool Empty() const { return m_Entries.empty(); }
   std::size_t Size() const { return m_Entries.size(); }
   const std::vector<Ptr>& Entries() const { return m_Entries; }
+  // Empties the list; the index's names go with the name pool (FreeAll).
   void Clear() {
-    m_Index.clear();
+    std::vector<Slot>().swap(m_Slots);
+    m_nNames = 0;
     m_Entries.clear();
   }
 
  private:
+  struct Slot {
+    const std::string* m_pName = nullptr;
+    T* m_pEntry = nullptr;
+  };
+
+  // The slot of `name`, or the free slot where it would go.
+  std::size_t Probe(std::string_view name) const {
+    const std::size_t mask = m_Slots.size() - 1;
+    std::size_t i = HashText(name) & mask;
+    while (m_Slots[i].m_pName != nullptr && *m_Slots[i].m_pName != name) i = (i + 1) & mask;
+    return i;
+  }
+  void Grow() {
+    std::vector<Slot> old(m_Slots.empty() ? 16 : m_Slots.size() * 2);
+    old.swap(m_Slots);
+    for (const Slot& slot : old) {
+      if (slot.m_pName != nullptr) m_Slots[Probe(*slot.m_pName)] = slot;
+    }
+  }
+
   std::vector<Ptr> m_Entries;
-  std::unordered_map<std::string, T*> m_Index;
+  std::vector<Slot> m_Slots;  // a power of two in size, at most half full; or empty
+  std::size_t m_nNames = 0;
 };
 
 // ---- The tables -------------------------------------------------------------
