@@ -23,12 +23,12 @@ std::int32_t Wrap(std::int64_t value) {
 }
 
 // Runs both operands of a binary node, left first, and takes their values.
-bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, Variable& l, Variable& r) {
+bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, Value& l, Value& r) {
   return Eval(left, l) != 0 && Eval(right, r) != 0;
 }
 
 // Makes the blank record `value` a num holding `number`.
-void SetNum(Variable& value, std::int32_t number) {
+void SetNum(Value& value, std::int32_t number) {
   value.m_nType = ValueType::Num;
   value.m_nSize = 4;
   value.m_nNum = number;
@@ -150,7 +150,7 @@ bool IsComparison(int op) {
 }
 
 // Applies a folding operator to L and R, leaving the result in L.
-bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
+bool ApplyBinary(const BinaryRule& rule, Value& l, const Value& r) {
   if (l.m_nType != r.m_nType) {
     ReportError(rule.mismatchMessage);
     return false;
@@ -174,7 +174,7 @@ bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
       return true;
     }
     const std::int32_t truth = CompareTexts(rule.op, l.m_szValue, r.m_szValue);
-    l.Clear();  // L becomes a new num value
+    l.m_szValue.reset();  // L becomes a new num value
     SetNum(l, truth);
     return true;
   }
@@ -222,7 +222,7 @@ bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
 }
 
 // The compound assignments: update the variable, leave its new value in L.
-bool ApplyCompound(SyntaxNode* node, Variable& l, const Variable& r) {
+bool ApplyCompound(SyntaxNode* node, Value& l, const Value& r) {
   const int op = node->m_nOp;
   const bool same = l.m_nType == r.m_nType;
   const bool strings = same && l.m_nType == ValueType::String;
@@ -305,7 +305,7 @@ bool ApplyCompound(SyntaxNode* node, Variable& l, const Variable& r) {
 
 // Rewrites an operator node whose operands are both literals into the
 // literal of its result, so that later executions skip the work.
-void Fold(SyntaxNode* node, const Variable& result) {
+void Fold(SyntaxNode* node, const Value& result) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   const bool nums = left->m_nKind == NodeKind::NumT && right->m_nKind == NodeKind::NumT;
@@ -331,7 +331,7 @@ void Fold(SyntaxNode* node, const Variable& result) {
 }
 
 // Leaves `value` for the consumer when there is one.
-int Deliver(SyntaxNode* node, Variable& value) {
+int Deliver(SyntaxNode* node, Value& value) {
   if (node->m_pParent != nullptr) PushTaken(value);
   return 1;
 }
@@ -366,9 +366,9 @@ static int LocateIn(Variable* var, const std::string& nameText, SyntaxNode* item
   SyntaxNode* item = items;
   for (std::size_t d = 0; d < store.m_Dims.size(); ++d, item = item->m_pNext.get()) {
     if (item == nullptr) return FailWith("calc dimension error.");
-    Variable indexValue;
+    Value indexValue;
     if (!Eval(item->m_pChild2.get(), indexValue)) return FailWith("calc dimension error.");
-    const Variable* index = &indexValue;
+    const Value* index = &indexValue;
     const int dim = static_cast<int>(d);
     if (index->m_nType != ValueType::Num) {
       ReportError("dimension %d of '%s' must be '%s'.\n", dim, name->c_str(), "NUM");
@@ -416,14 +416,14 @@ int LocateStorage(SyntaxNode* target, ValueType type, StorageSlot& slot) {
 
 // ---- Operators -----------------------------------------------------------------------
 
-int OpValue(SyntaxNode* node, Variable& l) {
+int OpValue(SyntaxNode* node, Value& l) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) {
     ReportError("Cannot get operand l_value or r_value");
     return FailWith("Error in OpT()");
   }
-  Variable r;
+  Value r;
   if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in OpT()");
 
   if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
@@ -436,19 +436,18 @@ int OpValue(SyntaxNode* node, Variable& l) {
 }
 
 int OpT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!OpValue(node, value)) return 0;
   return Deliver(node, value);
 }
 
 // `=`: the consumer of an assignment, whatever it is, receives the assigned
 // value, so chained assignments, arguments and conditions see that value.
-int AssignT(SyntaxNode* node) {
+int AssignValue(SyntaxNode* node, Value& r) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) return FailWith("Error in AssignT()");
-  Variable l;
-  Variable r;
+  Value l;
   if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in AssignT()");
   if (r.m_nType != l.m_nType) {
     ReportError("'=' operand cannot match.");
@@ -475,6 +474,12 @@ int AssignT(SyntaxNode* node) {
       slot.m_pText->reset();
     }
   }
+  return 1;
+}
+
+int AssignT(SyntaxNode* node) {
+  Value r;
+  if (!AssignValue(node, r)) return 0;
   return Deliver(node, r);
 }
 
@@ -485,7 +490,7 @@ int AssignInitializingT(SyntaxNode* node) {
   if (target == nullptr || init == nullptr) return FailWith("Error in  AssignInitializingT()");
   Variable t;
   Variable s;
-  if (!EvaluateOperands(target, init, t, s)) return FailWith("Error in  AssignInitializingT()");
+  if (!Eval(target, t) || !Eval(init, s)) return FailWith("Error in  AssignInitializingT()");
   if (s.m_nType != t.m_nType) {
     ReportError("'=' operand can not match.");
     return FailWith("Error in  AssignInitializingT()");
@@ -541,7 +546,7 @@ int AssignInitializingT(SyntaxNode* node) {
 
 // Fills `value` as a fresh string value holding a copy of `text` (size =
 // length + 1), or no text.
-void SetText(Variable& value, const std::optional<std::string>& text) {
+void SetText(Value& value, const std::optional<std::string>& text) {
   value.m_nType = ValueType::String;
   value.m_nSize = 0;
   if (text) {
@@ -550,7 +555,7 @@ void SetText(Variable& value, const std::optional<std::string>& text) {
   }
 }
 
-int IdValue(SyntaxNode* node, Variable& value) {
+int IdValue(SyntaxNode* node, Value& value) {
   Variable* var =
       node->m_szText ? FindValueBound(*node->m_szText, node->m_Cache.m_Binding) : nullptr;
   if (var == nullptr) {
@@ -576,13 +581,13 @@ int IdValue(SyntaxNode* node, Variable& value) {
 }
 
 int IdT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!IdValue(node, value)) return 0;
   PushTaken(value);
   return 1;
 }
 
-int Id_ArrayValue(SyntaxNode* node, Variable& value) {
+int Id_ArrayValue(SyntaxNode* node, Value& value) {
   if (node->m_nType != ValueType::Num && node->m_nType != ValueType::String) {
     return FailWith("Error in Id_ArrayT()");
   }
@@ -603,7 +608,7 @@ int Id_ArrayValue(SyntaxNode* node, Variable& value) {
 }
 
 int Id_ArrayT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!Id_ArrayValue(node, value)) return 0;
   PushTaken(value);
   return 1;
@@ -612,7 +617,7 @@ int Id_ArrayT(SyntaxNode* node) {
 // ---- Literals and constants ------------------------------------------------------------
 
 // The literal's text is converted on the node's first execution only.
-int NumValue(SyntaxNode* node, Variable& value) {
+int NumValue(SyntaxNode* node, Value& value) {
   if (!node->m_bNumKnown) {
     node->m_nValue = TextToNum(TextOf(node->m_szText));
     node->m_bNumKnown = true;
@@ -627,13 +632,13 @@ int NumValue(SyntaxNode* node, Variable& value) {
 }
 
 int NumT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!NumValue(node, value)) return 0;
   PushTaken(value);
   return 1;
 }
 
-int StringValue(SyntaxNode* node, Variable& value) {
+int StringValue(SyntaxNode* node, Value& value) {
   const bool hasText = node->m_szText && !node->m_szText->empty();
   if (node->m_pParent == nullptr) {
     ReportError("string:%s must be sub course", hasText ? node->m_szText->c_str() : "");
@@ -644,13 +649,13 @@ int StringValue(SyntaxNode* node, Variable& value) {
 
 // A string literal always leaves its value, even as a statement of its own.
 int StringT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   static_cast<void>(StringValue(node, value));
   PushTaken(value);
   return 1;
 }
 
-int ConstValue(SyntaxNode* node, Variable& value) {
+int ConstValue(SyntaxNode* node, Value& value) {
   if (node->m_nConstType == ValueType::String) {
     SetText(value, node->m_szText);
   } else if (node->m_nConstType == ValueType::Num) {
@@ -666,7 +671,7 @@ int ConstValue(SyntaxNode* node, Variable& value) {
 }
 
 int ConstT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!ConstValue(node, value)) return 0;
   PushTaken(value);
   return 1;
