@@ -88,6 +88,10 @@ VariablePtr EvaluateOperand(SyntaxNode* node);
 // The same into a blank record (arguments, results); an array initializer's
 // value keeps its borrowed store.
 [[nodiscard]] int Eval(SyntaxNode* node, Variable& value);
+// Eval for consumers that want a num: 1 with the number in `out`, 2 with a
+// value of another type in `other` (blank on entry), 0 on failure. Operators
+// on nums run without Value records.
+[[nodiscard]] int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other);
 // Moves `value` into a pooled record on top of the value stack.
 void PushTaken(Value& value);
 // Moves everything `from` holds into the blank record `to`.

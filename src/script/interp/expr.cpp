@@ -149,6 +149,8 @@ bool IsComparison(int op) {
   return op >= TK_LT && op <= TK_EQ;
 }
 
+bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result);
+
 // Applies a folding operator to L and R, leaving the result in L.
 bool ApplyBinary(const BinaryRule& rule, Value& l, const Value& r) {
   if (l.m_nType != r.m_nType) {
@@ -180,10 +182,15 @@ bool ApplyBinary(const BinaryRule& rule, Value& l, const Value& r) {
   }
   if (l.m_nType != ValueType::Num) return false;
 
-  const std::int32_t a = l.m_nNum;
-  const std::int32_t b = r.m_nNum;
   std::int32_t result = 0;
-  switch (rule.op) {
+  if (!NumBinary(rule.op, l.m_nNum, r.m_nNum, result)) return false;
+  l.m_nNum = result;
+  return true;
+}
+
+// The num operators of ApplyBinary: false (reported) on a division by 0.
+bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result) {
+  switch (op) {
     case TK_PLUS:
       result = Wrap(std::int64_t{a} + b);
       break;
@@ -199,7 +206,7 @@ bool ApplyBinary(const BinaryRule& rule, Value& l, const Value& r) {
         ReportError("potential divide by 0.");
         return false;
       }
-      result = rule.op == TK_SLASH ? Quotient(a, b) : Remainder(a, b);
+      result = op == TK_SLASH ? Quotient(a, b) : Remainder(a, b);
       break;
     case TK_ANDAND:
       result = (a == 1 && b == 1) ? 1 : 0;
@@ -214,10 +221,9 @@ bool ApplyBinary(const BinaryRule& rule, Value& l, const Value& r) {
       result = a | b;
       break;
     default:
-      result = CompareNums(rule.op, a, b);
+      result = CompareNums(op, a, b);
       break;
   }
-  l.m_nNum = result;
   return true;
 }
 
@@ -366,24 +372,25 @@ static int LocateIn(Variable* var, const std::string& nameText, SyntaxNode* item
   SyntaxNode* item = items;
   for (std::size_t d = 0; d < store.m_Dims.size(); ++d, item = item->m_pNext.get()) {
     if (item == nullptr) return FailWith("calc dimension error.");
-    Value indexValue;
-    if (!Eval(item->m_pChild2.get(), indexValue)) return FailWith("calc dimension error.");
-    const Value* index = &indexValue;
+    Value other;
+    std::int32_t number = 0;
+    const int kind = EvalInt(item->m_pChild2.get(), number, other);
+    if (kind == 0) return FailWith("calc dimension error.");
     const int dim = static_cast<int>(d);
-    if (index->m_nType != ValueType::Num) {
+    if (kind != 1) {
       ReportError("dimension %d of '%s' must be '%s'.\n", dim, name->c_str(), "NUM");
       return FailWith("Error in LocateStorage()");
     }
-    if (index->m_nNum < 0) {
+    if (number < 0) {
       ReportError("dimension %d of '%s' can not less than zero.\n", dim, name->c_str());
       return FailWith("Error in LocateStorage()");
     }
-    if (index->m_nNum >= store.m_Dims[d]) {
+    if (number >= store.m_Dims[d]) {
       ReportError("dimension %d of '%s' can not more than %d.\n", dim, name->c_str(),
                   store.m_Dims[d]);
       return FailWith("Error in LocateStorage()");
     }
-    position += index->m_nNum * stride;
+    position += number * stride;
     stride *= store.m_Dims[d];
   }
 
@@ -416,7 +423,100 @@ int LocateStorage(SyntaxNode* target, ValueType type, StorageSlot& slot) {
 
 // ---- Operators -----------------------------------------------------------------------
 
+namespace {
+
+// EvalInt for a lone operand with a consumer: num literals and num variables
+// inline, everything else through EvalInt.
+SETUP_ALWAYS_INLINE int OperandInt(SyntaxNode* node, std::int32_t& out, Value& other) {
+  if (node != nullptr && node->m_pParent != nullptr && node->m_pNext == nullptr) {
+    if (node->m_nKind == NodeKind::NumT && node->m_bNumKnown) {
+      if (!MayRun()) return EvalFailed();
+      out = node->m_nValue;
+      return 1;
+    }
+    if (node->m_nKind == NodeKind::IdT && node->m_szText) {
+      const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+      if (var != nullptr && var->m_nType == ValueType::Num) {
+        if (!MayRun()) return EvalFailed();
+        out = var->m_nNum;
+        return 1;
+      }
+    }
+  }
+  return EvalInt(node, out, other);
+}
+
+// An operator whose rule folds, on num operands without Value records.
+int BinaryInt(SyntaxNode* node, const BinaryRule& rule, std::int32_t& out, Value& other) {
+  SyntaxNode* left = node->m_pChild2.get();
+  SyntaxNode* right = node->m_pChild0.get();
+  if (left == nullptr || right == nullptr) {
+    ReportError("Cannot get operand l_value or r_value");
+    return FailWith("Error in OpT()");
+  }
+  std::int32_t a = 0;
+  std::int32_t b = 0;
+  Value r;
+  const int leftKind = OperandInt(left, a, other);
+  if (leftKind == 0) return FailWith("Error in OpT()");
+  const int rightKind = OperandInt(right, b, r);
+  if (rightKind == 0) return FailWith("Error in OpT()");
+  if (leftKind == 1 && rightKind == 1) {
+    // ApplyBinary and Fold on two nums.
+    std::int32_t result = 0;
+    if (!NumBinary(rule.op, a, b, result)) return FailWith("Error in OpT()");
+    if (left->m_nKind == NodeKind::NumT && right->m_nKind == NodeKind::NumT) {
+      Value folded;
+      SetNum(folded, result);
+      Fold(node, folded);
+    }
+    out = result;
+    return 1;
+  }
+  // Another type on either side: the general rules on Value records.
+  if (leftKind == 1) SetNum(other, a);
+  if (rightKind == 1) SetNum(r, b);
+  if (!ApplyBinary(rule, other, r)) return FailWith("Error in OpT()");
+  Fold(node, other);
+  if (other.m_nType == ValueType::Num) {
+    out = other.m_nNum;
+    other.m_nType = ValueType::None;
+    other.m_nSize = 0;
+    other.m_nNum = 0;
+    return 1;
+  }
+  return 2;
+}
+
+}  // namespace
+
+int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other) {
+  if (node != nullptr && node->m_pParent != nullptr && node->m_pNext == nullptr &&
+      node->m_nKind == NodeKind::OpT) {
+    if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
+      int kind = 0;
+      if (!MayRun() || (kind = BinaryInt(node, *rule, out, other)) == 0) return EvalFailed();
+      return kind;
+    }
+  }
+  if (!Eval(node, other)) return 0;
+  if (other.m_nType == ValueType::Num) {
+    out = other.m_nNum;
+    other.m_nType = ValueType::None;
+    other.m_nSize = 0;
+    other.m_nNum = 0;
+    return 1;
+  }
+  return 2;
+}
+
 int OpValue(SyntaxNode* node, Value& l) {
+  if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
+    std::int32_t number = 0;
+    const int kind = BinaryInt(node, *rule, number, l);
+    if (kind == 1) SetNum(l, number);
+    return kind != 0 ? 1 : 0;
+  }
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) {

@@ -11,13 +11,15 @@ namespace {
 // Evaluates a condition into `truth`. A string value (the one a string `+=`
 // gives) has no truth value and fails the statement.
 bool EvaluateCondition(SyntaxNode* condition, const char* statement, bool& truth) {
-  Value value;
-  if (!Eval(condition, value)) return false;
-  if (value.m_nType != ValueType::Num) {
+  Value other;
+  std::int32_t number = 0;
+  const int kind = EvalInt(condition, number, other);
+  if (kind == 0) return false;
+  if (kind != 1) {
     ReportError("condition of '%s' must be '%s'.", statement, "NUM");
     return false;
   }
-  truth = value.m_nNum != 0;
+  truth = number != 0;
   return true;
 }
 

@@ -215,10 +215,6 @@ Variable* BindValue(const std::string& name, NameBinding& binding) {
   return global;
 }
 
-void PushValue(VariablePtr value) {
-  if (value) theValueStack.push_back(std::move(value));
-}
-
 VariablePtr PopValue() {
   if (theValueStack.empty()) {
     if (theFrameBase != -1) {

@@ -130,7 +130,9 @@ Variable* FindValue(const std::string& name);
 inline Variable* FindValueBound(const std::string& name, NameBinding& binding);
 // The lookup behind FindValueBound when the binding does not hold.
 Variable* BindValue(const std::string& name, NameBinding& binding);
-void PushValue(VariablePtr value);
+inline void PushValue(VariablePtr value) {
+  if (value) theValueStack.push_back(std::move(value));
+}
 VariablePtr PopValue();
 void PushFrame(std::unique_ptr<CallFrame> frame);
 std::unique_ptr<CallFrame> PopFrame();
