@@ -22,11 +22,6 @@ std::int32_t Wrap(std::int64_t value) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
 }
 
-// Runs both operands of a binary node, left first, and takes their values.
-bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, Value& l, Value& r) {
-  return Eval(left, l) != 0 && Eval(right, r) != 0;
-}
-
 // Makes the blank record `value` a num holding `number`.
 void SetNum(Value& value, std::int32_t number) {
   value.m_nType = ValueType::Num;
@@ -227,6 +222,27 @@ bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result) {
   return true;
 }
 
+// The update of a num compound assignment whose checks have passed.
+void UpdateCell(int op, std::int32_t& cell, std::int32_t r) {
+  switch (op) {
+    case TK_PLUS_ASSIGN:
+      cell = Wrap(std::int64_t{cell} + r);
+      break;
+    case TK_MINUS_ASSIGN:
+      cell = Wrap(std::int64_t{cell} - r);
+      break;
+    case TK_STAR_ASSIGN:
+      cell = Wrap(std::int64_t{cell} * r);
+      break;
+    case TK_SLASH_ASSIGN:
+      cell = Quotient(cell, r);
+      break;
+    default:
+      cell = Remainder(cell, r);
+      break;
+  }
+}
+
 // The compound assignments: update the variable, leave its new value in L.
 bool ApplyCompound(SyntaxNode* node, Value& l, const Value& r) {
   const int op = node->m_nOp;
@@ -288,23 +304,7 @@ bool ApplyCompound(SyntaxNode* node, Value& l, const Value& r) {
   }
 
   std::int32_t& cell = *slot.m_pNum;
-  switch (op) {
-    case TK_PLUS_ASSIGN:
-      cell = Wrap(std::int64_t{cell} + r.m_nNum);
-      break;
-    case TK_MINUS_ASSIGN:
-      cell = Wrap(std::int64_t{cell} - r.m_nNum);
-      break;
-    case TK_STAR_ASSIGN:
-      cell = Wrap(std::int64_t{cell} * r.m_nNum);
-      break;
-    case TK_SLASH_ASSIGN:
-      cell = Quotient(cell, r.m_nNum);
-      break;
-    default:
-      cell = Remainder(cell, r.m_nNum);
-      break;
-  }
+  UpdateCell(op, cell, r.m_nNum);
   l.m_nNum = cell;
   return true;
 }
@@ -421,6 +421,22 @@ int LocateStorage(SyntaxNode* target, ValueType type, StorageSlot& slot) {
   return LocateIn(var, *target->m_szText, target->m_pItems.get(), type, slot);
 }
 
+// The num cell that LocateStorage finds for `target` (a scalar directly);
+// 0 on failure, reported as LocateStorage reports it.
+static int NumCell(SyntaxNode* target, std::int32_t*& cell) {
+  if (target->m_szText) {
+    Variable* var = FindValueBound(*target->m_szText, target->m_Cache.m_Binding);
+    if (var != nullptr && !var->m_pArray) {
+      cell = &var->m_nNum;
+      return 1;
+    }
+  }
+  StorageSlot slot;
+  if (!LocateStorage(target, ValueType::Num, slot)) return 0;
+  cell = slot.m_pNum;
+  return 1;
+}
+
 // ---- Operators -----------------------------------------------------------------------
 
 namespace {
@@ -523,15 +539,41 @@ int OpValue(SyntaxNode* node, Value& l) {
     ReportError("Cannot get operand l_value or r_value");
     return FailWith("Error in OpT()");
   }
+  // A compound assignment.
   Value r;
-  if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in OpT()");
-
-  if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
-    if (!ApplyBinary(*rule, l, r)) return FailWith("Error in OpT()");
-    Fold(node, l);
-  } else if (!ApplyCompound(node, l, r)) {
-    return FailWith("Error in OpT()");
+  std::int32_t a = 0;
+  std::int32_t b = 0;
+  const int leftKind = EvalInt(left, a, l);
+  if (leftKind == 0) return FailWith("Error in OpT()");
+  const int rightKind = EvalInt(right, b, r);
+  if (rightKind == 0) return FailWith("Error in OpT()");
+  if (leftKind == 1 && rightKind == 1) {
+    // ApplyCompound on two nums.
+    const int op = node->m_nOp;
+    switch (op) {
+      case TK_PLUS_ASSIGN:
+      case TK_MINUS_ASSIGN:
+      case TK_STAR_ASSIGN:
+        break;
+      case TK_SLASH_ASSIGN:
+      case TK_PERCENT_ASSIGN:
+        if (b == 0) {
+          ReportError("potential divide by 0.");
+          return FailWith("Error in OpT()");
+        }
+        break;
+      default:
+        return FailWith("Error in OpT()");
+    }
+    std::int32_t* cell = nullptr;
+    if (!NumCell(left, cell)) return FailWith("Error in OpT()");
+    UpdateCell(op, *cell, b);
+    SetNum(l, *cell);
+    return 1;
   }
+  if (leftKind == 1) SetNum(l, a);
+  if (rightKind == 1) SetNum(r, b);
+  if (!ApplyCompound(node, l, r)) return FailWith("Error in OpT()");
   return 1;
 }
 
@@ -548,7 +590,21 @@ int AssignValue(SyntaxNode* node, Value& r) {
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) return FailWith("Error in AssignT()");
   Value l;
-  if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in AssignT()");
+  std::int32_t a = 0;
+  std::int32_t b = 0;
+  const int leftKind = EvalInt(left, a, l);
+  if (leftKind == 0) return FailWith("Error in AssignT()");
+  const int rightKind = EvalInt(right, b, r);
+  if (rightKind == 0) return FailWith("Error in AssignT()");
+  if (leftKind == 1 && rightKind == 1) {
+    std::int32_t* cell = nullptr;
+    if (!NumCell(left, cell)) return FailWith("Error in AssignT()");
+    *cell = b;
+    SetNum(r, b);
+    return 1;
+  }
+  if (leftKind == 1) SetNum(l, a);
+  if (rightKind == 1) SetNum(r, b);
   if (r.m_nType != l.m_nType) {
     ReportError("'=' operand cannot match.");
     return FailWith("Error in AssignT()");
