@@ -1,7 +1,10 @@
 // Expression evaluators: operators, assignments, names, array elements,
 // literals, constants and array initializers.
+#include <algorithm>
 #include <cassert>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include "base/global.h"
@@ -147,7 +150,7 @@ bool IsComparison(int op) {
 bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result);
 
 // Applies a folding operator to L and R, leaving the result in L.
-bool ApplyBinary(const BinaryRule& rule, Value& l, const Value& r) {
+[[gnu::noinline]] bool ApplyBinary(const BinaryRule& rule, Value& l, const Value& r) {
   if (l.m_nType != r.m_nType) {
     ReportError(rule.mismatchMessage);
     return false;
@@ -318,6 +321,7 @@ void Fold(SyntaxNode* node, const Value& result) {
   const bool strings = left->m_nKind == NodeKind::StringT && right->m_nKind == NodeKind::StringT;
   if (!nums && !(strings && (IsComparison(node->m_nOp) || node->m_nOp == TK_PLUS))) return;
 
+  DropNumProgram(*node);
   node->m_pChild0.reset();
   node->m_pChild2.reset();
   node->m_nOp = 0;
@@ -462,7 +466,173 @@ SETUP_ALWAYS_INLINE int OperandInt(SyntaxNode* node, std::int32_t& out, Value& o
   return EvalInt(node, out, other);
 }
 
+// ---- Num programs ----------------------------------------------------------------------
+//
+// An operator tree of nums runs as a postfix program while running it cannot
+// differ from the tree walk: no step budget is set (so the per-node checks
+// count nothing) and the host stack has room for far more than the tree's
+// depth (so none of them can fail). A name that does not hold a num, or a
+// division by 0, abandons the program before anything has changed, and the
+// tree walk runs the tree instead, with its messages; the program is then
+// dropped. Folding is skipped, which only the step count could show.
+
+constexpr int kMaxProgramDepth = 16;
+constexpr int kMaxProgramSteps = 64;
+constexpr std::ptrdiff_t kProgramStackMargin = 64 * 1024;
+
+bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& count) {
+  if (node == nullptr || node->m_pParent == nullptr || node->m_pNext != nullptr) return false;
+  if (depth > kMaxProgramDepth || count >= kMaxProgramSteps) return false;
+  NumStep& step = steps[count];
+  switch (node->m_nKind) {
+    case NodeKind::NumT:
+      step = NumStep{0, node->m_bNumKnown ? node->m_nValue : TextToNum(TextOf(node->m_szText)),
+                     nullptr};
+      break;
+    case NodeKind::IdT: {
+      if (!node->m_szText) return false;
+      const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+      if (var == nullptr || var->m_nType != ValueType::Num) return false;
+      step = NumStep{1, 0, node};
+      break;
+    }
+    case NodeKind::OpT:
+      if (FindBinaryRule(node->m_nOp) == nullptr ||
+          !AppendSteps(node->m_pChild2.get(), depth + 1, steps, count) ||
+          !AppendSteps(node->m_pChild0.get(), depth + 1, steps, count) ||
+          count >= kMaxProgramSteps) {
+        return false;
+      }
+      steps[count] = NumStep{2, node->m_nOp, nullptr};
+      break;
+    default:
+      return false;
+  }
+  ++count;
+  return true;
+}
+
+// The program of the tree under `node` (an operator that folds), built on
+// first use; none when the tree has other kinds of nodes.
+[[gnu::noinline]] const NumProgram* ProgramOf(SyntaxNode* node) {
+  auto& cache = node->m_Cache.m_Num;
+  if (cache.m_nState == 0) {
+    cache.m_nState = 2;
+    NumStep steps[kMaxProgramSteps];
+    std::int32_t count = 0;
+    SyntaxNode* left = node->m_pChild2.get();
+    SyntaxNode* right = node->m_pChild0.get();
+    if (AppendSteps(left, 1, steps, count) && AppendSteps(right, 1, steps, count) &&
+        count < kMaxProgramSteps) {
+      steps[count++] = NumStep{2, node->m_nOp, nullptr};
+      auto* program = new (std::nothrow) NumProgram;
+      if (program != nullptr) {
+        program->m_pSteps.reset(new (std::nothrow) NumStep[static_cast<std::size_t>(count)]);
+        if (program->m_pSteps) {
+          std::copy(steps, steps + count, program->m_pSteps.get());
+          program->m_nCount = count;
+          cache.m_pProgram = program;
+          cache.m_nState = 1;
+        } else {
+          delete program;
+        }
+      }
+    }
+  }
+  return cache.m_nState == 1 ? cache.m_pProgram : nullptr;
+}
+
+// Runs the program of `node` into `out`; false when there is none or it
+// cannot give the tree walk's result.
+[[gnu::noinline]] bool RunProgram(SyntaxNode* node, std::int32_t& out) {
+  if (theGlobal.m_nStepLimit != 0) return false;
+  if (theGlobal.m_pStackBase != nullptr) {
+    const char* here = static_cast<const char*>(__builtin_frame_address(0));
+    if (theGlobal.m_pStackBase - here >= kStackBudget - kProgramStackMargin) return false;
+  }
+  const NumProgram* program = ProgramOf(node);
+  if (program == nullptr) return false;
+  std::int32_t stack[kMaxProgramSteps];
+  int top = 0;
+  const NumStep* step = program->m_pSteps.get();
+  const NumStep* end = step + program->m_nCount;
+  for (; step != end; ++step) {
+    if (step->m_nKind == 0) {
+      stack[top++] = step->m_nValue;
+    } else if (step->m_nKind == 1) {
+      SyntaxNode* name = step->m_pName;
+      const Variable* var = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
+      if (var == nullptr || var->m_nType != ValueType::Num) break;
+      stack[top++] = var->m_nNum;
+    } else {
+      const std::int32_t b = stack[--top];
+      std::int32_t& a = stack[top - 1];
+      const int op = step->m_nValue;
+      if ((op == TK_SLASH || op == TK_PERCENT) && b == 0) break;
+      std::int32_t result = 0;
+      static_cast<void>(NumBinary(op, a, b, result));
+      a = result;
+    }
+  }
+  if (step != end) {
+    DropNumProgram(*node);
+    return false;
+  }
+  out = stack[0];
+  return true;
+}
+
+[[gnu::noinline]] void FoldNum(SyntaxNode* node, std::int32_t result) {
+  Value folded;
+  SetNum(folded, result);
+  Fold(node, folded);
+}
+
 // An operator whose rule folds, on num operands without Value records.
+// BinaryInt once an operand is not a num: ApplyBinary and Fold on Value
+// records. `l` holds the left operand's value; the right one is run here
+// when `right` is given, else `r` holds it. The result goes to `l`; 1 for a
+// num (in `out`), 2 for another type, 0 on failure.
+[[gnu::noinline]] int MixedBinary(SyntaxNode* node, const BinaryRule& rule, Value& l,
+                                  SyntaxNode* right, Value& r, std::int32_t& out) {
+  std::int32_t b = 0;
+  if (right != nullptr) {
+    const int rightKind = OperandInt(right, b, r);
+    if (rightKind == 0) return FailWith("Error in OpT()");
+    if (rightKind == 1) SetNum(r, b);
+  }
+  if (!ApplyBinary(rule, l, r)) return FailWith("Error in OpT()");
+  Fold(node, l);
+  if (l.m_nType == ValueType::Num) {
+    out = l.m_nNum;
+    l.m_nType = ValueType::None;
+    l.m_nSize = 0;
+    l.m_nNum = 0;
+    return 1;
+  }
+  return 2;
+}
+
+// The right operand was not a num (its value in `other`) after the num `a`.
+[[gnu::noinline]] int MixedRight(SyntaxNode* node, const BinaryRule& rule, std::int32_t a,
+                                 Value& other, std::int32_t& out) {
+  Value l;
+  SetNum(l, a);
+  const int kind = MixedBinary(node, rule, l, nullptr, other, out);
+  // `other` takes the result, or is left blank for a num result.
+  other = std::move(l);
+  return kind;
+}
+
+[[gnu::noinline]] int MixedLeft(SyntaxNode* node, const BinaryRule& rule, Value& other,
+                                SyntaxNode* right, std::int32_t& out) {
+  Value r;
+  return MixedBinary(node, rule, other, right, r, out);
+}
+
+// An operator whose rule folds: 1 with a num result in `out`, 2 with a value
+// of another type in `other` (blank on entry), 0 on failure. Operands that
+// are nums take no Value records.
 int BinaryInt(SyntaxNode* node, const BinaryRule& rule, std::int32_t& out, Value& other) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
@@ -472,36 +642,19 @@ int BinaryInt(SyntaxNode* node, const BinaryRule& rule, std::int32_t& out, Value
   }
   std::int32_t a = 0;
   std::int32_t b = 0;
-  Value r;
   const int leftKind = OperandInt(left, a, other);
   if (leftKind == 0) return FailWith("Error in OpT()");
-  const int rightKind = OperandInt(right, b, r);
+  if (leftKind == 2) return MixedLeft(node, rule, other, right, out);
+  // `other` is blank again: the right operand may leave its value there.
+  const int rightKind = OperandInt(right, b, other);
   if (rightKind == 0) return FailWith("Error in OpT()");
-  if (leftKind == 1 && rightKind == 1) {
-    // ApplyBinary and Fold on two nums.
-    std::int32_t result = 0;
-    if (!NumBinary(rule.op, a, b, result)) return FailWith("Error in OpT()");
-    if (left->m_nKind == NodeKind::NumT && right->m_nKind == NodeKind::NumT) {
-      Value folded;
-      SetNum(folded, result);
-      Fold(node, folded);
-    }
-    out = result;
-    return 1;
-  }
-  // Another type on either side: the general rules on Value records.
-  if (leftKind == 1) SetNum(other, a);
-  if (rightKind == 1) SetNum(r, b);
-  if (!ApplyBinary(rule, other, r)) return FailWith("Error in OpT()");
-  Fold(node, other);
-  if (other.m_nType == ValueType::Num) {
-    out = other.m_nNum;
-    other.m_nType = ValueType::None;
-    other.m_nSize = 0;
-    other.m_nNum = 0;
-    return 1;
-  }
-  return 2;
+  if (rightKind == 2) return MixedRight(node, rule, a, other, out);
+  // ApplyBinary and Fold on two nums.
+  std::int32_t result = 0;
+  if (!NumBinary(rule.op, a, b, result)) return FailWith("Error in OpT()");
+  if (left->m_nKind == NodeKind::NumT && right->m_nKind == NodeKind::NumT) FoldNum(node, result);
+  out = result;
+  return 1;
 }
 
 }  // namespace
@@ -510,6 +663,7 @@ int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other) {
   if (node != nullptr && node->m_pParent != nullptr && node->m_pNext == nullptr &&
       node->m_nKind == NodeKind::OpT) {
     if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
+      if (node->m_Cache.m_Num.m_nState != 2 && RunProgram(node, out)) return 1;
       int kind = 0;
       if (!MayRun() || (kind = BinaryInt(node, *rule, out, other)) == 0) return EvalFailed();
       return kind;
@@ -526,13 +680,25 @@ int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other) {
   return 2;
 }
 
+static int CompoundValue(SyntaxNode* node, Value& l);
+
 int OpValue(SyntaxNode* node, Value& l) {
   if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
     std::int32_t number = 0;
+    if (node->m_Cache.m_Num.m_nState != 2 && RunProgram(node, number)) {
+      SetNum(l, number);
+      return 1;
+    }
     const int kind = BinaryInt(node, *rule, number, l);
     if (kind == 1) SetNum(l, number);
     return kind != 0 ? 1 : 0;
   }
+  return CompoundValue(node, l);
+}
+
+// A compound assignment; apart from OpValue so that the operators' frames on
+// the host stack stay small.
+[[gnu::noinline]] static int CompoundValue(SyntaxNode* node, Value& l) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) {

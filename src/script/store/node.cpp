@@ -33,6 +33,7 @@ bool OwnsAnything(const SyntaxNode& node) {
 // subtrees are released from an explicit work list instead of by recursion:
 // each released node has already given up its own subtrees.
 SyntaxNode::~SyntaxNode() {
+  DropNumProgram(*this);
   if (!OwnsAnything(*this)) return;
   std::vector<NodePtr> pending;
   DetachOwned(*this, pending);
@@ -40,6 +41,14 @@ SyntaxNode::~SyntaxNode() {
     NodePtr node = std::move(pending.back());
     pending.pop_back();
     DetachOwned(*node, pending);
+  }
+}
+
+void DropNumProgram(SyntaxNode& node) {
+  if (node.m_nKind == NodeKind::OpT && node.m_Cache.m_Num.m_nState == 1) {
+    delete node.m_Cache.m_Num.m_pProgram;
+    node.m_Cache.m_Num.m_pProgram = nullptr;
+    node.m_Cache.m_Num.m_nState = 2;
   }
 }
 

@@ -54,6 +54,19 @@ struct NameBinding {
   bool m_bValid;                     // set by the first lookup; all zero before
 };
 
+// An operator tree on nums (operators that fold, num literals, names) in
+// postfix order, for evaluation without the tree walk. Built by the
+// interpreter on the tree's first execution and owned by the tree's top node.
+struct NumStep {
+  std::int32_t m_nKind;   // 0 literal (m_nValue), 1 name (m_pName), 2 operator (m_nValue)
+  std::int32_t m_nValue;  // the literal's number or the operator's token code
+  SyntaxNode* m_pName;    // the IdT node of a name
+};
+struct NumProgram {
+  std::unique_ptr<NumStep[]> m_pSteps;
+  std::int32_t m_nCount = 0;
+};
+
 // What a node remembers from its first execution; which member is in use
 // follows from the node's kind. None of it is visible to a script.
 union RunCache {
@@ -69,6 +82,12 @@ union RunCache {
     const BuiltinEntry* m_pEntry;
     bool m_bKnown;
   } m_Builtin;
+  // OpT: the tree's num program; m_nState 0 not tried, 1 built (owned here),
+  // 2 not possible.
+  struct {
+    NumProgram* m_pProgram;
+    std::int32_t m_nState;
+  } m_Num;
 };
 
 // One node. A node owns its children, its item list, its array initializer
@@ -101,6 +120,8 @@ struct SyntaxNode {
   SyntaxNode& operator=(const SyntaxNode&) = delete;
 };
 
+// Releases the num program of an OpT node, which then runs without one.
+void DropNumProgram(SyntaxNode& node);
 // A zeroed node of `kind` stamped with the current line count.
 NodePtr NewNode(NodeKind kind);
 // Frees the node in the holder (and its chain) and clears the holder.
