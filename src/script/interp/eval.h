@@ -80,13 +80,8 @@ struct StorageSlot {
 // when the operand failed or did not leave exactly one value of its own, so
 // that no evaluator ever consumes a value that belongs to someone else.
 VariablePtr EvaluateOperand(SyntaxNode* node);
-// The same into a blank `value`: operators, assignments, names, elements,
-// literals, constants and calls with a consumer leave their value there
-// directly (after the same depth and step checks as Generate), other kinds
-// run through Generate and the value stack. 0 on failure.
-[[nodiscard]] int Eval(SyntaxNode* node, Value& value);
-// The same into a blank record (arguments, results); an array initializer's
-// value keeps its borrowed store.
+// The same into a blank `value` (Eval below), or into a blank record (arguments, results); an array
+// initializer's value keeps its borrowed store.
 [[nodiscard]] int Eval(SyntaxNode* node, Variable& value);
 // Eval for consumers that want a num: 1 with the number in `out`, 2 with a
 // value of another type in `other` (blank on entry), 0 on failure. Operators
@@ -120,6 +115,10 @@ SETUP_ALWAYS_INLINE bool MayRun() {
 [[nodiscard]] int EvalNode(SyntaxNode* node, Value& value);
 int EvalFailed();
 
+// EvaluateOperand into a blank `value`: operators, assignments, names,
+// elements, literals, constants and calls with a consumer leave their value
+// there directly (after the same depth and step checks as Generate), other
+// kinds run through Generate and the value stack. 0 on failure.
 // Num literals and num variables, the most frequent operands, are read here
 // without a call; their checks and results are those of NumValue and IdValue
 // (the lookup has no effect but on the node's binding, so it may come first).
