@@ -471,8 +471,8 @@ SETUP_ALWAYS_INLINE int OperandInt(SyntaxNode* node, std::int32_t& out, Value& o
 // An operator tree of nums runs as a postfix program while running it cannot
 // differ from the tree walk: no step budget is set (so the per-node checks
 // count nothing) and the host stack has room for far more than the tree's
-// depth (so none of them can fail). A name that does not hold a num, or a
-// division by 0, abandons the program before anything has changed, and the
+// depth (so none of them can fail). A name that does not hold a num, an
+// index out of range or a division by 0 abandons the program before anything has changed, and the
 // tree walk runs the tree instead, with its messages; the program is then
 // dropped. Folding is skipped, which only the step count could show.
 
@@ -494,6 +494,22 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
       const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
       if (var == nullptr || var->m_nType != ValueType::Num) return false;
       step = NumStep{1, 0, node};
+      break;
+    }
+    case NodeKind::Id_ArrayT: {
+      // An element of a num array: its index expressions, then the element.
+      if (!node->m_szText || node->m_nType != ValueType::Num) return false;
+      const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+      if (var == nullptr || !var->m_pArray || var->m_pArray->m_Dims.empty()) return false;
+      const auto dims = static_cast<std::int32_t>(var->m_pArray->m_Dims.size());
+      SyntaxNode* item = node->m_pItems.get();
+      for (std::int32_t d = 0; d < dims; ++d, item = item->m_pNext.get()) {
+        if (item == nullptr || !AppendSteps(item->m_pChild2.get(), depth + 1, steps, count)) {
+          return false;
+        }
+      }
+      if (count >= kMaxProgramSteps) return false;
+      steps[count] = NumStep{3, dims, node};
       break;
     }
     case NodeKind::OpT:
@@ -564,6 +580,26 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
       const Variable* var = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
       if (var == nullptr || var->m_nType != ValueType::Num) break;
       stack[top++] = var->m_nNum;
+    } else if (step->m_nKind == 3) {
+      // The element LocateStorage finds, when all its checks pass.
+      SyntaxNode* name = step->m_pName;
+      const Variable* var = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
+      if (var == nullptr || !var->m_pArray) break;
+      const ArrayStore& store = *var->m_pArray;
+      const std::int32_t dims = step->m_nValue;
+      if (static_cast<std::int32_t>(store.m_Dims.size()) != dims) break;
+      top -= dims;
+      std::int64_t position = 0;
+      std::int64_t stride = 1;
+      std::int32_t d = 0;
+      for (; d < dims; ++d) {
+        const std::int32_t index = stack[top + d];
+        if (index < 0 || index >= store.m_Dims[static_cast<std::size_t>(d)]) break;
+        position += index * stride;
+        stride *= store.m_Dims[static_cast<std::size_t>(d)];
+      }
+      if (d != dims || static_cast<std::size_t>(position) >= store.m_Nums.size()) break;
+      stack[top++] = store.m_Nums[static_cast<std::size_t>(position)];
     } else {
       const std::int32_t b = stack[--top];
       std::int32_t& a = stack[top - 1];

@@ -54,13 +54,15 @@ struct NameBinding {
   bool m_bValid;                     // set by the first lookup; all zero before
 };
 
-// An operator tree on nums (operators that fold, num literals, names) in
-// postfix order, for evaluation without the tree walk. Built by the
+// An operator tree on nums (operators that fold, num literals, names, num
+// array elements) in postfix order, for evaluation without the tree walk. Built by the
 // interpreter on the tree's first execution and owned by the tree's top node.
 struct NumStep {
-  std::int32_t m_nKind;   // 0 literal (m_nValue), 1 name (m_pName), 2 operator (m_nValue)
-  std::int32_t m_nValue;  // the literal's number or the operator's token code
-  SyntaxNode* m_pName;    // the IdT node of a name
+  // 0 literal (m_nValue), 1 name (m_pName), 2 operator (m_nValue), 3 array
+  // element (m_pName; m_nValue indexes on the stack, first one lowest)
+  std::int32_t m_nKind;
+  std::int32_t m_nValue;  // the literal's number, the operator's token code, the index count
+  SyntaxNode* m_pName;    // the IdT or Id_ArrayT node of a name
 };
 struct NumProgram {
   std::unique_ptr<NumStep[]> m_pSteps;

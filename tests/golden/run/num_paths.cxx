@@ -52,6 +52,13 @@ num main() {
     c += 1
   }
   show("grid", grid[0][0] + grid[1][0] * 100 + grid[2][0] * 10000 + grid[2][3])
+  c = 0
+  b = 0
+  while (c < 12) {
+    b = b * 3 + grid[c % 3][c / 3] - grid[(c + 1) % 3][0] % 7
+    c += 1
+  }
+  show("grid walk", b)
   show("fill", fill(3))
   show("fill again", fill(4))
   if (s + t == "xy") {
