@@ -43,27 +43,4 @@ void ResetGlobal(Global& g) {
   g.m_nLiveElements = 0;
 }
 
-namespace {
-// Stack the compiler and interpreter may use below Action's frame. A Windows
-// thread gets 1 MiB by default; sanitizer builds use far larger frames.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr std::ptrdiff_t kStackBudget = 4 * 1024 * 1024;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr std::ptrdiff_t kStackBudget = 4 * 1024 * 1024;
-#else
-constexpr std::ptrdiff_t kStackBudget = 512 * 1024;
-#endif
-#else
-constexpr std::ptrdiff_t kStackBudget = 512 * 1024;
-#endif
-}  // namespace
-
-bool StackHasRoom() {
-  const char* here = static_cast<const char*>(__builtin_frame_address(0));
-  if (theGlobal.m_pStackBase == nullptr) return true;
-  std::ptrdiff_t used = theGlobal.m_pStackBase - here;
-  return used < kStackBudget;
-}
-
 }  // namespace setup

@@ -1,6 +1,7 @@
 // The single state object of the library.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -16,6 +17,19 @@ struct BuiltinEntry;
 
 constexpr int kLineSize = 4096;     // m_szLine and m_szToken
 constexpr int kMaxTokenLen = 4095;  // longer tokens are read and cut
+// Stack the compiler and interpreter may use below Action's frame. A Windows
+// thread gets 1 MiB by default; sanitizer builds use far larger frames.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::ptrdiff_t kStackBudget = 4 * 1024 * 1024;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr std::ptrdiff_t kStackBudget = 4 * 1024 * 1024;
+#else
+constexpr std::ptrdiff_t kStackBudget = 512 * 1024;
+#endif
+#else
+constexpr std::ptrdiff_t kStackBudget = 512 * 1024;
+#endif
 
 class Global {
  public:
@@ -101,6 +115,10 @@ void ResetGlobal(Global& global);
 
 // True while the host stack used since Action began stays within the bound
 // that keeps deep scripts from overflowing the caller's thread stack.
-bool StackHasRoom();
+inline bool StackHasRoom() {
+  const char* here = static_cast<const char*>(__builtin_frame_address(0));
+  if (theGlobal.m_pStackBase == nullptr) return true;
+  return theGlobal.m_pStackBase - here < kStackBudget;
+}
 
 }  // namespace setup

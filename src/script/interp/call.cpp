@@ -221,7 +221,11 @@ int DropArguments(FunctionEntry* function) {
 
 }  // namespace
 
-int CallT(SyntaxNode* node) {
+namespace {
+
+// Runs the call of a script function; on success `result` holds the value
+// that the call gives.
+int RunCall(SyntaxNode* node, VariablePtr& result) {
   const char* name = NameOf(node);
   FunctionEntry* function = Callee(node);
   if (function == nullptr) return CallTail(name);
@@ -246,7 +250,7 @@ int CallT(SyntaxNode* node) {
 
   // A return left the result on top; a body that just ends gives the
   // declared type's empty value and leaves the frames below untouched.
-  VariablePtr result = theGlobal.m_bReturn ? PopValue() : DefaultResult(function->m_nRetType);
+  result = theGlobal.m_bReturn ? PopValue() : DefaultResult(function->m_nRetType);
   if (!result) return CallTail(name);
   if (!LeaveFunction()) return CallTail(name);
   if (!DropArguments(function)) {
@@ -254,7 +258,22 @@ int CallT(SyntaxNode* node) {
     return CallTail(name);
   }
   theGlobal.m_bReturn = 0;
-  if (node->m_pParent != nullptr || function->m_szName == "main") PushValue(std::move(result));
+  return 1;
+}
+
+}  // namespace
+
+int CallT(SyntaxNode* node) {
+  VariablePtr result;
+  if (!RunCall(node, result)) return 0;
+  if (node->m_pParent != nullptr || Callee(node)->m_szName == "main") PushValue(std::move(result));
+  return 1;
+}
+
+int CallValue(SyntaxNode* node, Value& value) {
+  VariablePtr result;
+  if (!RunCall(node, result)) return 0;
+  TakeValue(value, *result);
   return 1;
 }
 
@@ -295,7 +314,10 @@ int PopArguments(const BuiltinEntry* entry) {
 
 }  // namespace
 
-int InLineFunT(SyntaxNode* node) {
+namespace {
+
+// Runs a built-in; on success `value` holds the value that the call gives.
+int RunBuiltin(SyntaxNode* node, Value& value) {
   const char* name = NameOf(node);
   const BuiltinEntry* entry = BuiltinOf(node);
   if (entry == nullptr || !PushArguments(node, entry)) {
@@ -314,24 +336,37 @@ int InLineFunT(SyntaxNode* node) {
     ReportError("_after_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);
   }
-  VariablePtr value;
   if (entry->nRetType == ValueType::Num) {
-    value = MakeNum(r);
+    value.m_nType = ValueType::Num;
+    value.m_nSize = 4;
+    value.m_nNum = r;
   } else if (entry->nRetType == ValueType::String) {
     // The handler's text moves into the call's value; the next string
     // built-in starts from an empty result in any case.
-    value = NewStringValue(0);
+    value.m_nType = ValueType::String;
     Variable* text = theStringResult.get();
     if (text != nullptr && text->m_szValue) {
-      value->m_nSize = static_cast<std::int32_t>(text->m_szValue->size() + 1);
-      value->m_szValue = std::move(text->m_szValue);
+      value.m_nSize = static_cast<std::int32_t>(text->m_szValue->size() + 1);
+      value.m_szValue = std::move(text->m_szValue);
       text->m_szValue.reset();
     }
   } else {
     return InLineTail(name);
   }
-  if (node->m_pParent != nullptr) PushValue(std::move(value));
   return 1;
+}
+
+}  // namespace
+
+int InLineFunT(SyntaxNode* node) {
+  Value value;
+  if (!RunBuiltin(node, value)) return 0;
+  if (node->m_pParent != nullptr) PushTaken(value);
+  return 1;
+}
+
+int InLineFunValue(SyntaxNode* node, Value& value) {
+  return RunBuiltin(node, value);
 }
 
 // ---- The run -------------------------------------------------------------------------------

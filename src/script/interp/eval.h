@@ -6,10 +6,23 @@
 #include <optional>
 #include <string>
 
+#include "base/global.h"
 #include "script/store/node.h"
+#include "script/store/symbols.h"
 #include "script/store/value.h"
 
 namespace setup {
+
+// A temporary value on the host stack: what an operand hands to its consumer.
+// Only the members a scalar needs, so that a num temporary is plain data;
+// array values (initializers) travel in Variable records.
+struct Value {
+  ValueType m_nType = ValueType::None;
+  std::int32_t m_nNum = 0;
+  // Size of the text buffer including its NUL (0 without text), or 4 for a num.
+  std::int32_t m_nSize = 0;
+  std::optional<std::string> m_szValue;  // text of a string; none = no text storage
+};
 
 // ---- Expressions ----------------------------------------------------------------
 [[nodiscard]] int OpT(SyntaxNode* node);
@@ -24,12 +37,15 @@ namespace setup {
 
 // The value-producing evaluators without the value stack: each leaves its
 // value in `value` (a blank record) instead of pushing it.
-[[nodiscard]] int OpValue(SyntaxNode* node, Variable& value);  // operators that fold
-[[nodiscard]] int IdValue(SyntaxNode* node, Variable& value);
-[[nodiscard]] int Id_ArrayValue(SyntaxNode* node, Variable& value);
-[[nodiscard]] int NumValue(SyntaxNode* node, Variable& value);
-[[nodiscard]] int StringValue(SyntaxNode* node, Variable& value);
-[[nodiscard]] int ConstValue(SyntaxNode* node, Variable& value);
+[[nodiscard]] int OpValue(SyntaxNode* node, Value& value);  // operators that fold
+[[nodiscard]] int AssignValue(SyntaxNode* node, Value& value);
+[[nodiscard]] int IdValue(SyntaxNode* node, Value& value);
+[[nodiscard]] int Id_ArrayValue(SyntaxNode* node, Value& value);
+[[nodiscard]] int NumValue(SyntaxNode* node, Value& value);
+[[nodiscard]] int StringValue(SyntaxNode* node, Value& value);
+[[nodiscard]] int ConstValue(SyntaxNode* node, Value& value);
+[[nodiscard]] int CallValue(SyntaxNode* node, Value& value);
+[[nodiscard]] int InLineFunValue(SyntaxNode* node, Value& value);
 
 // ---- Statements -------------------------------------------------------------------
 [[nodiscard]] int IfT(SyntaxNode* node);
@@ -64,15 +80,72 @@ struct StorageSlot {
 // when the operand failed or did not leave exactly one value of its own, so
 // that no evaluator ever consumes a value that belongs to someone else.
 VariablePtr EvaluateOperand(SyntaxNode* node);
-// The same into a blank record `value`: operators, names, elements, literals
-// and constants with a consumer leave their value there directly (after the
-// same depth and step checks as Generate), other kinds run through Generate
-// and the value stack. 0 on failure.
+// The same into a blank `value` (Eval below), or into a blank record (arguments, results); an array
+// initializer's value keeps its borrowed store.
 [[nodiscard]] int Eval(SyntaxNode* node, Variable& value);
+// Eval for consumers that want a num: 1 with the number in `out`, 2 with a
+// value of another type in `other` (blank on entry), 0 on failure. Operators
+// on nums run without Value records.
+[[nodiscard]] int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other);
 // Moves `value` into a pooled record on top of the value stack.
-void PushTaken(Variable& value);
+void PushTaken(Value& value);
 // Moves everything `from` holds into the blank record `to`.
 void TakeValue(Variable& to, Variable& from);
+// Moves the scalar parts of `from` into the blank `to`, or back.
+void TakeValue(Value& to, Variable& from);
+void TakeValue(Variable& to, Value& from);
+
+#if defined(__GNUC__)
+#define SETUP_ALWAYS_INLINE __attribute__((always_inline)) inline
+#else
+#define SETUP_ALWAYS_INLINE inline
+#endif
+
+// The checks made before every node runs: room on the host stack and the
+// step budget. False (reported) when the run must stop.
+bool MayRunSlow();
+SETUP_ALWAYS_INLINE bool MayRun() {
+  if (StackHasRoom() && theGlobal.m_nStepLimit == 0) return true;
+  return MayRunSlow();
+}
+
+// Eval's general path (through Generate and the value stack), the direct
+// evaluators by kind, and the failure report.
+[[nodiscard]] int EvalGeneral(SyntaxNode* node, Value& value);
+[[nodiscard]] int EvalNode(SyntaxNode* node, Value& value);
+int EvalFailed();
+
+// EvaluateOperand into a blank `value`: operators, assignments, names,
+// elements, literals, constants and calls with a consumer leave their value
+// there directly (after the same depth and step checks as Generate), other
+// kinds run through Generate and the value stack. 0 on failure.
+// Num literals and num variables, the most frequent operands, are read here
+// without a call; their checks and results are those of NumValue and IdValue
+// (the lookup has no effect but on the node's binding, so it may come first).
+SETUP_ALWAYS_INLINE int Eval(SyntaxNode* node, Value& value) {
+  if (node == nullptr) return 0;
+  // Only a lone operand with a consumer: a chain or a value-less statement
+  // takes the general path with its checks.
+  if (node->m_pParent == nullptr || node->m_pNext != nullptr) return EvalGeneral(node, value);
+  if (node->m_nKind == NodeKind::NumT && node->m_bNumKnown) {
+    if (!MayRun()) return EvalFailed();
+    value.m_nType = ValueType::Num;
+    value.m_nSize = 4;
+    value.m_nNum = node->m_nValue;
+    return 1;
+  }
+  if (node->m_nKind == NodeKind::IdT && node->m_szText) {
+    const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+    if (var != nullptr && var->m_nType == ValueType::Num) {
+      if (!MayRun()) return EvalFailed();
+      value.m_nType = ValueType::Num;
+      value.m_nSize = 4;
+      value.m_nNum = var->m_nNum;
+      return 1;
+    }
+  }
+  return EvalNode(node, value);
+}
 
 // New temporaries.
 VariablePtr MakeNum(std::int32_t number);

@@ -1,7 +1,10 @@
 // Expression evaluators: operators, assignments, names, array elements,
 // literals, constants and array initializers.
+#include <algorithm>
 #include <cassert>
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include "base/global.h"
@@ -22,13 +25,8 @@ std::int32_t Wrap(std::int64_t value) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
 }
 
-// Runs both operands of a binary node, left first, and takes their values.
-bool EvaluateOperands(SyntaxNode* left, SyntaxNode* right, Variable& l, Variable& r) {
-  return Eval(left, l) != 0 && Eval(right, r) != 0;
-}
-
 // Makes the blank record `value` a num holding `number`.
-void SetNum(Variable& value, std::int32_t number) {
+void SetNum(Value& value, std::int32_t number) {
   value.m_nType = ValueType::Num;
   value.m_nSize = 4;
   value.m_nNum = number;
@@ -149,8 +147,10 @@ bool IsComparison(int op) {
   return op >= TK_LT && op <= TK_EQ;
 }
 
+bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result);
+
 // Applies a folding operator to L and R, leaving the result in L.
-bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
+[[gnu::noinline]] bool ApplyBinary(const BinaryRule& rule, Value& l, const Value& r) {
   if (l.m_nType != r.m_nType) {
     ReportError(rule.mismatchMessage);
     return false;
@@ -174,16 +174,21 @@ bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
       return true;
     }
     const std::int32_t truth = CompareTexts(rule.op, l.m_szValue, r.m_szValue);
-    l.Clear();  // L becomes a new num value
+    l.m_szValue.reset();  // L becomes a new num value
     SetNum(l, truth);
     return true;
   }
   if (l.m_nType != ValueType::Num) return false;
 
-  const std::int32_t a = l.m_nNum;
-  const std::int32_t b = r.m_nNum;
   std::int32_t result = 0;
-  switch (rule.op) {
+  if (!NumBinary(rule.op, l.m_nNum, r.m_nNum, result)) return false;
+  l.m_nNum = result;
+  return true;
+}
+
+// The num operators of ApplyBinary: false (reported) on a division by 0.
+bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result) {
+  switch (op) {
     case TK_PLUS:
       result = Wrap(std::int64_t{a} + b);
       break;
@@ -199,7 +204,7 @@ bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
         ReportError("potential divide by 0.");
         return false;
       }
-      result = rule.op == TK_SLASH ? Quotient(a, b) : Remainder(a, b);
+      result = op == TK_SLASH ? Quotient(a, b) : Remainder(a, b);
       break;
     case TK_ANDAND:
       result = (a == 1 && b == 1) ? 1 : 0;
@@ -214,15 +219,35 @@ bool ApplyBinary(const BinaryRule& rule, Variable& l, const Variable& r) {
       result = a | b;
       break;
     default:
-      result = CompareNums(rule.op, a, b);
+      result = CompareNums(op, a, b);
       break;
   }
-  l.m_nNum = result;
   return true;
 }
 
+// The update of a num compound assignment whose checks have passed.
+void UpdateCell(int op, std::int32_t& cell, std::int32_t r) {
+  switch (op) {
+    case TK_PLUS_ASSIGN:
+      cell = Wrap(std::int64_t{cell} + r);
+      break;
+    case TK_MINUS_ASSIGN:
+      cell = Wrap(std::int64_t{cell} - r);
+      break;
+    case TK_STAR_ASSIGN:
+      cell = Wrap(std::int64_t{cell} * r);
+      break;
+    case TK_SLASH_ASSIGN:
+      cell = Quotient(cell, r);
+      break;
+    default:
+      cell = Remainder(cell, r);
+      break;
+  }
+}
+
 // The compound assignments: update the variable, leave its new value in L.
-bool ApplyCompound(SyntaxNode* node, Variable& l, const Variable& r) {
+bool ApplyCompound(SyntaxNode* node, Value& l, const Value& r) {
   const int op = node->m_nOp;
   const bool same = l.m_nType == r.m_nType;
   const bool strings = same && l.m_nType == ValueType::String;
@@ -282,36 +307,21 @@ bool ApplyCompound(SyntaxNode* node, Variable& l, const Variable& r) {
   }
 
   std::int32_t& cell = *slot.m_pNum;
-  switch (op) {
-    case TK_PLUS_ASSIGN:
-      cell = Wrap(std::int64_t{cell} + r.m_nNum);
-      break;
-    case TK_MINUS_ASSIGN:
-      cell = Wrap(std::int64_t{cell} - r.m_nNum);
-      break;
-    case TK_STAR_ASSIGN:
-      cell = Wrap(std::int64_t{cell} * r.m_nNum);
-      break;
-    case TK_SLASH_ASSIGN:
-      cell = Quotient(cell, r.m_nNum);
-      break;
-    default:
-      cell = Remainder(cell, r.m_nNum);
-      break;
-  }
+  UpdateCell(op, cell, r.m_nNum);
   l.m_nNum = cell;
   return true;
 }
 
 // Rewrites an operator node whose operands are both literals into the
 // literal of its result, so that later executions skip the work.
-void Fold(SyntaxNode* node, const Variable& result) {
+void Fold(SyntaxNode* node, const Value& result) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   const bool nums = left->m_nKind == NodeKind::NumT && right->m_nKind == NodeKind::NumT;
   const bool strings = left->m_nKind == NodeKind::StringT && right->m_nKind == NodeKind::StringT;
   if (!nums && !(strings && (IsComparison(node->m_nOp) || node->m_nOp == TK_PLUS))) return;
 
+  DropNumProgram(*node);
   node->m_pChild0.reset();
   node->m_pChild2.reset();
   node->m_nOp = 0;
@@ -331,7 +341,7 @@ void Fold(SyntaxNode* node, const Variable& result) {
 }
 
 // Leaves `value` for the consumer when there is one.
-int Deliver(SyntaxNode* node, Variable& value) {
+int Deliver(SyntaxNode* node, Value& value) {
   if (node->m_pParent != nullptr) PushTaken(value);
   return 1;
 }
@@ -366,24 +376,25 @@ static int LocateIn(Variable* var, const std::string& nameText, SyntaxNode* item
   SyntaxNode* item = items;
   for (std::size_t d = 0; d < store.m_Dims.size(); ++d, item = item->m_pNext.get()) {
     if (item == nullptr) return FailWith("calc dimension error.");
-    Variable indexValue;
-    if (!Eval(item->m_pChild2.get(), indexValue)) return FailWith("calc dimension error.");
-    const Variable* index = &indexValue;
+    Value other;
+    std::int32_t number = 0;
+    const int kind = EvalInt(item->m_pChild2.get(), number, other);
+    if (kind == 0) return FailWith("calc dimension error.");
     const int dim = static_cast<int>(d);
-    if (index->m_nType != ValueType::Num) {
+    if (kind != 1) {
       ReportError("dimension %d of '%s' must be '%s'.\n", dim, name->c_str(), "NUM");
       return FailWith("Error in LocateStorage()");
     }
-    if (index->m_nNum < 0) {
+    if (number < 0) {
       ReportError("dimension %d of '%s' can not less than zero.\n", dim, name->c_str());
       return FailWith("Error in LocateStorage()");
     }
-    if (index->m_nNum >= store.m_Dims[d]) {
+    if (number >= store.m_Dims[d]) {
       ReportError("dimension %d of '%s' can not more than %d.\n", dim, name->c_str(),
                   store.m_Dims[d]);
       return FailWith("Error in LocateStorage()");
     }
-    position += index->m_nNum * stride;
+    position += number * stride;
     stride *= store.m_Dims[d];
   }
 
@@ -414,42 +425,388 @@ int LocateStorage(SyntaxNode* target, ValueType type, StorageSlot& slot) {
   return LocateIn(var, *target->m_szText, target->m_pItems.get(), type, slot);
 }
 
+// The num cell that LocateStorage finds for `target` (a scalar directly);
+// 0 on failure, reported as LocateStorage reports it.
+static int NumCell(SyntaxNode* target, std::int32_t*& cell) {
+  if (target->m_szText) {
+    Variable* var = FindValueBound(*target->m_szText, target->m_Cache.m_Binding);
+    if (var != nullptr && !var->m_pArray) {
+      cell = &var->m_nNum;
+      return 1;
+    }
+  }
+  StorageSlot slot;
+  if (!LocateStorage(target, ValueType::Num, slot)) return 0;
+  cell = slot.m_pNum;
+  return 1;
+}
+
 // ---- Operators -----------------------------------------------------------------------
 
-int OpValue(SyntaxNode* node, Variable& l) {
+namespace {
+
+// EvalInt for a lone operand with a consumer: num literals and num variables
+// inline, everything else through EvalInt.
+SETUP_ALWAYS_INLINE int OperandInt(SyntaxNode* node, std::int32_t& out, Value& other) {
+  if (node != nullptr && node->m_pParent != nullptr && node->m_pNext == nullptr) {
+    if (node->m_nKind == NodeKind::NumT && node->m_bNumKnown) {
+      if (!MayRun()) return EvalFailed();
+      out = node->m_nValue;
+      return 1;
+    }
+    if (node->m_nKind == NodeKind::IdT && node->m_szText) {
+      const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+      if (var != nullptr && var->m_nType == ValueType::Num) {
+        if (!MayRun()) return EvalFailed();
+        out = var->m_nNum;
+        return 1;
+      }
+    }
+  }
+  return EvalInt(node, out, other);
+}
+
+// ---- Num programs ----------------------------------------------------------------------
+//
+// An operator tree of nums runs as a postfix program while running it cannot
+// differ from the tree walk: no step budget is set (so the per-node checks
+// count nothing) and the host stack has room for far more than the tree's
+// depth (so none of them can fail). A name that does not hold a num, an
+// index out of range or a division by 0 abandons the program before anything has changed, and the
+// tree walk runs the tree instead, with its messages; the program is then
+// dropped. Folding is skipped, which only the step count could show.
+
+constexpr int kMaxProgramDepth = 16;
+constexpr int kMaxProgramSteps = 64;
+constexpr std::ptrdiff_t kProgramStackMargin = 64 * 1024;
+
+bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& count) {
+  if (node == nullptr || node->m_pParent == nullptr || node->m_pNext != nullptr) return false;
+  if (depth > kMaxProgramDepth || count >= kMaxProgramSteps) return false;
+  NumStep& step = steps[count];
+  switch (node->m_nKind) {
+    case NodeKind::NumT:
+      step = NumStep{0, node->m_bNumKnown ? node->m_nValue : TextToNum(TextOf(node->m_szText)),
+                     nullptr};
+      break;
+    case NodeKind::IdT: {
+      if (!node->m_szText) return false;
+      const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+      if (var == nullptr || var->m_nType != ValueType::Num) return false;
+      step = NumStep{1, 0, node};
+      break;
+    }
+    case NodeKind::Id_ArrayT: {
+      // An element of a num array: its index expressions, then the element.
+      if (!node->m_szText || node->m_nType != ValueType::Num) return false;
+      const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+      if (var == nullptr || !var->m_pArray || var->m_pArray->m_Dims.empty()) return false;
+      const auto dims = static_cast<std::int32_t>(var->m_pArray->m_Dims.size());
+      SyntaxNode* item = node->m_pItems.get();
+      for (std::int32_t d = 0; d < dims; ++d, item = item->m_pNext.get()) {
+        if (item == nullptr || !AppendSteps(item->m_pChild2.get(), depth + 1, steps, count)) {
+          return false;
+        }
+      }
+      if (count >= kMaxProgramSteps) return false;
+      steps[count] = NumStep{3, dims, node};
+      break;
+    }
+    case NodeKind::OpT:
+      if (FindBinaryRule(node->m_nOp) == nullptr ||
+          !AppendSteps(node->m_pChild2.get(), depth + 1, steps, count) ||
+          !AppendSteps(node->m_pChild0.get(), depth + 1, steps, count) ||
+          count >= kMaxProgramSteps) {
+        return false;
+      }
+      steps[count] = NumStep{2, node->m_nOp, nullptr};
+      break;
+    default:
+      return false;
+  }
+  ++count;
+  return true;
+}
+
+// The program of the tree under `node` (an operator that folds), built on
+// first use; none when the tree has other kinds of nodes.
+[[gnu::noinline]] const NumProgram* ProgramOf(SyntaxNode* node) {
+  auto& cache = node->m_Cache.m_Num;
+  if (cache.m_nState == 0) {
+    cache.m_nState = 2;
+    NumStep steps[kMaxProgramSteps];
+    std::int32_t count = 0;
+    SyntaxNode* left = node->m_pChild2.get();
+    SyntaxNode* right = node->m_pChild0.get();
+    if (AppendSteps(left, 1, steps, count) && AppendSteps(right, 1, steps, count) &&
+        count < kMaxProgramSteps) {
+      steps[count++] = NumStep{2, node->m_nOp, nullptr};
+      auto* program = new (std::nothrow) NumProgram;
+      if (program != nullptr) {
+        program->m_pSteps.reset(new (std::nothrow) NumStep[static_cast<std::size_t>(count)]);
+        if (program->m_pSteps) {
+          std::copy(steps, steps + count, program->m_pSteps.get());
+          program->m_nCount = count;
+          cache.m_pProgram = program;
+          cache.m_nState = 1;
+        } else {
+          delete program;
+        }
+      }
+    }
+  }
+  return cache.m_nState == 1 ? cache.m_pProgram : nullptr;
+}
+
+// Runs the program of `node` into `out`; false when there is none or it
+// cannot give the tree walk's result.
+[[gnu::noinline]] bool RunProgram(SyntaxNode* node, std::int32_t& out) {
+  if (theGlobal.m_nStepLimit != 0) return false;
+  if (theGlobal.m_pStackBase != nullptr) {
+    const char* here = static_cast<const char*>(__builtin_frame_address(0));
+    if (theGlobal.m_pStackBase - here >= kStackBudget - kProgramStackMargin) return false;
+  }
+  const NumProgram* program = ProgramOf(node);
+  if (program == nullptr) return false;
+  std::int32_t stack[kMaxProgramSteps];
+  int top = 0;
+  const NumStep* step = program->m_pSteps.get();
+  const NumStep* end = step + program->m_nCount;
+  for (; step != end; ++step) {
+    if (step->m_nKind == 0) {
+      stack[top++] = step->m_nValue;
+    } else if (step->m_nKind == 1) {
+      SyntaxNode* name = step->m_pName;
+      const Variable* var = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
+      if (var == nullptr || var->m_nType != ValueType::Num) break;
+      stack[top++] = var->m_nNum;
+    } else if (step->m_nKind == 3) {
+      // The element LocateStorage finds, when all its checks pass.
+      SyntaxNode* name = step->m_pName;
+      const Variable* var = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
+      if (var == nullptr || !var->m_pArray) break;
+      const ArrayStore& store = *var->m_pArray;
+      const std::int32_t dims = step->m_nValue;
+      if (static_cast<std::int32_t>(store.m_Dims.size()) != dims) break;
+      top -= dims;
+      std::int64_t position = 0;
+      std::int64_t stride = 1;
+      std::int32_t d = 0;
+      for (; d < dims; ++d) {
+        const std::int32_t index = stack[top + d];
+        if (index < 0 || index >= store.m_Dims[static_cast<std::size_t>(d)]) break;
+        position += index * stride;
+        stride *= store.m_Dims[static_cast<std::size_t>(d)];
+      }
+      if (d != dims || static_cast<std::size_t>(position) >= store.m_Nums.size()) break;
+      stack[top++] = store.m_Nums[static_cast<std::size_t>(position)];
+    } else {
+      const std::int32_t b = stack[--top];
+      std::int32_t& a = stack[top - 1];
+      const int op = step->m_nValue;
+      if ((op == TK_SLASH || op == TK_PERCENT) && b == 0) break;
+      std::int32_t result = 0;
+      static_cast<void>(NumBinary(op, a, b, result));
+      a = result;
+    }
+  }
+  if (step != end) {
+    DropNumProgram(*node);
+    return false;
+  }
+  out = stack[0];
+  return true;
+}
+
+[[gnu::noinline]] void FoldNum(SyntaxNode* node, std::int32_t result) {
+  Value folded;
+  SetNum(folded, result);
+  Fold(node, folded);
+}
+
+// An operator whose rule folds, on num operands without Value records.
+// BinaryInt once an operand is not a num: ApplyBinary and Fold on Value
+// records. `l` holds the left operand's value; the right one is run here
+// when `right` is given, else `r` holds it. The result goes to `l`; 1 for a
+// num (in `out`), 2 for another type, 0 on failure.
+[[gnu::noinline]] int MixedBinary(SyntaxNode* node, const BinaryRule& rule, Value& l,
+                                  SyntaxNode* right, Value& r, std::int32_t& out) {
+  std::int32_t b = 0;
+  if (right != nullptr) {
+    const int rightKind = OperandInt(right, b, r);
+    if (rightKind == 0) return FailWith("Error in OpT()");
+    if (rightKind == 1) SetNum(r, b);
+  }
+  if (!ApplyBinary(rule, l, r)) return FailWith("Error in OpT()");
+  Fold(node, l);
+  if (l.m_nType == ValueType::Num) {
+    out = l.m_nNum;
+    l.m_nType = ValueType::None;
+    l.m_nSize = 0;
+    l.m_nNum = 0;
+    return 1;
+  }
+  return 2;
+}
+
+// The right operand was not a num (its value in `other`) after the num `a`.
+[[gnu::noinline]] int MixedRight(SyntaxNode* node, const BinaryRule& rule, std::int32_t a,
+                                 Value& other, std::int32_t& out) {
+  Value l;
+  SetNum(l, a);
+  const int kind = MixedBinary(node, rule, l, nullptr, other, out);
+  // `other` takes the result, or is left blank for a num result.
+  other = std::move(l);
+  return kind;
+}
+
+[[gnu::noinline]] int MixedLeft(SyntaxNode* node, const BinaryRule& rule, Value& other,
+                                SyntaxNode* right, std::int32_t& out) {
+  Value r;
+  return MixedBinary(node, rule, other, right, r, out);
+}
+
+// An operator whose rule folds: 1 with a num result in `out`, 2 with a value
+// of another type in `other` (blank on entry), 0 on failure. Operands that
+// are nums take no Value records.
+int BinaryInt(SyntaxNode* node, const BinaryRule& rule, std::int32_t& out, Value& other) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) {
     ReportError("Cannot get operand l_value or r_value");
     return FailWith("Error in OpT()");
   }
-  Variable r;
-  if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in OpT()");
+  std::int32_t a = 0;
+  std::int32_t b = 0;
+  const int leftKind = OperandInt(left, a, other);
+  if (leftKind == 0) return FailWith("Error in OpT()");
+  if (leftKind == 2) return MixedLeft(node, rule, other, right, out);
+  // `other` is blank again: the right operand may leave its value there.
+  const int rightKind = OperandInt(right, b, other);
+  if (rightKind == 0) return FailWith("Error in OpT()");
+  if (rightKind == 2) return MixedRight(node, rule, a, other, out);
+  // ApplyBinary and Fold on two nums.
+  std::int32_t result = 0;
+  if (!NumBinary(rule.op, a, b, result)) return FailWith("Error in OpT()");
+  if (left->m_nKind == NodeKind::NumT && right->m_nKind == NodeKind::NumT) FoldNum(node, result);
+  out = result;
+  return 1;
+}
 
+}  // namespace
+
+int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other) {
+  if (node != nullptr && node->m_pParent != nullptr && node->m_pNext == nullptr &&
+      node->m_nKind == NodeKind::OpT) {
+    if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
+      if (node->m_Cache.m_Num.m_nState != 2 && RunProgram(node, out)) return 1;
+      int kind = 0;
+      if (!MayRun() || (kind = BinaryInt(node, *rule, out, other)) == 0) return EvalFailed();
+      return kind;
+    }
+  }
+  if (!Eval(node, other)) return 0;
+  if (other.m_nType == ValueType::Num) {
+    out = other.m_nNum;
+    other.m_nType = ValueType::None;
+    other.m_nSize = 0;
+    other.m_nNum = 0;
+    return 1;
+  }
+  return 2;
+}
+
+static int CompoundValue(SyntaxNode* node, Value& l);
+
+int OpValue(SyntaxNode* node, Value& l) {
   if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
-    if (!ApplyBinary(*rule, l, r)) return FailWith("Error in OpT()");
-    Fold(node, l);
-  } else if (!ApplyCompound(node, l, r)) {
+    std::int32_t number = 0;
+    if (node->m_Cache.m_Num.m_nState != 2 && RunProgram(node, number)) {
+      SetNum(l, number);
+      return 1;
+    }
+    const int kind = BinaryInt(node, *rule, number, l);
+    if (kind == 1) SetNum(l, number);
+    return kind != 0 ? 1 : 0;
+  }
+  return CompoundValue(node, l);
+}
+
+// A compound assignment; apart from OpValue so that the operators' frames on
+// the host stack stay small.
+[[gnu::noinline]] static int CompoundValue(SyntaxNode* node, Value& l) {
+  SyntaxNode* left = node->m_pChild2.get();
+  SyntaxNode* right = node->m_pChild0.get();
+  if (left == nullptr || right == nullptr) {
+    ReportError("Cannot get operand l_value or r_value");
     return FailWith("Error in OpT()");
   }
+  // A compound assignment.
+  Value r;
+  std::int32_t a = 0;
+  std::int32_t b = 0;
+  const int leftKind = EvalInt(left, a, l);
+  if (leftKind == 0) return FailWith("Error in OpT()");
+  const int rightKind = EvalInt(right, b, r);
+  if (rightKind == 0) return FailWith("Error in OpT()");
+  if (leftKind == 1 && rightKind == 1) {
+    // ApplyCompound on two nums.
+    const int op = node->m_nOp;
+    switch (op) {
+      case TK_PLUS_ASSIGN:
+      case TK_MINUS_ASSIGN:
+      case TK_STAR_ASSIGN:
+        break;
+      case TK_SLASH_ASSIGN:
+      case TK_PERCENT_ASSIGN:
+        if (b == 0) {
+          ReportError("potential divide by 0.");
+          return FailWith("Error in OpT()");
+        }
+        break;
+      default:
+        return FailWith("Error in OpT()");
+    }
+    std::int32_t* cell = nullptr;
+    if (!NumCell(left, cell)) return FailWith("Error in OpT()");
+    UpdateCell(op, *cell, b);
+    SetNum(l, *cell);
+    return 1;
+  }
+  if (leftKind == 1) SetNum(l, a);
+  if (rightKind == 1) SetNum(r, b);
+  if (!ApplyCompound(node, l, r)) return FailWith("Error in OpT()");
   return 1;
 }
 
 int OpT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!OpValue(node, value)) return 0;
   return Deliver(node, value);
 }
 
 // `=`: the consumer of an assignment, whatever it is, receives the assigned
 // value, so chained assignments, arguments and conditions see that value.
-int AssignT(SyntaxNode* node) {
+int AssignValue(SyntaxNode* node, Value& r) {
   SyntaxNode* left = node->m_pChild2.get();
   SyntaxNode* right = node->m_pChild0.get();
   if (left == nullptr || right == nullptr) return FailWith("Error in AssignT()");
-  Variable l;
-  Variable r;
-  if (!EvaluateOperands(left, right, l, r)) return FailWith("Error in AssignT()");
+  Value l;
+  std::int32_t a = 0;
+  std::int32_t b = 0;
+  const int leftKind = EvalInt(left, a, l);
+  if (leftKind == 0) return FailWith("Error in AssignT()");
+  const int rightKind = EvalInt(right, b, r);
+  if (rightKind == 0) return FailWith("Error in AssignT()");
+  if (leftKind == 1 && rightKind == 1) {
+    std::int32_t* cell = nullptr;
+    if (!NumCell(left, cell)) return FailWith("Error in AssignT()");
+    *cell = b;
+    SetNum(r, b);
+    return 1;
+  }
+  if (leftKind == 1) SetNum(l, a);
+  if (rightKind == 1) SetNum(r, b);
   if (r.m_nType != l.m_nType) {
     ReportError("'=' operand cannot match.");
     return FailWith("Error in AssignT()");
@@ -475,6 +832,12 @@ int AssignT(SyntaxNode* node) {
       slot.m_pText->reset();
     }
   }
+  return 1;
+}
+
+int AssignT(SyntaxNode* node) {
+  Value r;
+  if (!AssignValue(node, r)) return 0;
   return Deliver(node, r);
 }
 
@@ -485,7 +848,7 @@ int AssignInitializingT(SyntaxNode* node) {
   if (target == nullptr || init == nullptr) return FailWith("Error in  AssignInitializingT()");
   Variable t;
   Variable s;
-  if (!EvaluateOperands(target, init, t, s)) return FailWith("Error in  AssignInitializingT()");
+  if (!Eval(target, t) || !Eval(init, s)) return FailWith("Error in  AssignInitializingT()");
   if (s.m_nType != t.m_nType) {
     ReportError("'=' operand can not match.");
     return FailWith("Error in  AssignInitializingT()");
@@ -541,7 +904,7 @@ int AssignInitializingT(SyntaxNode* node) {
 
 // Fills `value` as a fresh string value holding a copy of `text` (size =
 // length + 1), or no text.
-void SetText(Variable& value, const std::optional<std::string>& text) {
+void SetText(Value& value, const std::optional<std::string>& text) {
   value.m_nType = ValueType::String;
   value.m_nSize = 0;
   if (text) {
@@ -550,7 +913,7 @@ void SetText(Variable& value, const std::optional<std::string>& text) {
   }
 }
 
-int IdValue(SyntaxNode* node, Variable& value) {
+int IdValue(SyntaxNode* node, Value& value) {
   Variable* var =
       node->m_szText ? FindValueBound(*node->m_szText, node->m_Cache.m_Binding) : nullptr;
   if (var == nullptr) {
@@ -576,13 +939,13 @@ int IdValue(SyntaxNode* node, Variable& value) {
 }
 
 int IdT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!IdValue(node, value)) return 0;
   PushTaken(value);
   return 1;
 }
 
-int Id_ArrayValue(SyntaxNode* node, Variable& value) {
+int Id_ArrayValue(SyntaxNode* node, Value& value) {
   if (node->m_nType != ValueType::Num && node->m_nType != ValueType::String) {
     return FailWith("Error in Id_ArrayT()");
   }
@@ -603,7 +966,7 @@ int Id_ArrayValue(SyntaxNode* node, Variable& value) {
 }
 
 int Id_ArrayT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!Id_ArrayValue(node, value)) return 0;
   PushTaken(value);
   return 1;
@@ -612,7 +975,7 @@ int Id_ArrayT(SyntaxNode* node) {
 // ---- Literals and constants ------------------------------------------------------------
 
 // The literal's text is converted on the node's first execution only.
-int NumValue(SyntaxNode* node, Variable& value) {
+int NumValue(SyntaxNode* node, Value& value) {
   if (!node->m_bNumKnown) {
     node->m_nValue = TextToNum(TextOf(node->m_szText));
     node->m_bNumKnown = true;
@@ -627,13 +990,13 @@ int NumValue(SyntaxNode* node, Variable& value) {
 }
 
 int NumT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!NumValue(node, value)) return 0;
   PushTaken(value);
   return 1;
 }
 
-int StringValue(SyntaxNode* node, Variable& value) {
+int StringValue(SyntaxNode* node, Value& value) {
   const bool hasText = node->m_szText && !node->m_szText->empty();
   if (node->m_pParent == nullptr) {
     ReportError("string:%s must be sub course", hasText ? node->m_szText->c_str() : "");
@@ -644,13 +1007,13 @@ int StringValue(SyntaxNode* node, Variable& value) {
 
 // A string literal always leaves its value, even as a statement of its own.
 int StringT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   static_cast<void>(StringValue(node, value));
   PushTaken(value);
   return 1;
 }
 
-int ConstValue(SyntaxNode* node, Variable& value) {
+int ConstValue(SyntaxNode* node, Value& value) {
   if (node->m_nConstType == ValueType::String) {
     SetText(value, node->m_szText);
   } else if (node->m_nConstType == ValueType::Num) {
@@ -666,7 +1029,7 @@ int ConstValue(SyntaxNode* node, Variable& value) {
 }
 
 int ConstT(SyntaxNode* node) {
-  Variable value;
+  Value value;
   if (!ConstValue(node, value)) return 0;
   PushTaken(value);
   return 1;

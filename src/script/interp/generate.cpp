@@ -72,9 +72,11 @@ bool TakeStep() {
   return true;
 }
 
-// The checks made before every node runs: room on the host stack and the
-// step budget. False (reported) when the run must stop.
-bool MayRun() {
+}  // namespace
+
+// The checks of MayRun when the fast test does not pass: the host stack ran
+// short, or a step budget is set.
+bool MayRunSlow() {
   if (!StackHasRoom()) {
     // Deep recursion or a very deep expression: named after the function
     // running when the host stack ran short.
@@ -88,8 +90,6 @@ bool MayRun() {
   }
   return TakeStep();
 }
-
-}  // namespace
 
 int Generate(SyntaxNode* node) {
   for (SyntaxNode* current = node; current != nullptr; current = current->m_pNext.get()) {
@@ -133,38 +133,59 @@ void ResetRunLimits() {
   theGlobal.m_nSteps = 0;
 }
 
+int EvalGeneral(SyntaxNode* node, Value& value) {
+  VariablePtr taken = EvaluateOperand(node);
+  if (!taken) return 0;
+  TakeValue(value, *taken);
+  return 1;
+}
+
+int EvalNode(SyntaxNode* node, Value& value) {
+  int ok;
+  switch (node->m_nKind) {
+    case NodeKind::OpT:
+      ok = MayRun() && OpValue(node, value);
+      break;
+    case NodeKind::IdT:
+      ok = MayRun() && IdValue(node, value);
+      break;
+    case NodeKind::NumT:
+      ok = MayRun() && NumValue(node, value);
+      break;
+    case NodeKind::Id_ArrayT:
+      ok = MayRun() && Id_ArrayValue(node, value);
+      break;
+    case NodeKind::StringT:
+      ok = MayRun() && StringValue(node, value);
+      break;
+    case NodeKind::ConstT:
+      ok = MayRun() && ConstValue(node, value);
+      break;
+    case NodeKind::AssignT:
+      ok = MayRun() && AssignValue(node, value);
+      break;
+    case NodeKind::CallT:
+      ok = MayRun() && CallValue(node, value);
+      break;
+    case NodeKind::InLineFunT:
+      ok = MayRun() && InLineFunValue(node, value);
+      break;
+    default:
+      return EvalGeneral(node, value);
+  }
+  return ok ? 1 : EvalFailed();
+}
+
+int EvalFailed() {
+  return FailWith("Error in Generate()");
+}
+
 int Eval(SyntaxNode* node, Variable& value) {
-  if (node == nullptr) return 0;
-  // Only a lone operand with a consumer: a chain or a value-less statement
-  // takes the general path with its checks.
-  if (node->m_pParent != nullptr && node->m_pNext == nullptr) {
-    int (*direct)(SyntaxNode*, Variable&) = nullptr;
-    switch (node->m_nKind) {
-      case NodeKind::OpT:
-        direct = OpValue;
-        break;
-      case NodeKind::IdT:
-        direct = IdValue;
-        break;
-      case NodeKind::Id_ArrayT:
-        direct = Id_ArrayValue;
-        break;
-      case NodeKind::NumT:
-        direct = NumValue;
-        break;
-      case NodeKind::StringT:
-        direct = StringValue;
-        break;
-      case NodeKind::ConstT:
-        direct = ConstValue;
-        break;
-      default:
-        break;
-    }
-    if (direct != nullptr) {
-      if (!MayRun() || !direct(node, value)) return FailWith("Error in Generate()");
-      return 1;
-    }
+  if (node != nullptr && node->m_nKind != NodeKind::ArrayContentT) {
+    Value scalar;
+    if (!Eval(node, scalar)) return 0;
+    TakeValue(value, scalar);
+    return 1;
   }
   VariablePtr taken = EvaluateOperand(node);
   if (!taken) return 0;
@@ -183,7 +204,21 @@ void TakeValue(Variable& to, Variable& from) {
   from.Clear();
 }
 
-void PushTaken(Variable& value) {
+void TakeValue(Value& to, Variable& from) {
+  to.m_nType = from.m_nType;
+  to.m_nNum = from.m_nNum;
+  to.m_nSize = from.m_nSize;
+  if (from.m_szValue) to.m_szValue = std::move(from.m_szValue);
+}
+
+void TakeValue(Variable& to, Value& from) {
+  to.m_nType = from.m_nType;
+  to.m_nNum = from.m_nNum;
+  to.m_nSize = from.m_nSize;
+  if (from.m_szValue) to.m_szValue = std::move(from.m_szValue);
+}
+
+void PushTaken(Value& value) {
   VariablePtr record = AllocVariable();
   TakeValue(*record, value);
   PushValue(std::move(record));

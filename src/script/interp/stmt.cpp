@@ -11,19 +11,21 @@ namespace {
 // Evaluates a condition into `truth`. A string value (the one a string `+=`
 // gives) has no truth value and fails the statement.
 bool EvaluateCondition(SyntaxNode* condition, const char* statement, bool& truth) {
-  Variable value;
-  if (!Eval(condition, value)) return false;
-  if (value.m_nType != ValueType::Num) {
+  Value other;
+  std::int32_t number = 0;
+  const int kind = EvalInt(condition, number, other);
+  if (kind == 0) return false;
+  if (kind != 1) {
     ReportError("condition of '%s' must be '%s'.", statement, "NUM");
     return false;
   }
-  truth = value.m_nNum != 0;
+  truth = number != 0;
   return true;
 }
 
 // Section labels compare like the selector: numbers by value, texts byte for
 // byte with two missing texts equal.
-bool LabelMatches(const Variable& selector, const SyntaxNode& section, bool& matches) {
+bool LabelMatches(const Value& selector, const SyntaxNode& section, bool& matches) {
   if (selector.m_nType == ValueType::Num) {
     matches = selector.m_nNum == section.m_nValue;
     return true;
@@ -73,9 +75,9 @@ int WhileT(SyntaxNode* node) {
 int SwitchT(SyntaxNode* node) {
   SyntaxNode* sections = node->m_pItems.get();
   if (sections == nullptr) return 1;
-  Variable selectorValue;
+  Value selectorValue;
   if (!Eval(node->m_pChild2.get(), selectorValue)) return FailWith("Error in SwitchT()");
-  const Variable* selector = &selectorValue;
+  const Value* selector = &selectorValue;
 
   bool running = false;
   SyntaxNode* fallback = nullptr;

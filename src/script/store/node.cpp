@@ -166,6 +166,7 @@ NodeText::operator const std::optional<std::string>&() const {
 // it releases only its array initializer. The outermost release owns the
 // list; nested ones (none in practice: listed nodes own nothing) use their own.
 SyntaxNode::~SyntaxNode() {
+  DropNumProgram(*this);
   if (!OwnsAnything(*this)) return;
   std::vector<SyntaxNode*> local;
   std::vector<SyntaxNode*>& pending = s_bReleasing ? local : s_Pending;
@@ -192,6 +193,14 @@ SyntaxNode::~SyntaxNode() {
 void NodeRelease::operator()(SyntaxNode* node) const noexcept {
   node->~SyntaxNode();
   ReturnSlot(node);
+}
+
+void DropNumProgram(SyntaxNode& node) {
+  if (node.m_nKind == NodeKind::OpT && node.m_Cache.m_Num.m_nState == 1) {
+    delete node.m_Cache.m_Num.m_pProgram;
+    node.m_Cache.m_Num.m_pProgram = nullptr;
+    node.m_Cache.m_Num.m_nState = 2;
+  }
 }
 
 NodePtr NewNode(NodeKind kind) {

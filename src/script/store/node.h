@@ -97,6 +97,21 @@ struct NameBinding {
   bool m_bValid;                     // set by the first lookup; all zero before
 };
 
+// An operator tree on nums (operators that fold, num literals, names, num
+// array elements) in postfix order, for evaluation without the tree walk. Built by the
+// interpreter on the tree's first execution and owned by the tree's top node.
+struct NumStep {
+  // 0 literal (m_nValue), 1 name (m_pName), 2 operator (m_nValue), 3 array
+  // element (m_pName; m_nValue indexes on the stack, first one lowest)
+  std::int32_t m_nKind;
+  std::int32_t m_nValue;  // the literal's number, the operator's token code, the index count
+  SyntaxNode* m_pName;    // the IdT or Id_ArrayT node of a name
+};
+struct NumProgram {
+  std::unique_ptr<NumStep[]> m_pSteps;
+  std::int32_t m_nCount = 0;
+};
+
 // What a node remembers from its first execution; which member is in use
 // follows from the node's kind. None of it is visible to a script.
 union RunCache {
@@ -112,6 +127,12 @@ union RunCache {
     const BuiltinEntry* m_pEntry;
     bool m_bKnown;
   } m_Builtin;
+  // OpT: the tree's num program; m_nState 0 not tried, 1 built (owned here),
+  // 2 not possible.
+  struct {
+    NumProgram* m_pProgram;
+    std::int32_t m_nState;
+  } m_Num;
 };
 
 // One node. A node owns its children, its item list, its array initializer
@@ -144,6 +165,8 @@ struct SyntaxNode {
   SyntaxNode& operator=(const SyntaxNode&) = delete;
 };
 
+// Releases the num program of an OpT node, which then runs without one.
+void DropNumProgram(SyntaxNode& node);
 // A zeroed node of `kind` stamped with the current line count, from the
 // run's node arena; none when memory runs out.
 NodePtr NewNode(NodeKind kind);

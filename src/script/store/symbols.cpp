@@ -19,6 +19,7 @@ std::vector<std::unique_ptr<CallFrame>> theCallFrames;
 std::vector<VariablePtr> theValueStack;
 VariablePtr theStringResult;
 std::int64_t theFrameBase = -1;
+const FunctionEntry* theTopFunction = nullptr;
 std::vector<std::unique_ptr<IncludeFrame>> theIncludes;
 
 namespace {
@@ -214,10 +215,6 @@ Variable* BindValue(const std::string& name, NameBinding& binding) {
   return global;
 }
 
-void PushValue(VariablePtr value) {
-  if (value) theValueStack.push_back(std::move(value));
-}
-
 VariablePtr PopValue() {
   if (theValueStack.empty()) {
     if (theFrameBase != -1) {
@@ -239,6 +236,7 @@ VariablePtr PopValue() {
 
 void PushFrame(std::unique_ptr<CallFrame> frame) {
   if (!frame) return;
+  theTopFunction = frame->m_pFunction;
   theCallFrames.push_back(std::move(frame));
   theGlobal.m_bInFunction = 1;
 }
@@ -247,6 +245,7 @@ std::unique_ptr<CallFrame> PopFrame() {
   if (theCallFrames.empty()) return nullptr;
   std::unique_ptr<CallFrame> frame = std::move(theCallFrames.back());
   theCallFrames.pop_back();
+  theTopFunction = theCallFrames.empty() ? nullptr : theCallFrames.back()->m_pFunction;
   if (theCallFrames.empty()) theGlobal.m_bInFunction = 0;
   return frame;
 }
@@ -263,8 +262,11 @@ void EnterFrame(FunctionEntry* function) {
     frame = std::move(s_SpareFrames.back());
     s_SpareFrames.pop_back();
   }
+  // A spare frame of the same function already holds its name.
+  if (frame->m_pFunction != function) {
+    frame->m_szFunName = function->m_szName;
+  }
   frame->m_pFunction = function;
-  frame->m_szFunName = function->m_szName;
   PushFrame(std::move(frame));
 }
 

@@ -128,6 +128,9 @@ extern std::vector<NodePtr> theStatements;  // statements outside functions, run
 extern std::vector<std::unique_ptr<CallFrame>> theCallFrames;  // innermost last
 extern std::vector<VariablePtr> theValueStack;                 // bottom first; the top is back()
 extern std::int64_t theFrameBase;  // index of the innermost frame marker, -1 for none
+// The function of the innermost call frame (none without frames or when the
+// frame names none); PushFrame and PopFrame keep it.
+extern const FunctionEntry* theTopFunction;
 extern std::vector<std::unique_ptr<IncludeFrame>> theIncludes;  // outermost first
 extern VariablePtr theStringResult;  // text result of a string built-in; none between calls
 
@@ -157,7 +160,9 @@ Variable* FindValue(const std::string& name);
 inline Variable* FindValueBound(const std::string& name, NameBinding& binding);
 // The lookup behind FindValueBound when the binding does not hold.
 Variable* BindValue(const std::string& name, NameBinding& binding);
-void PushValue(VariablePtr value);
+inline void PushValue(VariablePtr value) {
+  if (value) theValueStack.push_back(std::move(value));
+}
 VariablePtr PopValue();
 void PushFrame(std::unique_ptr<CallFrame> frame);
 std::unique_ptr<CallFrame> PopFrame();
@@ -169,8 +174,7 @@ void EnterFrame(FunctionEntry* function);
 
 inline Variable* FindValueBound(const std::string& name, NameBinding& binding) {
   if (binding.m_bValid) {
-    const FunctionEntry* function =
-        theCallFrames.empty() ? nullptr : theCallFrames.back()->m_pFunction;
+    const FunctionEntry* function = theTopFunction;
     if (binding.m_pFunction == function) {
       if (function == nullptr) return binding.m_pGlobal;
       // The remembered place holds while the frame is whole, as BindValue
