@@ -90,19 +90,12 @@ std::int32_t CompareNums(int op, std::int32_t l, std::int32_t r) {
   }
 }
 
-// Concatenation bounded by kMaxTextLength; false (reported) when too long.
-bool Concatenate(const std::optional<std::string>& l, const std::optional<std::string>& r,
-                 std::string& out) {
-  const std::size_t length = (l ? l->size() : 0) + (r ? r->size() : 0);
-  if (length > kMaxTextLength) {
-    ReportError("string longer than %d bytes.", static_cast<int>(kMaxTextLength));
-    return false;
-  }
-  out.clear();
-  out.reserve(length);
-  if (l) out += *l;
-  if (r) out += *r;
-  return true;
+// False (reported) when a concatenation of `length` bytes would be longer
+// than a string may be.
+bool TextFits(std::size_t length) {
+  if (length <= kMaxTextLength) return true;
+  ReportError("string longer than %d bytes.", static_cast<int>(kMaxTextLength));
+  return false;
 }
 
 // The messages of a binary operator that folds.
@@ -164,10 +157,7 @@ bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result);
       // L is a temporary: R's text is appended to it in place.
       const std::size_t length =
           (l.m_szValue ? l.m_szValue->size() : 0) + (r.m_szValue ? r.m_szValue->size() : 0);
-      if (length > kMaxTextLength) {
-        ReportError("string longer than %d bytes.", static_cast<int>(kMaxTextLength));
-        return false;
-      }
+      if (!TextFits(length)) return false;
       if (!l.m_szValue) l.m_szValue.emplace();
       if (r.m_szValue) l.m_szValue->append(*r.m_szValue);
       l.m_nSize = static_cast<std::int32_t>(length + 1);
@@ -296,12 +286,20 @@ bool ApplyCompound(SyntaxNode* node, Value& l, const Value& r) {
   if (!LocateStorage(target, r.m_nType, slot)) return false;
 
   if (r.m_nType == ValueType::String) {
-    std::string text;
-    if (!Concatenate(*slot.m_pText, r.m_szValue, text)) return false;
-    const auto size = static_cast<std::int32_t>(text.size() + 1);
-    *slot.m_pText = text;
+    // Appended in place, so a loop of appends copies the text only as the
+    // string grows; the result is copied out only for a consumer.
+    std::optional<std::string>& text = *slot.m_pText;
+    const std::size_t length = (text ? text->size() : 0) + (r.m_szValue ? r.m_szValue->size() : 0);
+    if (!TextFits(length)) return false;
+    if (!text) text.emplace();
+    if (r.m_szValue) text->append(*r.m_szValue);
+    const auto size = static_cast<std::int32_t>(length + 1);
     slot.m_pVariable->m_nSize = size;
-    l.m_szValue = std::move(text);
+    if (node->m_pParent != nullptr) {
+      l.m_szValue = text;
+    } else {
+      l.m_szValue.reset();
+    }
     l.m_nSize = size;
     return true;
   }
