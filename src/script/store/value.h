@@ -107,8 +107,9 @@ using VariablePtr = std::unique_ptr<Variable, VariableRecycler>;
 // A blank record (type None, no name, no text, no array) from the pool or,
 // when the pool is empty, from the heap.
 VariablePtr AllocVariable();
-// Gives the spare records back to the heap; FreeAll calls it at the end of
-// every run so that no record outlives the Action call that made it.
+// Gives the records and their slabs back to the heap once every record is
+// back in the pool; FreeAll calls it at the end of every run so that no
+// record outlives the Action call that made it.
 void ReleaseVariablePool();
 // Spare records the pool holds now (for tests of the release).
 std::size_t VariablePoolSize();
