@@ -1,6 +1,7 @@
 // Value records and array storage.
 #include "script/store/value.h"
 
+#include <cstdlib>
 #include <limits>
 #include <new>
 
@@ -12,11 +13,46 @@ namespace setup {
 
 namespace {
 
-// Spare records. A plain array, so that records released during static
+// Records come from slabs of kSlabRecords, carved in order and never freed
+// one by one: a released record goes to the pool of spare records, which
+// grows as needed, so a run that holds many records at once (the leftovers of
+// `break` in a long loop) costs one allocation per slab instead of one per
+// record. Plain pointers and arrays, so that records released during static
 // destruction (theGlobal's string result) never touch a destroyed container.
-constexpr std::size_t kPoolCapacity = 1024;
-Variable* s_Pool[kPoolCapacity] = {};
+constexpr std::size_t kSlabRecords = 256;
+struct Slab {
+  Slab* m_pNext;
+  alignas(Variable) unsigned char m_Records[kSlabRecords * sizeof(Variable)];
+};
+Slab* s_pSlabs = nullptr;      // newest first
+std::size_t s_nCarved = 0;     // records carved from the newest slab
+std::size_t s_nRecords = 0;    // records carved from all slabs
+Variable** s_pPool = nullptr;  // spare records
 std::size_t s_nPooled = 0;
+std::size_t s_nPoolCapacity = 0;
+
+// A record carved from the newest slab (a new slab when it is full), with a
+// place for it in the pool. Kept out of AllocVariable's path for spare records.
+[[gnu::noinline]] Variable* NewRecord() {
+  if (s_nRecords == s_nPoolCapacity) {
+    std::size_t capacity = s_nPoolCapacity == 0 ? kSlabRecords : 2 * s_nPoolCapacity;
+    void* pool = std::realloc(static_cast<void*>(s_pPool), capacity * sizeof(Variable*));
+    if (pool == nullptr) throw std::bad_alloc();
+    s_pPool = static_cast<Variable**>(pool);
+    s_nPoolCapacity = capacity;
+  }
+  if (s_pSlabs == nullptr || s_nCarved == kSlabRecords) {
+    Slab* slab = static_cast<Slab*>(std::malloc(sizeof(Slab)));
+    if (slab == nullptr) throw std::bad_alloc();
+    slab->m_pNext = s_pSlabs;
+    s_pSlabs = slab;
+    s_nCarved = 0;
+  }
+  Variable* record = new (s_pSlabs->m_Records + s_nCarved * sizeof(Variable)) Variable();
+  ++s_nCarved;
+  ++s_nRecords;
+  return record;
+}
 }  // namespace
 
 void Variable::Clear() {
@@ -31,21 +67,30 @@ void Variable::Clear() {
 
 void VariableRecycler::operator()(Variable* variable) const noexcept {
   if (variable == nullptr) return;
-  if (s_nPooled == kPoolCapacity) {
-    delete variable;
-    return;
-  }
   variable->Clear();
-  s_Pool[s_nPooled++] = variable;
+  // The pool never needs more places than there are records, so growing it
+  // ahead to that count keeps a release from failing.
+  s_pPool[s_nPooled++] = variable;
 }
 
 VariablePtr AllocVariable() {
-  if (s_nPooled > 0) return VariablePtr(s_Pool[--s_nPooled]);
-  return VariablePtr(new Variable());
+  if (s_nPooled > 0) return VariablePtr(s_pPool[--s_nPooled]);
+  return VariablePtr(NewRecord());
 }
 
 void ReleaseVariablePool() {
-  while (s_nPooled > 0) delete s_Pool[--s_nPooled];
+  // A record still held elsewhere keeps its slab; the slabs then serve the
+  // next run and go when all their records are back.
+  if (s_nPooled != s_nRecords) return;
+  for (std::size_t i = 0; i < s_nPooled; ++i) s_pPool[i]->~Variable();
+  while (s_pSlabs != nullptr) {
+    Slab* next = s_pSlabs->m_pNext;
+    std::free(s_pSlabs);
+    s_pSlabs = next;
+  }
+  std::free(static_cast<void*>(s_pPool));
+  s_pPool = nullptr;
+  s_nPooled = s_nRecords = s_nCarved = s_nPoolCapacity = 0;
 }
 
 std::size_t VariablePoolSize() {

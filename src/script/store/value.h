@@ -97,18 +97,19 @@ struct Variable {
   Variable& operator=(const Variable&) = delete;
 };
 
-// Releases a record into the run's pool of spare records (or to the heap
-// when the pool is full), so that temporaries cost no heap traffic.
+// Releases a record into the run's pool of spare records, so that
+// temporaries cost no heap traffic.
 struct VariableRecycler {
   void operator()(Variable* variable) const noexcept;
 };
 using VariablePtr = std::unique_ptr<Variable, VariableRecycler>;
 
 // A blank record (type None, no name, no text, no array) from the pool or,
-// when the pool is empty, from the heap.
+// when the pool is empty, from the run's slabs of records.
 VariablePtr AllocVariable();
-// Gives the spare records back to the heap; FreeAll calls it at the end of
-// every run so that no record outlives the Action call that made it.
+// Gives the records and their slabs back to the heap once every record is
+// back in the pool; FreeAll calls it at the end of every run so that no
+// record outlives the Action call that made it.
 void ReleaseVariablePool();
 // Spare records the pool holds now (for tests of the release).
 std::size_t VariablePoolSize();
