@@ -154,5 +154,27 @@ TEST_F(BindingTest, PooledRecordsComeBackBlankAndGoAtTheEndOfTheRun) {
   EXPECT_EQ(VariablePoolSize(), 0u);
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+#define SETUP_TEST_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SETUP_TEST_ASAN 1
+#endif
+#endif
+#ifdef SETUP_TEST_ASAN
+// A released record stays in its slab; AddressSanitizer still reports a use
+// of it after the release.
+TEST_F(BindingTest, AUseOfAReleasedRecordIsReported) {
+  EXPECT_DEATH(
+      {
+        VariablePtr record = NewNumValue();
+        Variable* raw = record.get();
+        record.reset();
+        raw->m_nNum = 7;
+      },
+      "use-after-poison");
+}
+#endif
+
 }  // namespace
 }  // namespace setup

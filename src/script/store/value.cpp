@@ -9,6 +9,24 @@
 #include "diag/report.h"
 #include "script/store/symbols.h"
 
+// Under AddressSanitizer a spare record is poisoned, so that a use of a record
+// after its release is reported although its memory stays in the slab.
+#if defined(__SANITIZE_ADDRESS__)
+#define SETUP_POISON_RECORDS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SETUP_POISON_RECORDS 1
+#endif
+#endif
+#ifdef SETUP_POISON_RECORDS
+#include <sanitizer/asan_interface.h>
+#define SETUP_POISON(record) ASAN_POISON_MEMORY_REGION((record), sizeof(Variable))
+#define SETUP_UNPOISON(record) ASAN_UNPOISON_MEMORY_REGION((record), sizeof(Variable))
+#else
+#define SETUP_POISON(record) ((void)(record))
+#define SETUP_UNPOISON(record) ((void)(record))
+#endif
+
 namespace setup {
 
 namespace {
@@ -71,10 +89,15 @@ void VariableRecycler::operator()(Variable* variable) const noexcept {
   // The pool never needs more places than there are records, so growing it
   // ahead to that count keeps a release from failing.
   s_pPool[s_nPooled++] = variable;
+  SETUP_POISON(variable);
 }
 
 VariablePtr AllocVariable() {
-  if (s_nPooled > 0) return VariablePtr(s_pPool[--s_nPooled]);
+  if (s_nPooled > 0) {
+    Variable* record = s_pPool[--s_nPooled];
+    SETUP_UNPOISON(record);
+    return VariablePtr(record);
+  }
   return VariablePtr(NewRecord());
 }
 
@@ -82,7 +105,10 @@ void ReleaseVariablePool() {
   // A record still held elsewhere keeps its slab; the slabs then serve the
   // next run and go when all their records are back.
   if (s_nPooled != s_nRecords) return;
-  for (std::size_t i = 0; i < s_nPooled; ++i) s_pPool[i]->~Variable();
+  for (std::size_t i = 0; i < s_nPooled; ++i) {
+    SETUP_UNPOISON(s_pPool[i]);
+    s_pPool[i]->~Variable();
+  }
   while (s_pSlabs != nullptr) {
     Slab* next = s_pSlabs->m_pNext;
     std::free(s_pSlabs);
