@@ -180,12 +180,15 @@ KeyPtr Walk(KeyPtr key, const std::vector<std::string>& parts) {
 
 // Windows keeps subkeys ordered by their names in upper case (so "SubB"
 // comes before "Sub_x"), and RegEnumKey answers them in that order.
+char KeyOrderChar(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
 bool NameBefore(const std::string& a, const std::string& b) {
-  auto upper = [](char c) {
-    return static_cast<unsigned char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
-  };
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
-                                      [&](char x, char y) { return upper(x) < upper(y); });
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+    return static_cast<unsigned char>(KeyOrderChar(x)) <
+           static_cast<unsigned char>(KeyOrderChar(y));
+  });
 }
 
 KeyPtr AddChild(const KeyPtr& key, const std::string& name) {
@@ -329,9 +332,7 @@ void Load(const KeyPtr& key, const Json& node, const Where& where, int depth) {
     std::string name;
     Get(child, here, "name", &name);
     if (name.empty()) continue;
-    for (char& c : name) {
-      if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    }
+    for (char& c : name) c = KeyOrderChar(c);
     order.emplace_back(std::move(name), i);
   }
   std::stable_sort(order.begin(), order.end(),
