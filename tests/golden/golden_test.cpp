@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -73,6 +74,36 @@ std::string CaseName(const testing::TestParamInfo<GoldenCase>& info) {
 
 INSTANTIATE_TEST_SUITE_P(Cases, Golden, testing::ValuesIn(FindCases()), CaseName);
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Golden);
+
+// The num programs and the loop machine run only without a step budget. With
+// a budget too large to be reached the tree walk runs everything, and every
+// case must print exactly what it prints without one.
+class TreeWalk : public testing::TestWithParam<GoldenCase> {};
+
+TEST_P(TreeWalk, AgreesWithTheFastPaths) {
+  const GoldenCase& test = GetParam();
+  std::vector<std::string> args = CaseArguments(test);
+  if (std::find(args.begin(), args.end(), "--step-limit") != args.end() ||
+      std::find(args.begin(), args.end(), "--check") != args.end() || UpdateRequested()) {
+    GTEST_SKIP() << "no run, or a step budget of its own";
+  }
+  args.insert(args.begin() + 1, {"--step-limit", "4000000000"});
+  const RunResult run = RunProcess(args, test.script.parent_path());
+  ASSERT_TRUE(run.failure.empty() && !run.timedOut) << test.name << ": " << run.failure;
+
+  fs::path base = test.script;
+  base.replace_extension();
+  std::string expectedOut;
+  std::string expectedErr;
+  ASSERT_TRUE(ReadWhole(base.string() + ".out", &expectedOut));
+  EXPECT_EQ(run.out, expectedOut) << UnifiedDiff(expectedOut, run.out, base.string() + ".out");
+  if (ReadWhole(base.string() + ".err", &expectedErr)) {
+    TakeExitLine(&expectedErr);
+    EXPECT_EQ(run.err, expectedErr) << UnifiedDiff(expectedErr, run.err, base.string() + ".err");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, TreeWalk, testing::ValuesIn(FindCases()), CaseName);
 
 // ---- The runner's own behaviour across runs ------------------------------------
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/global.h"
+#include "script/front/lexer.h"
 #include "script/store/node.h"
 #include "script/store/symbols.h"
 #include "script/store/value.h"
@@ -23,6 +24,84 @@ struct Value {
   std::int32_t m_nSize = 0;
   std::optional<std::string> m_szValue;  // text of a string; none = no text storage
 };
+
+// ---- Num arithmetic ------------------------------------------------------------------
+// 32-bit wrap-around; quotient and remainder stay defined for the smallest
+// num by -1. Shared by the tree walk, the num programs and the loop machine.
+
+inline std::int32_t Wrap(std::int64_t value) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+}
+inline std::int32_t Quotient(std::int32_t l, std::int32_t r) {
+  return (l == INT32_MIN && r == -1) ? INT32_MIN : l / r;
+}
+inline std::int32_t Remainder(std::int32_t l, std::int32_t r) {
+  return (l == INT32_MIN && r == -1) ? 0 : l % r;
+}
+inline std::int32_t CompareNums(int op, std::int32_t l, std::int32_t r) {
+  switch (op) {
+    case TK_LT:
+      return l < r;
+    case TK_GT:
+      return l > r;
+    case TK_LE:
+      return l <= r;
+    case TK_GE:
+      return l >= r;
+    case TK_EQ:
+      return l == r;
+    default:
+      return l != r;
+  }
+}
+// An operator that folds, on two nums; the caller has ruled out a division
+// by 0.
+inline std::int32_t NumOperator(int op, std::int32_t a, std::int32_t b) {
+  switch (op) {
+    case TK_PLUS:
+      return Wrap(std::int64_t{a} + b);
+    case TK_MINUS:
+      return Wrap(std::int64_t{a} - b);
+    case TK_STAR:
+      return Wrap(std::int64_t{a} * b);
+    case TK_SLASH:
+      return Quotient(a, b);
+    case TK_PERCENT:
+      return Remainder(a, b);
+    case TK_ANDAND:
+      return (a == 1 && b == 1) ? 1 : 0;
+    case TK_OROR:
+      return (a == 1 || b == 1) ? 1 : 0;
+    case TK_AND:
+      return a & b;
+    case TK_OR:
+      return a | b;
+    default:
+      return CompareNums(op, a, b);
+  }
+}
+// The update of a num compound assignment whose checks have passed.
+inline void UpdateCell(int op, std::int32_t& cell, std::int32_t r) {
+  switch (op) {
+    case TK_PLUS_ASSIGN:
+      cell = Wrap(std::int64_t{cell} + r);
+      break;
+    case TK_MINUS_ASSIGN:
+      cell = Wrap(std::int64_t{cell} - r);
+      break;
+    case TK_STAR_ASSIGN:
+      cell = Wrap(std::int64_t{cell} * r);
+      break;
+    case TK_SLASH_ASSIGN:
+      cell = Quotient(cell, r);
+      break;
+    default:
+      cell = Remainder(cell, r);
+      break;
+  }
+}
+// True for the operators that fold (arithmetic, comparisons, logic).
+bool IsFoldingOperator(int op);
 
 // ---- Expressions ----------------------------------------------------------------
 [[nodiscard]] int OpT(SyntaxNode* node);
@@ -54,6 +133,17 @@ struct Value {
 [[nodiscard]] int BreakT(SyntaxNode* node);
 [[nodiscard]] int ContinueT(SyntaxNode* node);
 [[nodiscard]] int ReturnT(SyntaxNode* node);
+// WhileT by the tree walk alone.
+[[nodiscard]] int WhileWalk(SyntaxNode* node);
+// Runs a while statement on the loop machine (loop.cpp): 1 done, 0 failed
+// (reported), -1 when the machine cannot run it now and the tree walk must.
+[[nodiscard]] int RunLoopCode(SyntaxNode* node);
+// The rest of a switch after the case section `section` ended with a
+// continue flag set: the following sections run as SwitchT runs them.
+[[nodiscard]] int SwitchTail(SyntaxNode* section);
+// One statement as Generate runs it (checks, evaluator, flags), without the
+// statements chained after it.
+[[nodiscard]] int GenerateOne(SyntaxNode* node);
 
 // ---- Calls ----------------------------------------------------------------------------
 [[nodiscard]] int CallT(SyntaxNode* node);

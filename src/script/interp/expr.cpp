@@ -21,23 +21,11 @@ const char* TextOf(const std::optional<std::string>& text) {
   return text ? text->c_str() : "";
 }
 
-std::int32_t Wrap(std::int64_t value) {
-  return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
-}
-
 // Makes the blank record `value` a num holding `number`.
 void SetNum(Value& value, std::int32_t number) {
   value.m_nType = ValueType::Num;
   value.m_nSize = 4;
   value.m_nNum = number;
-}
-
-// Quotient and remainder that stay defined for the smallest num by -1.
-std::int32_t Quotient(std::int32_t l, std::int32_t r) {
-  return (l == INT32_MIN && r == -1) ? INT32_MIN : l / r;
-}
-std::int32_t Remainder(std::int32_t l, std::int32_t r) {
-  return (l == INT32_MIN && r == -1) ? 0 : l % r;
 }
 
 // The string comparisons: a missing text (the empty string) equals only
@@ -70,23 +58,6 @@ std::int32_t CompareTexts(int op, const std::optional<std::string>& l,
       return order == 0;
     default:
       return order != 0;
-  }
-}
-
-std::int32_t CompareNums(int op, std::int32_t l, std::int32_t r) {
-  switch (op) {
-    case TK_LT:
-      return l < r;
-    case TK_GT:
-      return l > r;
-    case TK_LE:
-      return l <= r;
-    case TK_GE:
-      return l >= r;
-    case TK_EQ:
-      return l == r;
-    default:
-      return l != r;
   }
 }
 
@@ -178,62 +149,12 @@ bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result);
 
 // The num operators of ApplyBinary: false (reported) on a division by 0.
 bool NumBinary(int op, std::int32_t a, std::int32_t b, std::int32_t& result) {
-  switch (op) {
-    case TK_PLUS:
-      result = Wrap(std::int64_t{a} + b);
-      break;
-    case TK_MINUS:
-      result = Wrap(std::int64_t{a} - b);
-      break;
-    case TK_STAR:
-      result = Wrap(std::int64_t{a} * b);
-      break;
-    case TK_SLASH:
-    case TK_PERCENT:
-      if (b == 0) {
-        ReportError("potential divide by 0.");
-        return false;
-      }
-      result = op == TK_SLASH ? Quotient(a, b) : Remainder(a, b);
-      break;
-    case TK_ANDAND:
-      result = (a == 1 && b == 1) ? 1 : 0;
-      break;
-    case TK_OROR:
-      result = (a == 1 || b == 1) ? 1 : 0;
-      break;
-    case TK_AND:
-      result = a & b;
-      break;
-    case TK_OR:
-      result = a | b;
-      break;
-    default:
-      result = CompareNums(op, a, b);
-      break;
+  if ((op == TK_SLASH || op == TK_PERCENT) && b == 0) {
+    ReportError("potential divide by 0.");
+    return false;
   }
+  result = NumOperator(op, a, b);
   return true;
-}
-
-// The update of a num compound assignment whose checks have passed.
-void UpdateCell(int op, std::int32_t& cell, std::int32_t r) {
-  switch (op) {
-    case TK_PLUS_ASSIGN:
-      cell = Wrap(std::int64_t{cell} + r);
-      break;
-    case TK_MINUS_ASSIGN:
-      cell = Wrap(std::int64_t{cell} - r);
-      break;
-    case TK_STAR_ASSIGN:
-      cell = Wrap(std::int64_t{cell} * r);
-      break;
-    case TK_SLASH_ASSIGN:
-      cell = Quotient(cell, r);
-      break;
-    default:
-      cell = Remainder(cell, r);
-      break;
-  }
 }
 
 // The compound assignments: update the variable, leave its new value in L.
@@ -345,6 +266,10 @@ int Deliver(SyntaxNode* node, Value& value) {
 }
 
 }  // namespace
+
+bool IsFoldingOperator(int op) {
+  return FindBinaryRule(op) != nullptr;
+}
 
 // ---- Storage ---------------------------------------------------------------------------
 

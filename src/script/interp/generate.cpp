@@ -93,22 +93,26 @@ bool MayRunSlow() {
 
 int Generate(SyntaxNode* node) {
   for (SyntaxNode* current = node; current != nullptr; current = current->m_pNext.get()) {
-    if (!MayRun() || Dispatch(current) <= 0) return FailWith("Error in Generate()");
-
-    switch (current->m_nKind) {
-      case NodeKind::BreakT:
-        theGlobal.m_bBreak = 1;
-        return 1;
-      case NodeKind::ReturnT:
-        theGlobal.m_bReturn = 1;
-        break;
-      case NodeKind::ContinueT:
-        theGlobal.m_bContinue = 1;
-        break;
-      default:
-        break;
-    }
+    if (!GenerateOne(current)) return 0;
     if (theGlobal.m_bBreak || theGlobal.m_bContinue || theGlobal.m_bReturn) return 1;
+  }
+  return 1;
+}
+
+int GenerateOne(SyntaxNode* node) {
+  if (!MayRun() || Dispatch(node) <= 0) return FailWith("Error in Generate()");
+  switch (node->m_nKind) {
+    case NodeKind::BreakT:
+      theGlobal.m_bBreak = 1;
+      break;
+    case NodeKind::ReturnT:
+      theGlobal.m_bReturn = 1;
+      break;
+    case NodeKind::ContinueT:
+      theGlobal.m_bContinue = 1;
+      break;
+    default:
+      break;
   }
   return 1;
 }

@@ -49,8 +49,15 @@ int IfT(SyntaxNode* node) {
   return 1;
 }
 
-// No iteration limit: a loop ends by its condition, break or return.
+// No iteration limit: a loop ends by its condition, break or return. The
+// loop machine runs the loop when it can, the tree walk otherwise.
 int WhileT(SyntaxNode* node) {
+  const int compiled = RunLoopCode(node);
+  if (compiled >= 0) return compiled;
+  return WhileWalk(node);
+}
+
+int WhileWalk(SyntaxNode* node) {
   for (;;) {
     bool truth = false;
     if (!EvaluateCondition(node->m_pChild2.get(), "while", truth)) {
@@ -70,18 +77,14 @@ int WhileT(SyntaxNode* node) {
   }
 }
 
-// Sections fall through until a break or return; the default runs when no
-// case matched, or when a running section falls into it.
-int SwitchT(SyntaxNode* node) {
-  SyntaxNode* sections = node->m_pItems.get();
-  if (sections == nullptr) return 1;
-  Value selectorValue;
-  if (!Eval(node->m_pChild2.get(), selectorValue)) return FailWith("Error in SwitchT()");
-  const Value* selector = &selectorValue;
+namespace {
 
-  bool running = false;
+// Runs the sections from `section` on. Sections fall through until a break or
+// return; the default runs when no case matched, or when a running section
+// falls into it. `running`: a case matched before `section`.
+int RunSections(SyntaxNode* section, const Value* selector, bool running) {
   SyntaxNode* fallback = nullptr;
-  for (SyntaxNode* section = sections; section != nullptr; section = section->m_pNext.get()) {
+  for (; section != nullptr; section = section->m_pNext.get()) {
     if (section->m_nKind == NodeKind::DefaultT) {
       fallback = section;
       if (running) {
@@ -93,7 +96,9 @@ int SwitchT(SyntaxNode* node) {
     if (section->m_nKind != NodeKind::CaseT) continue;
     if (!running) {
       bool matches = false;
-      if (!LabelMatches(*selector, *section, matches)) return FailWith("Error in SwitchT()");
+      if (selector == nullptr || !LabelMatches(*selector, *section, matches)) {
+        return FailWith("Error in SwitchT()");
+      }
       if (!matches) continue;
       running = true;
     }
@@ -108,6 +113,25 @@ int SwitchT(SyntaxNode* node) {
   }
   theGlobal.m_bBreak = 0;
   return 1;
+}
+
+}  // namespace
+
+int SwitchT(SyntaxNode* node) {
+  SyntaxNode* sections = node->m_pItems.get();
+  if (sections == nullptr) return 1;
+  Value selector;
+  if (!Eval(node->m_pChild2.get(), selector)) return FailWith("Error in SwitchT()");
+  return RunSections(sections, &selector, false);
+}
+
+int SwitchTail(SyntaxNode* section) {
+  if (section->m_nKind == NodeKind::DefaultT) {
+    // The default runs last whichever way it was reached.
+    theGlobal.m_bBreak = 0;
+    return 1;
+  }
+  return RunSections(section->m_pNext.get(), nullptr, true);
 }
 
 // break and continue leave a num 1 behind; it stays in the frame until the

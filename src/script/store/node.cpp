@@ -167,6 +167,7 @@ NodeText::operator const std::optional<std::string>&() const {
 // list; nested ones (none in practice: listed nodes own nothing) use their own.
 SyntaxNode::~SyntaxNode() {
   DropNumProgram(*this);
+  DropLoopCode(*this);
   if (!OwnsAnything(*this)) return;
   std::vector<SyntaxNode*> local;
   std::vector<SyntaxNode*>& pending = s_bReleasing ? local : s_Pending;
@@ -200,6 +201,14 @@ void DropNumProgram(SyntaxNode& node) {
     delete node.m_Cache.m_Num.m_pProgram;
     node.m_Cache.m_Num.m_pProgram = nullptr;
     node.m_Cache.m_Num.m_nState = 2;
+  }
+}
+
+void DropLoopCode(SyntaxNode& node) {
+  if (node.m_nKind == NodeKind::WhileT && node.m_Cache.m_Loop.m_nState == 1) {
+    delete node.m_Cache.m_Loop.m_pCode;
+    node.m_Cache.m_Loop.m_pCode = nullptr;
+    node.m_Cache.m_Loop.m_nState = 2;
   }
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "script/store/value.h"
 
@@ -112,6 +113,51 @@ struct NumProgram {
   std::int32_t m_nCount = 0;
 };
 
+// A while statement compiled for the loop machine (script/interp/loop.cpp):
+// its condition, and the statements of its body that compute on nums, as a
+// flat instruction list; every other statement stays a tree that the machine
+// hands to the tree walk. Built on the loop's first execution and owned by
+// the WhileT node.
+struct LoopInstr {
+  std::uint8_t m_nOp;     // LoopOp (loop.cpp)
+  std::uint8_t m_nSub;    // operator of a compound assignment, index count of an element
+  std::int16_t m_nName;   // name slot
+  std::int32_t m_nValue;  // literal, jump target, unit or switch index
+};
+// A statement of the loop: what the tree walk runs when the machine hands the
+// statement over, where the machine goes on after it, and where it sits.
+struct LoopUnit {
+  SyntaxNode* m_pNode;
+  SyntaxNode* m_pSection;   // the switch section holding it directly, or none
+  std::int32_t m_nResume;   // the instruction after the statement
+  std::int32_t m_nContext;  // innermost if, while or switch around it; -1 for the loop itself
+};
+// An if, while or switch of the loop, the loop itself being context 0.
+struct LoopContext {
+  SyntaxNode* m_pNode;
+  std::int32_t m_nUnit;    // the statement that the construct is
+  std::int32_t m_nParent;  // -1 for the loop itself
+  std::int32_t m_nTop;     // while: its condition; switch: unused
+  std::int32_t m_nExit;    // while, switch: the instruction after it
+};
+struct LoopCase {
+  std::int32_t m_nLabel;
+  std::int32_t m_nTarget;
+};
+struct LoopSwitch {
+  std::int32_t m_nFirst;  // its cases in m_Cases, in section order
+  std::int32_t m_nCount;
+  std::int32_t m_nDefault;  // the default section's first instruction, else the exit
+};
+struct LoopCode {
+  std::vector<LoopInstr> m_Code;
+  std::vector<LoopUnit> m_Units;
+  std::vector<LoopContext> m_Contexts;
+  std::vector<SyntaxNode*> m_Names;  // IdT and Id_ArrayT nodes, one per name slot
+  std::vector<LoopCase> m_Cases;
+  std::vector<LoopSwitch> m_Switches;
+};
+
 // What a node remembers from its first execution; which member is in use
 // follows from the node's kind. None of it is visible to a script.
 union RunCache {
@@ -133,6 +179,11 @@ union RunCache {
     NumProgram* m_pProgram;
     std::int32_t m_nState;
   } m_Num;
+  // WhileT: the compiled loop, with the same states.
+  struct {
+    LoopCode* m_pCode;
+    std::int32_t m_nState;
+  } m_Loop;
 };
 
 // One node. A node owns its children, its item list, its array initializer
@@ -167,6 +218,8 @@ struct SyntaxNode {
 
 // Releases the num program of an OpT node, which then runs without one.
 void DropNumProgram(SyntaxNode& node);
+// Releases the compiled loop of a WhileT node.
+void DropLoopCode(SyntaxNode& node);
 // A zeroed node of `kind` stamped with the current line count, from the
 // run's node arena; none when memory runs out.
 NodePtr NewNode(NodeKind kind);

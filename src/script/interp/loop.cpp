@@ -1,0 +1,656 @@
+// The loop machine: a while statement runs as a flat instruction list
+// instead of the tree walk when that cannot change what the script sees.
+//
+// The loop's condition and the statements of its body that compute on nums
+// (assignments and compound assignments to num variables and num array
+// elements, if, while, switch on a num, break, continue) become
+// instructions; every other statement stays a tree that the machine hands to
+// the tree walk (GenerateOne), so calls, strings, declarations and returns
+// behave exactly as before. Names are looked up once when the loop starts:
+// no statement of the loop can add a variable or move the innermost frame.
+//
+// The machine runs only where the walk's per-node checks cannot fail and
+// count nothing: no step budget is set and the host stack has room to spare.
+// A statement evaluates all its operands before it stores anything, so when
+// one of its checks fails (a division by 0, an index out of range, a name
+// that no longer holds a num) nothing has changed yet: the machine hands that
+// statement to the tree walk, which runs it again from the start and reports
+// what it reports. Flags that a statement raises (break, continue, return)
+// travel up the enclosing constructs exactly as the walk's returns carry
+// them, and a failure writes the trace lines that the walk's evaluators on
+// the way up would have written.
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <vector>
+
+#include "base/global.h"
+#include "script/front/lexer.h"
+#include "script/interp/eval.h"
+#include "script/store/node.h"
+#include "script/store/symbols.h"
+
+namespace setup {
+
+namespace {
+
+enum LoopOp : std::uint8_t {
+  kUnit,     // a statement starts (m_nValue: its unit)
+  kLiteral,  // push m_nValue
+  kName,     // push the num of name slot m_nName
+  kElement,  // pop m_nSub indexes (the first lowest), push the element
+  kAdd,      // pop b and a, push a op b
+  kSub,
+  kMul,
+  kDiv,
+  kMod,
+  kLess,
+  kGreater,
+  kOther,          // another operator that folds (m_nValue: its token)
+  kStore,          // pop into the num variable of slot m_nName
+  kStoreElement,   // pop the value, then m_nSub indexes; store into the element
+  kUpdate,         // pop r; compound assignment m_nValue on the variable
+  kUpdateElement,  // pop r, then the indexes; compound assignment on the element
+  kJumpIfZero,     // pop; jump to m_nValue when 0
+  kJump,           // jump to m_nValue
+  kBreak,          // leave a num 1 and raise the break flag
+  kContinue,       // leave a num 1 and raise the continue flag
+  kSwitch,         // pop the selector; jump to the section of switch m_nValue
+  kWalk,           // hand the statement to the tree walk
+  kEnd,            // the loop's condition failed: done
+};
+
+constexpr std::size_t kMaxNames = 64;          // name slots of one loop
+constexpr std::int32_t kMaxOperandSteps = 64;  // instructions of one operand tree
+constexpr int kMaxOperandDepth = 16;
+constexpr int kMaxNesting = 16;  // constructs inside the loop
+constexpr std::size_t kMaxCode = 16384;
+constexpr std::ptrdiff_t kLoopStackMargin = 64 * 1024;
+
+bool IsCompound(int op) {
+  return op >= TK_PLUS_ASSIGN && op <= TK_PERCENT_ASSIGN;
+}
+
+// Builds the code of one loop. Statements the machine cannot run become
+// kWalk units; only the loop's own condition must compile.
+class LoopCompiler {
+ public:
+  explicit LoopCompiler(LoopCode& code) : m_Code(code) {}
+
+  bool CompileLoop(SyntaxNode* loop) {
+    m_Code.m_Units.push_back(LoopUnit{loop, nullptr, 0, -1});
+    Emit(kUnit, 0, 0, 0);
+    std::int32_t steps = 0;
+    if (!Operand(loop->m_pChild2.get(), 1, steps)) return false;
+    const std::size_t exitJump = Emit(kJumpIfZero, 0, 0, 0);
+    const auto context = NewContext(loop, 0, -1, 0);
+    Chain(loop->m_pChild1.get(), context, nullptr);
+    Emit(kJump, 0, 0, 0);
+    Patch(exitJump);
+    m_Code.m_Contexts[static_cast<std::size_t>(context)].m_nExit = Here();
+    Emit(kEnd, 0, 0, 0);
+    m_Code.m_Units[0].m_nResume = Here();
+    return !m_bTooLarge;
+  }
+
+ private:
+  std::int32_t Here() const { return static_cast<std::int32_t>(m_Code.m_Code.size()); }
+
+  std::size_t Emit(LoopOp op, int sub, int name, std::int32_t value) {
+    if (m_Code.m_Code.size() >= kMaxCode) m_bTooLarge = true;
+    m_Code.m_Code.push_back(LoopInstr{static_cast<std::uint8_t>(op), static_cast<std::uint8_t>(sub),
+                                      static_cast<std::int16_t>(name), value});
+    return m_Code.m_Code.size() - 1;
+  }
+  void Patch(std::size_t jump) { m_Code.m_Code[jump].m_nValue = Here(); }
+
+  std::int32_t NewContext(SyntaxNode* node, std::int32_t unit, std::int32_t parent,
+                          std::int32_t top) {
+    m_Code.m_Contexts.push_back(LoopContext{node, unit, parent, top, 0});
+    return static_cast<std::int32_t>(m_Code.m_Contexts.size() - 1);
+  }
+
+  // The name slot of an IdT or Id_ArrayT node; -1 when the slots are full.
+  int NameSlot(SyntaxNode* node) {
+    for (std::size_t i = 0; i < m_Code.m_Names.size(); ++i) {
+      if (m_Code.m_Names[i] == node) return static_cast<int>(i);
+    }
+    if (m_Code.m_Names.size() >= kMaxNames) return -1;
+    m_Code.m_Names.push_back(node);
+    return static_cast<int>(m_Code.m_Names.size() - 1);
+  }
+
+  // The variable a name node finds now, when it is a num (scalar or array as
+  // asked); none otherwise.
+  static Variable* NumVariable(SyntaxNode* node, bool array) {
+    if (!node->m_szText) return nullptr;
+    Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+    if (var == nullptr || var->m_nType != ValueType::Num) return nullptr;
+    if (array != (var->m_pArray != nullptr)) return nullptr;
+    if (array && (var->m_pArray->m_Dims.empty() || var->m_pArray->m_Dims.size() > 255)) {
+      return nullptr;
+    }
+    return var;
+  }
+
+  // The index operands of an element (as many as the array has dimensions);
+  // false when one does not compile.
+  bool Indexes(SyntaxNode* node, const Variable& var, int depth, std::int32_t& steps) {
+    SyntaxNode* item = node->m_pItems.get();
+    for (std::size_t d = 0; d < var.m_pArray->m_Dims.size(); ++d, item = item->m_pNext.get()) {
+      if (item == nullptr || !Operand(item->m_pChild2.get(), depth + 1, steps)) return false;
+    }
+    return true;
+  }
+
+  // An operand that the num programs accept: operators that fold, num
+  // literals, num names and num array elements.
+  bool Operand(SyntaxNode* node, int depth, std::int32_t& steps) {
+    if (node == nullptr || node->m_pParent == nullptr || node->m_pNext != nullptr) return false;
+    if (depth > kMaxOperandDepth || ++steps > kMaxOperandSteps) return false;
+    switch (node->m_nKind) {
+      case NodeKind::NumT:
+        Emit(kLiteral, 0, 0,
+             node->m_bNumKnown ? node->m_nValue
+                               : TextToNum(node->m_szText ? node->m_szText->c_str() : ""));
+        return true;
+      case NodeKind::IdT: {
+        if (NumVariable(node, false) == nullptr) return false;
+        const int slot = NameSlot(node);
+        if (slot < 0) return false;
+        Emit(kName, 0, slot, 0);
+        return true;
+      }
+      case NodeKind::Id_ArrayT: {
+        if (node->m_nType != ValueType::Num) return false;
+        const Variable* var = NumVariable(node, true);
+        if (var == nullptr || !Indexes(node, *var, depth, steps)) return false;
+        const int slot = NameSlot(node);
+        if (slot < 0) return false;
+        Emit(kElement, static_cast<int>(var->m_pArray->m_Dims.size()), slot, 0);
+        return true;
+      }
+      case NodeKind::OpT: {
+        const int op = node->m_nOp;
+        if (!IsFoldingOperator(op) || !Operand(node->m_pChild2.get(), depth + 1, steps) ||
+            !Operand(node->m_pChild0.get(), depth + 1, steps)) {
+          return false;
+        }
+        switch (op) {
+          case TK_PLUS:
+            Emit(kAdd, 0, 0, op);
+            break;
+          case TK_MINUS:
+            Emit(kSub, 0, 0, op);
+            break;
+          case TK_STAR:
+            Emit(kMul, 0, 0, op);
+            break;
+          case TK_SLASH:
+            Emit(kDiv, 0, 0, op);
+            break;
+          case TK_PERCENT:
+            Emit(kMod, 0, 0, op);
+            break;
+          case TK_LT:
+            Emit(kLess, 0, 0, op);
+            break;
+          case TK_GT:
+            Emit(kGreater, 0, 0, op);
+            break;
+          default:
+            Emit(kOther, 0, 0, op);
+            break;
+        }
+        return true;
+      }
+      default:
+        return false;
+    }
+  }
+
+  // `target = value` or `target op= value` without a consumer.
+  bool Assignment(SyntaxNode* node, bool compound) {
+    if (node->m_pParent != nullptr) return false;
+    SyntaxNode* target = node->m_pChild2.get();
+    SyntaxNode* value = node->m_pChild0.get();
+    if (target == nullptr || value == nullptr) return false;
+    std::int32_t steps = 0;
+    const int op = compound ? node->m_nOp : 0;
+    if (target->m_nKind == NodeKind::IdT) {
+      if (NumVariable(target, false) == nullptr || !Operand(value, 1, steps)) return false;
+      const int slot = NameSlot(target);
+      if (slot < 0) return false;
+      Emit(compound ? kUpdate : kStore, 0, slot, op);
+      return true;
+    }
+    if (target->m_nKind == NodeKind::Id_ArrayT && target->m_nType == ValueType::Num) {
+      const Variable* var = NumVariable(target, true);
+      if (var == nullptr || !Indexes(target, *var, 0, steps) || !Operand(value, 1, steps)) {
+        return false;
+      }
+      const int slot = NameSlot(target);
+      if (slot < 0) return false;
+      Emit(compound ? kUpdateElement : kStoreElement,
+           static_cast<int>(var->m_pArray->m_Dims.size()), slot, op);
+      return true;
+    }
+    return false;
+  }
+
+  void Chain(SyntaxNode* first, std::int32_t context, SyntaxNode* section) {
+    for (SyntaxNode* node = first; node != nullptr && !m_bTooLarge; node = node->m_pNext.get()) {
+      Statement(node, context, section);
+    }
+  }
+
+  void Statement(SyntaxNode* node, std::int32_t context, SyntaxNode* section) {
+    const auto unit = static_cast<std::int32_t>(m_Code.m_Units.size());
+    m_Code.m_Units.push_back(LoopUnit{node, section, 0, context});
+    const std::int32_t start = Here();
+    Emit(kUnit, 0, 0, unit);
+    const std::size_t codeMark = m_Code.m_Code.size();
+    const std::size_t nameMark = m_Code.m_Names.size();
+    if (!Construct(node, unit, context, start)) {
+      // The tree walk runs it; nothing compiled for it stays.
+      m_Code.m_Code.resize(codeMark);
+      m_Code.m_Names.resize(nameMark);
+      Emit(kWalk, 0, 0, 0);
+    }
+    m_Code.m_Units[static_cast<std::size_t>(unit)].m_nResume = Here();
+  }
+
+  // The instructions of one statement after its kUnit; false when the tree
+  // walk must run it (before anything of its body was compiled).
+  bool Construct(SyntaxNode* node, std::int32_t unit, std::int32_t context, std::int32_t start) {
+    std::int32_t steps = 0;
+    switch (node->m_nKind) {
+      case NodeKind::AssignT:
+        return Assignment(node, false);
+      case NodeKind::OpT:
+        return IsCompound(node->m_nOp) && Assignment(node, true);
+      case NodeKind::BreakT:
+        Emit(kBreak, 0, 0, 0);
+        return true;
+      case NodeKind::ContinueT:
+        Emit(kContinue, 0, 0, 0);
+        return true;
+      case NodeKind::IfT: {
+        if (m_nNesting >= kMaxNesting || !Operand(node->m_pChild2.get(), 1, steps)) return false;
+        const std::size_t toElse = Emit(kJumpIfZero, 0, 0, 0);
+        const std::int32_t inner = NewContext(node, unit, context, 0);
+        ++m_nNesting;
+        Chain(node->m_pChild1.get(), inner, nullptr);
+        if (node->m_pChild0 != nullptr) {
+          const std::size_t toEnd = Emit(kJump, 0, 0, 0);
+          Patch(toElse);
+          Chain(node->m_pChild0.get(), inner, nullptr);
+          Patch(toEnd);
+        } else {
+          Patch(toElse);
+        }
+        --m_nNesting;
+        m_Code.m_Contexts[static_cast<std::size_t>(inner)].m_nExit = Here();
+        return true;
+      }
+      case NodeKind::WhileT: {
+        if (m_nNesting >= kMaxNesting || !Operand(node->m_pChild2.get(), 1, steps)) return false;
+        const std::size_t toExit = Emit(kJumpIfZero, 0, 0, 0);
+        const std::int32_t inner = NewContext(node, unit, context, start);
+        ++m_nNesting;
+        Chain(node->m_pChild1.get(), inner, nullptr);
+        --m_nNesting;
+        Emit(kJump, 0, 0, start);
+        Patch(toExit);
+        m_Code.m_Contexts[static_cast<std::size_t>(inner)].m_nExit = Here();
+        return true;
+      }
+      case NodeKind::SwitchT:
+        return Switch(node, unit, context, steps);
+      default:
+        return false;
+    }
+  }
+
+  // A switch on a num: the first case whose label equals the selector, else
+  // the default, else the end; sections fall through in order, and falling
+  // into the default runs it and ends the switch, as SwitchT does.
+  bool Switch(SyntaxNode* node, std::int32_t unit, std::int32_t context, std::int32_t& steps) {
+    SyntaxNode* sections = node->m_pItems.get();
+    if (sections == nullptr || m_nNesting >= kMaxNesting) return false;
+    int defaults = 0;
+    for (SyntaxNode* s = sections; s != nullptr; s = s->m_pNext.get()) {
+      if (s->m_nKind == NodeKind::DefaultT) ++defaults;
+    }
+    if (defaults > 1 || !Operand(node->m_pChild2.get(), 1, steps)) return false;
+    const auto index = static_cast<std::int32_t>(m_Code.m_Switches.size());
+    m_Code.m_Switches.push_back(LoopSwitch{0, 0, -1});
+    Emit(kSwitch, 0, 0, index);
+    const std::int32_t inner = NewContext(node, unit, context, 0);
+    std::vector<LoopCase> cases;
+    std::size_t toExit = 0;
+    bool hasDefault = false;
+    ++m_nNesting;
+    for (SyntaxNode* s = sections; s != nullptr; s = s->m_pNext.get()) {
+      if (s->m_nKind == NodeKind::CaseT) {
+        cases.push_back(LoopCase{s->m_nValue, Here()});
+        Chain(s->m_pChild2.get(), inner, s);
+      } else if (s->m_nKind == NodeKind::DefaultT) {
+        m_Code.m_Switches[static_cast<std::size_t>(index)].m_nDefault = Here();
+        Chain(s->m_pChild2.get(), inner, s);
+        toExit = Emit(kJump, 0, 0, 0);
+        hasDefault = true;
+      }
+    }
+    --m_nNesting;
+    if (hasDefault) Patch(toExit);
+    LoopSwitch& table = m_Code.m_Switches[static_cast<std::size_t>(index)];
+    table.m_nFirst = static_cast<std::int32_t>(m_Code.m_Cases.size());
+    table.m_nCount = static_cast<std::int32_t>(cases.size());
+    if (!hasDefault) table.m_nDefault = Here();
+    m_Code.m_Cases.insert(m_Code.m_Cases.end(), cases.begin(), cases.end());
+    m_Code.m_Contexts[static_cast<std::size_t>(inner)].m_nExit = Here();
+    return true;
+  }
+
+  LoopCode& m_Code;
+  int m_nNesting = 0;
+  bool m_bTooLarge = false;
+};
+
+// The code of `loop`, built on its first execution; none when its condition
+// is not a num operand the machine can evaluate.
+const LoopCode* CodeOf(SyntaxNode* loop) {
+  auto& cache = loop->m_Cache.m_Loop;
+  if (cache.m_nState == 0) {
+    cache.m_nState = 2;
+    auto* code = new (std::nothrow) LoopCode;
+    if (code == nullptr) return nullptr;
+    bool built = false;
+    try {
+      built = LoopCompiler(*code).CompileLoop(loop);
+    } catch (const std::bad_alloc&) {
+      built = false;
+    }
+    if (!built || code->m_Names.size() > kMaxNames) {
+      delete code;
+      return nullptr;
+    }
+    cache.m_pCode = code;
+    cache.m_nState = 1;
+  }
+  return cache.m_nState == 1 ? cache.m_pCode : nullptr;
+}
+
+const char* TraceOf(const SyntaxNode* construct) {
+  switch (construct->m_nKind) {
+    case NodeKind::IfT:
+      return "Error in IfT()";
+    case NodeKind::SwitchT:
+      return "Error in SwitchT()";
+    default:
+      return "Error in WhileT()";
+  }
+}
+
+// A statement of context `context` failed and the chain that held it wrote
+// its trace: the constructs around it fail in turn, as their evaluators
+// would, up to the loop itself.
+int Unwind(const LoopCode& code, std::int32_t context) {
+  while (context >= 0) {
+    const LoopContext& k = code.m_Contexts[static_cast<std::size_t>(context)];
+    FailWith(TraceOf(k.m_pNode));
+    if (k.m_nParent >= 0) FailWith("Error in Generate()");
+    context = k.m_nParent;
+  }
+  return 0;
+}
+
+enum RaiseResult { kRaiseDone, kRaiseFailed, kRaiseGoOn };
+
+// Statement `unit` ended with a flag set: the chain holding it returns, and
+// each construct around it does what its evaluator does with the flag. Sets
+// `next` where the machine goes on.
+RaiseResult Raise(const LoopCode& code, std::int32_t unit, std::int32_t& next) {
+  for (;;) {
+    const LoopUnit& u = code.m_Units[static_cast<std::size_t>(unit)];
+    if (u.m_nContext < 0) return kRaiseDone;  // the loop itself returns 1
+    const LoopContext& k = code.m_Contexts[static_cast<std::size_t>(u.m_nContext)];
+    switch (k.m_pNode->m_nKind) {
+      case NodeKind::WhileT:
+        if (theGlobal.m_bBreak) {
+          theGlobal.m_bBreak = 0;
+          next = k.m_nExit;
+          return kRaiseGoOn;
+        }
+        if (theGlobal.m_bContinue) {
+          theGlobal.m_bContinue = 0;
+          next = k.m_nTop;
+          return kRaiseGoOn;
+        }
+        break;  // a return: WhileT returns 1
+      case NodeKind::SwitchT:
+        if (theGlobal.m_bBreak || theGlobal.m_bReturn) {
+          theGlobal.m_bBreak = 0;
+          if (!theGlobal.m_bReturn) {
+            next = k.m_nExit;
+            return kRaiseGoOn;
+          }
+          break;
+        }
+        // A continue: the following sections run as SwitchT runs them.
+        if (!SwitchTail(u.m_pSection)) {
+          FailWith("Error in Generate()");
+          Unwind(code, k.m_nParent);
+          return kRaiseFailed;
+        }
+        if (!theGlobal.m_bBreak && !theGlobal.m_bContinue && !theGlobal.m_bReturn) {
+          next = k.m_nExit;
+          return kRaiseGoOn;
+        }
+        break;
+      default:
+        break;  // IfT returns 1
+    }
+    unit = k.m_nUnit;
+  }
+}
+
+// Finds the element of a num array that LocateStorage would find, popping
+// its indexes; none when a check fails.
+SETUP_ALWAYS_INLINE std::int32_t* ElementCell(Variable* var, int dims, std::int32_t* stack,
+                                              int& top) {
+  if (var->m_nType != ValueType::Num || !var->m_pArray) return nullptr;
+  ArrayStore& store = *var->m_pArray;
+  if (static_cast<int>(store.m_Dims.size()) != dims) return nullptr;
+  top -= dims;
+  std::int64_t position = 0;
+  std::int64_t stride = 1;
+  for (int d = 0; d < dims; ++d) {
+    const std::int32_t index = stack[top + d];
+    const std::int32_t size = store.m_Dims[static_cast<std::size_t>(d)];
+    if (index < 0 || index >= size) return nullptr;
+    position += index * stride;
+    stride *= size;
+  }
+  if (static_cast<std::size_t>(position) >= store.m_Nums.size()) return nullptr;
+  return &store.m_Nums[static_cast<std::size_t>(position)];
+}
+
+SETUP_ALWAYS_INLINE bool IsNumScalar(const Variable* var) {
+  return var->m_nType == ValueType::Num && !var->m_pArray;
+}
+
+int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
+  std::int32_t stack[kMaxOperandSteps + 1];
+  int top = 0;
+  const LoopInstr* const base = code.m_Code.data();
+  const LoopInstr* pc = base;
+  std::int32_t unit = 0;
+  for (;;) {
+    const LoopInstr& in = *pc++;
+    switch (static_cast<LoopOp>(in.m_nOp)) {
+      case kUnit:
+        unit = in.m_nValue;
+        continue;
+      case kLiteral:
+        stack[top++] = in.m_nValue;
+        continue;
+      case kName: {
+        const Variable* var = vars[in.m_nName];
+        if (!IsNumScalar(var)) break;
+        stack[top++] = var->m_nNum;
+        continue;
+      }
+      case kElement: {
+        const std::int32_t* cell = ElementCell(vars[in.m_nName], in.m_nSub, stack, top);
+        if (cell == nullptr) break;
+        stack[top++] = *cell;
+        continue;
+      }
+      case kAdd:
+        --top;
+        stack[top - 1] = Wrap(std::int64_t{stack[top - 1]} + stack[top]);
+        continue;
+      case kSub:
+        --top;
+        stack[top - 1] = Wrap(std::int64_t{stack[top - 1]} - stack[top]);
+        continue;
+      case kMul:
+        --top;
+        stack[top - 1] = Wrap(std::int64_t{stack[top - 1]} * stack[top]);
+        continue;
+      case kDiv:
+        if (stack[top - 1] == 0) break;
+        --top;
+        stack[top - 1] = Quotient(stack[top - 1], stack[top]);
+        continue;
+      case kMod:
+        if (stack[top - 1] == 0) break;
+        --top;
+        stack[top - 1] = Remainder(stack[top - 1], stack[top]);
+        continue;
+      case kLess:
+        --top;
+        stack[top - 1] = stack[top - 1] < stack[top] ? 1 : 0;
+        continue;
+      case kGreater:
+        --top;
+        stack[top - 1] = stack[top - 1] > stack[top] ? 1 : 0;
+        continue;
+      case kOther:
+        --top;
+        stack[top - 1] = NumOperator(in.m_nValue, stack[top - 1], stack[top]);
+        continue;
+      case kStore: {
+        Variable* var = vars[in.m_nName];
+        if (!IsNumScalar(var)) break;
+        var->m_nNum = stack[--top];
+        continue;
+      }
+      case kStoreElement: {
+        const std::int32_t value = stack[--top];
+        std::int32_t* cell = ElementCell(vars[in.m_nName], in.m_nSub, stack, top);
+        if (cell == nullptr) break;
+        *cell = value;
+        continue;
+      }
+      case kUpdate: {
+        Variable* var = vars[in.m_nName];
+        const std::int32_t r = stack[top - 1];
+        if (!IsNumScalar(var) ||
+            (r == 0 && (in.m_nValue == TK_SLASH_ASSIGN || in.m_nValue == TK_PERCENT_ASSIGN))) {
+          break;
+        }
+        --top;
+        UpdateCell(in.m_nValue, var->m_nNum, r);
+        continue;
+      }
+      case kUpdateElement: {
+        const std::int32_t r = stack[--top];
+        if (r == 0 && (in.m_nValue == TK_SLASH_ASSIGN || in.m_nValue == TK_PERCENT_ASSIGN)) break;
+        std::int32_t* cell = ElementCell(vars[in.m_nName], in.m_nSub, stack, top);
+        if (cell == nullptr) break;
+        UpdateCell(in.m_nValue, *cell, r);
+        continue;
+      }
+      case kJumpIfZero:
+        if (stack[--top] == 0) pc = base + in.m_nValue;
+        continue;
+      case kJump:
+        pc = base + in.m_nValue;
+        continue;
+      case kBreak:
+      case kContinue: {
+        PushValue(MakeNum(1));
+        if (in.m_nOp == kBreak) {
+          theGlobal.m_bBreak = 1;
+        } else {
+          theGlobal.m_bContinue = 1;
+        }
+        std::int32_t next = 0;
+        const RaiseResult raised = Raise(code, unit, next);
+        if (raised == kRaiseDone) return 1;
+        if (raised == kRaiseFailed) return 0;
+        pc = base + next;
+        continue;
+      }
+      case kSwitch: {
+        const std::int32_t selector = stack[--top];
+        const LoopSwitch& table = code.m_Switches[static_cast<std::size_t>(in.m_nValue)];
+        std::int32_t target = table.m_nDefault;
+        const LoopCase* c = code.m_Cases.data() + table.m_nFirst;
+        for (const LoopCase* end = c + table.m_nCount; c != end; ++c) {
+          if (c->m_nLabel == selector) {
+            target = c->m_nTarget;
+            break;
+          }
+        }
+        pc = base + target;
+        continue;
+      }
+      case kWalk:
+        break;
+      case kEnd:
+        return 1;
+    }
+
+    // The statement goes to the tree walk; it has changed nothing yet.
+    top = 0;
+    if (unit == 0) return WhileWalk(loop);  // the loop's own condition
+    const LoopUnit& u = code.m_Units[static_cast<std::size_t>(unit)];
+    if (!GenerateOne(u.m_pNode)) return Unwind(code, u.m_nContext);
+    pc = base + u.m_nResume;
+    if (theGlobal.m_bBreak || theGlobal.m_bContinue || theGlobal.m_bReturn) {
+      std::int32_t next = 0;
+      const RaiseResult raised = Raise(code, unit, next);
+      if (raised == kRaiseDone) return 1;
+      if (raised == kRaiseFailed) return 0;
+      pc = base + next;
+    }
+  }
+}
+
+}  // namespace
+
+int RunLoopCode(SyntaxNode* node) {
+  if (theGlobal.m_nStepLimit != 0) return -1;
+  if (theGlobal.m_pStackBase != nullptr) {
+    const char* here = static_cast<const char*>(__builtin_frame_address(0));
+    if (theGlobal.m_pStackBase - here >= kStackBudget - kLoopStackMargin) return -1;
+  }
+  if (node->m_Cache.m_Loop.m_nState == 2) return -1;
+  const LoopCode* code = CodeOf(node);
+  if (code == nullptr) return -1;
+  // Every name of the loop, as the walk would find it now; the frame and the
+  // variables stay the same while the loop runs.
+  Variable* vars[kMaxNames];
+  for (std::size_t i = 0; i < code->m_Names.size(); ++i) {
+    SyntaxNode* name = code->m_Names[i];
+    vars[i] = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
+    if (vars[i] == nullptr) return -1;
+  }
+  return Execute(node, *code, vars);
+}
+
+}  // namespace setup
