@@ -39,6 +39,7 @@ void ResetGlobal(Global& g) {
   g.m_bNeedReboot = 0;
   g.m_pStackBase = nullptr;
   g.m_nSteps = 0;
+  g.m_nPasses = 0;
   g.m_bRunAbandoned = 0;
   g.m_nLiveElements = 0;
 }

@@ -101,7 +101,12 @@ class Global {
   // Test hook for fuzzers and tests: when non-zero, the evaluator steps one run
   // may take; the run fails once they are used up. Set by the host, never reset.
   std::uint32_t m_nStepLimit = 0;
-  std::uint32_t m_nSteps = 0;        // evaluator steps taken in this run (RunMain clears it)
+  std::uint32_t m_nSteps = 0;  // evaluator steps taken in this run (RunMain clears it)
+  // Test hook for fuzzers: when non-zero, the loop passes and script calls one
+  // run may make. Unlike the step budget it counts the same on every
+  // evaluation path, so it bounds runs that keep the fast paths.
+  std::uint32_t m_nPassLimit = 0;
+  std::uint32_t m_nPasses = 0;       // loop passes and calls made in this run
   std::uint8_t m_bRunAbandoned = 0;  // a limit stopped the run (set by AbandonRun)
   std::int64_t m_nLiveElements = 0;  // array elements the run holds (the element budget)
 };

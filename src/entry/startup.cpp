@@ -13,6 +13,7 @@
 #include "diag/report.h"
 #include "package/package.h"
 #include "script/front/keywords.h"
+#include "script/store/symbols.h"
 
 namespace setup {
 
@@ -186,7 +187,9 @@ int LibraryDetach() {
   }
   // Back to the state of a freshly loaded library, so that a detach that
   // follows another one (the loader's, after a failed attach) finds nothing
-  // left to delete.
+  // left to delete, and a library loaded again after a failed attach starts
+  // without the failure's flags.
+  ResetRun();
   std::memset(theGlobal.m_szFileName, 0, sizeof theGlobal.m_szFileName);
   theGlobal.m_nOsVersion = kInitialOsVersion;
   theGlobal.m_nLanguage = kInitialLanguage;

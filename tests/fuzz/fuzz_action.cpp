@@ -5,8 +5,14 @@
 //
 // The last four bytes of an input steer the run (a script's closing comment
 // in the seeds): the machine profile (Windows version and locale; 64-bit
-// Windows and a 32-bit process on it), the machine's flags and two words of
-// the command string. The script is every byte before them.
+// Windows and a 32-bit process on it; the budget mode), the machine's flags
+// and two words of the command string. The script is every byte before them.
+//
+// Runs under a step budget take the tree walk only. With the profile byte's
+// 0x20 bit the run has no step budget (so the num programs and the loop
+// machine run) and a pass budget ends it instead; the same input then runs
+// again on a fresh machine with a step budget too large to reach, and the two
+// runs must print the same and give the same results.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -23,6 +29,8 @@ namespace {
 
 plat::HMODULE const kModule = reinterpret_cast<plat::HMODULE>(0x10000000);
 constexpr std::uint32_t kStepBudget = 50000;
+constexpr std::uint32_t kPassBudget = 5000;
+constexpr std::uint32_t kUnreachableSteps = 0xFFFFFFFFu;
 constexpr std::size_t kControlBytes = 4;
 
 struct OsProfile {
@@ -69,6 +77,40 @@ void ShapeMachine(std::uint8_t profileByte, std::uint8_t flags) {
   if (flags & 0x40) sim::FailNext(sim::Op::CreateFile, plat::ERROR_ACCESS_DENIED, flags >> 7);
 }
 
+// What one run shows: the standard output, the events and Action's results.
+struct RunTrace {
+  std::string out;
+  std::vector<int> results;
+};
+
+// Runs the packaged script once on a fresh machine.
+RunTrace RunOnce(const std::vector<char>& module, const std::uint8_t* control,
+                 std::uint32_t stepLimit, std::uint32_t passLimit) {
+  RunTrace trace;
+  std::string error;
+  if (!sim::Reset({}, &error)) __builtin_trap();  // the machine itself must always start
+  sim::SetStdoutSink(
+      [&trace](const char* text, std::size_t size) { trace.out.append(text, size); });
+  sim::SetEventSink([&trace](const std::string& event) { trace.out += event + "\n"; });
+  sim::SetFastSleep(true);
+  sim::SetFixedTime(plat::SYSTEMTIME{2024, 1, 1, 1, 0, 0, 0, 0});
+  ShapeMachine(control[0], control[1]);
+  setup::theGlobal.m_nStepLimit = stepLimit;
+  setup::theGlobal.m_nPassLimit = passLimit;
+  const std::string command =
+      kWords[control[2] % std::size(kWords)] + " " + kWords[control[3] % std::size(kWords)];
+
+  if (sim::SetModule(kModule, "C:\\Program Files\\Setup\\Setup.dll", module) &&
+      setup::DllMain(kModule, setup::kDllProcessAttach, nullptr)) {
+    trace.results.push_back(Action(command.c_str()));
+    trace.results.push_back(Action(""));
+    setup::DllMain(kModule, setup::kDllProcessDetach, nullptr);
+  }
+  sim::SetStdoutSink([](const char*, std::size_t) {});
+  sim::SetEventSink([](const std::string&) {});
+  return trace;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -81,21 +123,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::vector<char> module;
   std::string error;
   if (!setup::pack::AppendPackage(module, {{"fuzz.cxx", script}}, &error)) return 0;
-  if (!sim::Reset({}, &error)) __builtin_trap();  // the machine itself must always start
 
-  sim::SetStdoutSink([](const char*, std::size_t) {});
-  sim::SetEventSink([](const std::string&) {});
-  sim::SetFastSleep(true);
-  ShapeMachine(control[0], control[1]);
-  setup::theGlobal.m_nStepLimit = kStepBudget;
-  const std::string command =
-      kWords[control[2] % std::size(kWords)] + " " + kWords[control[3] % std::size(kWords)];
-
-  if (sim::SetModule(kModule, "C:\\Program Files\\Setup\\Setup.dll", module) &&
-      setup::DllMain(kModule, setup::kDllProcessAttach, nullptr)) {
-    Action(command.c_str());
-    Action("");
-    setup::DllMain(kModule, setup::kDllProcessDetach, nullptr);
+  if ((control[0] & 0x20) == 0) {
+    RunOnce(module, control, kStepBudget, 0);
+    return 0;
   }
+  const RunTrace fast = RunOnce(module, control, 0, kPassBudget);
+  const RunTrace walk = RunOnce(module, control, kUnreachableSteps, kPassBudget);
+  // The host stack runs short at a depth that depends on the evaluation
+  // path's frames, so runs that reach it may differ.
+  if (fast.out.find("call stack overflow") != std::string::npos ||
+      walk.out.find("call stack overflow") != std::string::npos) {
+    return 0;
+  }
+  if (fast.out != walk.out || fast.results != walk.results) __builtin_trap();
   return 0;
 }

@@ -323,6 +323,9 @@ TEST_F(StartupTest, ReaderFailureLeavesItsOutputButDeletesNothing) {
   EXPECT_EQ(m_Out, "\n$ can not generate 'setup.cxx':win error code:0x00000070 ");
   EXPECT_EQ(m_Events, "[msgbox] Prompt: Not any script section -> 1\n");
   EXPECT_EQ(sim::GetFile("C:\\WINDOWS\\setup.cxx"), "");
+  // Loaded again, the library starts without the failure's error flag, which
+  // would otherwise stop the next compilation without a message.
+  EXPECT_EQ(theGlobal.ErrorFlag, 0);
 }
 
 }  // namespace

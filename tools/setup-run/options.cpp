@@ -353,6 +353,9 @@ int ParseOptions(int argc, char** argv, Options* options) {
   app.add_option("--step-limit", options->stepLimit,
                  "Fail the run after N evaluation steps (0: no limit)")
       ->type_name("N");
+  app.add_option("--pass-limit", options->passLimit,
+                 "Fail the run after N loop passes and script calls (0: no limit)")
+      ->type_name("N");
   app.add_option("--import-reg", options->importRegs,
                  "Merge a registry export (.reg) into the machine before the run; repeatable")
       ->type_name("FILE")

@@ -105,6 +105,7 @@ struct Options {
   std::vector<DeviceSpec> devices;
   std::vector<KeyRestriction> keyRestrictions;  // saved with --machine
   std::uint32_t stepLimit = 0;
+  std::uint32_t passLimit = 0;
 
   // Registry files and change sets.
   std::vector<std::string> importRegs;  // --import-reg: merged into the machine before the run

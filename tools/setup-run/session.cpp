@@ -377,6 +377,7 @@ int RunSession(const Options& options, SessionReport* report) {
     return kExitUsage;
   }
   setup::theGlobal.m_nStepLimit = options.stepLimit;
+  setup::theGlobal.m_nPassLimit = options.passLimit;
   if (report != nullptr) {
     // Quiet run of a matrix: the output is dropped, the events are counted.
     sim::SetStdoutSink([](const char*, std::size_t) {});

@@ -228,7 +228,7 @@ namespace {
 int RunCall(SyntaxNode* node, VariablePtr& result) {
   const char* name = NameOf(node);
   FunctionEntry* function = Callee(node);
-  if (function == nullptr) return CallTail(name);
+  if (function == nullptr || !TakePass()) return CallTail(name);
   if (!function->m_pDefinition) {
     ReportError("The function '%s' had not defined so far.", name);
     return CallTail(name);

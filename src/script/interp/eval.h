@@ -199,6 +199,13 @@ SETUP_ALWAYS_INLINE bool MayRun() {
   return MayRunSlow();
 }
 
+// The test hook that bounds loop passes and calls (m_nPassLimit): false
+// (reported once) when the run must stop.
+bool CountPass();
+SETUP_ALWAYS_INLINE bool TakePass() {
+  return theGlobal.m_nPassLimit == 0 || CountPass();
+}
+
 // Eval's general path (through Generate and the value stack), the direct
 // evaluators by kind, and the failure report.
 [[nodiscard]] int EvalGeneral(SyntaxNode* node, Value& value);

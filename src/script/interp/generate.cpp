@@ -135,6 +135,19 @@ void ResetRunLimits() {
   theGlobal.m_bRunAbandoned = 0;
   ResetArrayBudget();
   theGlobal.m_nSteps = 0;
+  theGlobal.m_nPasses = 0;
+}
+
+bool CountPass() {
+  if (theGlobal.m_nPasses >= theGlobal.m_nPassLimit) {
+    if (!theGlobal.m_bRunAbandoned) {
+      ReportError("pass limit of %u loop passes and calls reached.", theGlobal.m_nPassLimit);
+      AbandonRun();
+    }
+    return false;
+  }
+  ++theGlobal.m_nPasses;
+  return true;
 }
 
 int EvalGeneral(SyntaxNode* node, Value& value) {

@@ -52,6 +52,7 @@ enum LoopOp : std::uint8_t {
   kUpdate,         // pop r; compound assignment m_nValue on the variable
   kUpdateElement,  // pop r, then the indexes; compound assignment on the element
   kJumpIfZero,     // pop; jump to m_nValue when 0
+  kLoopTest,       // kJumpIfZero for a while's condition: one loop pass
   kJump,           // jump to m_nValue
   kBreak,          // leave a num 1 and raise the break flag
   kContinue,       // leave a num 1 and raise the continue flag
@@ -82,7 +83,7 @@ class LoopCompiler {
     Emit(kUnit, 0, 0, 0);
     std::int32_t steps = 0;
     if (!Operand(loop->m_pChild2.get(), 1, steps)) return false;
-    const std::size_t exitJump = Emit(kJumpIfZero, 0, 0, 0);
+    const std::size_t exitJump = Emit(kLoopTest, 0, 0, 0);
     const auto context = NewContext(loop, 0, -1, 0);
     Chain(loop->m_pChild1.get(), context, nullptr);
     Emit(kJump, 0, 0, 0);
@@ -295,7 +296,7 @@ class LoopCompiler {
       }
       case NodeKind::WhileT: {
         if (m_nNesting >= kMaxNesting || !Operand(node->m_pChild2.get(), 1, steps)) return false;
-        const std::size_t toExit = Emit(kJumpIfZero, 0, 0, 0);
+        const std::size_t toExit = Emit(kLoopTest, 0, 0, 0);
         const std::int32_t inner = NewContext(node, unit, context, start);
         ++m_nNesting;
         Chain(node->m_pChild1.get(), inner, nullptr);
@@ -574,6 +575,11 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
         UpdateCell(in.m_nValue, *cell, r);
         continue;
       }
+      case kLoopTest:
+        // The walk counts the pass after the condition; when the budget is
+        // used up it reports, and the walk's own count fails the loop.
+        if (!TakePass()) break;
+        [[fallthrough]];
       case kJumpIfZero:
         if (stack[--top] == 0) pc = base + in.m_nValue;
         continue;

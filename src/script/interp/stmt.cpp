@@ -60,7 +60,7 @@ int WhileT(SyntaxNode* node) {
 int WhileWalk(SyntaxNode* node) {
   for (;;) {
     bool truth = false;
-    if (!EvaluateCondition(node->m_pChild2.get(), "while", truth)) {
+    if (!EvaluateCondition(node->m_pChild2.get(), "while", truth) || !TakePass()) {
       return FailWith("Error in WhileT()");
     }
     if (!truth) return 1;

@@ -1,0 +1,3 @@
+--pass-limit 40
+/done
+
