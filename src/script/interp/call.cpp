@@ -198,6 +198,10 @@ int LeaveFunction() {
     return FailWith("Error in LeaveFunction()");
   }
   while (static_cast<std::int64_t>(theValueStack.size()) - 1 > theFrameBase) {
+    if (IsLeftover(theValueStack.back().get())) {
+      theValueStack.pop_back();  // nothing to give back
+      continue;
+    }
     VariablePtr value = PopValue();
     // The frame's own arrays give their elements back to the run's budget.
     if (value->m_pArray && !IsBorrowed(value->m_pArray)) {

@@ -72,6 +72,26 @@ bool TakeStep() {
   return true;
 }
 
+// One statement of a chain: the checks, its evaluator, and the flag that a
+// break, return or continue raises.
+SETUP_ALWAYS_INLINE int RunStatement(SyntaxNode* node) {
+  if (!MayRun() || Dispatch(node) <= 0) return FailWith("Error in Generate()");
+  switch (node->m_nKind) {
+    case NodeKind::BreakT:
+      theGlobal.m_bBreak = 1;
+      break;
+    case NodeKind::ReturnT:
+      theGlobal.m_bReturn = 1;
+      break;
+    case NodeKind::ContinueT:
+      theGlobal.m_bContinue = 1;
+      break;
+    default:
+      break;
+  }
+  return 1;
+}
+
 }  // namespace
 
 // The checks of MayRun when the fast test does not pass: the host stack ran
@@ -93,28 +113,14 @@ bool MayRunSlow() {
 
 int Generate(SyntaxNode* node) {
   for (SyntaxNode* current = node; current != nullptr; current = current->m_pNext.get()) {
-    if (!GenerateOne(current)) return 0;
+    if (!RunStatement(current)) return 0;
     if (theGlobal.m_bBreak || theGlobal.m_bContinue || theGlobal.m_bReturn) return 1;
   }
   return 1;
 }
 
 int GenerateOne(SyntaxNode* node) {
-  if (!MayRun() || Dispatch(node) <= 0) return FailWith("Error in Generate()");
-  switch (node->m_nKind) {
-    case NodeKind::BreakT:
-      theGlobal.m_bBreak = 1;
-      break;
-    case NodeKind::ReturnT:
-      theGlobal.m_bReturn = 1;
-      break;
-    case NodeKind::ContinueT:
-      theGlobal.m_bContinue = 1;
-      break;
-    default:
-      break;
-  }
-  return 1;
+  return RunStatement(node);
 }
 
 // A definition node is never run by a call; running it directly is a relic.

@@ -588,7 +588,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
         continue;
       case kBreak:
       case kContinue: {
-        PushValue(MakeNum(1));
+        PushValue(LeftoverValue());
         if (in.m_nOp == kBreak) {
           theGlobal.m_bBreak = 1;
         } else {

@@ -137,12 +137,12 @@ int SwitchTail(SyntaxNode* section) {
 // break and continue leave a num 1 behind; it stays in the frame until the
 // call ends.
 int BreakT(SyntaxNode*) {
-  PushValue(MakeNum(1));
+  PushValue(LeftoverValue());
   return 1;
 }
 
 int ContinueT(SyntaxNode*) {
-  PushValue(MakeNum(1));
+  PushValue(LeftoverValue());
   return 1;
 }
 

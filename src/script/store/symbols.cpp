@@ -230,6 +230,11 @@ VariablePtr PopValue() {
   }
   VariablePtr value = std::move(theValueStack.back());
   theValueStack.pop_back();
+  if (IsLeftover(value.get())) {
+    // The shared record stays unwritten: whoever pops it gets its own copy.
+    value = NewNumValue();
+    if (value) value->m_nNum = 1;
+  }
   if (theValueStack.empty()) theFrameBase = -1;
   return value;
 }

@@ -83,8 +83,20 @@ void Variable::Clear() {
   m_nSavedFrameBase = -1;
 }
 
+// Nothing reads or writes a leftover on the stack (it has no name and is
+// never an operand), so every leftover is this one record, and a long loop of
+// breaks costs no record each.
+Variable theLeftover;
+
+VariablePtr LeftoverValue() {
+  theLeftover.m_nType = ValueType::Num;
+  theLeftover.m_nNum = 1;
+  theLeftover.m_nSize = 4;
+  return VariablePtr(&theLeftover);
+}
+
 void VariableRecycler::operator()(Variable* variable) const noexcept {
-  if (variable == nullptr) return;
+  if (variable == nullptr || IsLeftover(variable)) return;
   variable->Clear();
   // The pool never needs more places than there are records, so growing it
   // ahead to that count keeps a release from failing.

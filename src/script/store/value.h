@@ -104,6 +104,15 @@ struct VariableRecycler {
 };
 using VariablePtr = std::unique_ptr<Variable, VariableRecycler>;
 
+// The value that break and continue leave on the value stack: a num 1 shared
+// by all of them, which releasing leaves alone. PopValue hands out a record
+// of its own in its place.
+VariablePtr LeftoverValue();
+extern Variable theLeftover;
+inline bool IsLeftover(const Variable* variable) {
+  return variable == &theLeftover;
+}
+
 // A blank record (type None, no name, no text, no array) from the pool or,
 // when the pool is empty, from the run's slabs of records.
 VariablePtr AllocVariable();
