@@ -14,6 +14,8 @@
 
 namespace setup {
 
+ReturnSlot theReturnSlot;
+
 namespace {
 
 const char* NameOf(const SyntaxNode* node) {
@@ -227,9 +229,9 @@ int DropArguments(FunctionEntry* function) {
 
 namespace {
 
-// Runs the call of a script function; on success `result` holds the value
-// that the call gives.
-int RunCall(SyntaxNode* node, VariablePtr& result) {
+// Runs the call of a script function; on success `value` holds the value
+// that the call gives, or `record` does when it carries an array.
+int RunCall(SyntaxNode* node, Value& value, VariablePtr& record) {
   const char* name = NameOf(node);
   FunctionEntry* function = Callee(node);
   if (function == nullptr || !TakePass()) return CallTail(name);
@@ -252,10 +254,17 @@ int RunCall(SyntaxNode* node, VariablePtr& result) {
     return CallTail(name);
   }
 
-  // A return left the result on top; a body that just ends gives the
-  // declared type's empty value and leaves the frames below untouched.
-  result = theGlobal.m_bReturn ? PopValue() : DefaultResult(function->m_nRetType);
-  if (!result) return CallTail(name);
+  // A return left the result in the return slot (or on top); a body that
+  // just ends gives the declared type's empty value and leaves the frames
+  // below untouched.
+  if (theGlobal.m_bReturn && theReturnSlot.m_bHeld) {
+    value = std::move(theReturnSlot.m_Value);
+    theReturnSlot.m_Value = Value{};
+    theReturnSlot.m_bHeld = false;
+  } else {
+    record = theGlobal.m_bReturn ? PopValue() : DefaultResult(function->m_nRetType);
+    if (!record) return CallTail(name);
+  }
   if (!LeaveFunction()) return CallTail(name);
   if (!DropArguments(function)) {
     ReportError("_after_gen_callexfun() of '%s' failed.", name);
@@ -268,16 +277,23 @@ int RunCall(SyntaxNode* node, VariablePtr& result) {
 }  // namespace
 
 int CallT(SyntaxNode* node) {
-  VariablePtr result;
-  if (!RunCall(node, result)) return 0;
-  if (node->m_pParent != nullptr || Callee(node)->m_szName == "main") PushValue(std::move(result));
+  Value value;
+  VariablePtr record;
+  if (!RunCall(node, value, record)) return 0;
+  if (node->m_pParent != nullptr || Callee(node)->m_szName == "main") {
+    if (record) {
+      PushValue(std::move(record));
+    } else {
+      PushTaken(value);
+    }
+  }
   return 1;
 }
 
 int CallValue(SyntaxNode* node, Value& value) {
-  VariablePtr result;
-  if (!RunCall(node, result)) return 0;
-  TakeValue(value, *result);
+  VariablePtr record;
+  if (!RunCall(node, value, record)) return 0;
+  if (record) TakeValue(value, *record);
   return 1;
 }
 
@@ -418,6 +434,7 @@ int RunMain(std::int32_t* result) {
   }
   FreeNode(call);
   theStringResult.reset();
+  theReturnSlot = ReturnSlot{};
   return ok ? 1 : 0;
 }
 

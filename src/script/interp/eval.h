@@ -25,6 +25,16 @@ struct Value {
   std::optional<std::string> m_szValue;  // text of a string; none = no text storage
 };
 
+// The result that a return hands to the call it ends. The call takes it as
+// soon as the body returns, before anything else runs, so it need not travel
+// in a record on top of the frame. Results that carry an array (a returned
+// initializer) still go on the value stack.
+struct ReturnSlot {
+  Value m_Value;
+  bool m_bHeld = false;
+};
+extern ReturnSlot theReturnSlot;
+
 // ---- Num arithmetic ------------------------------------------------------------------
 // 32-bit wrap-around; quotient and remainder stay defined for the smallest
 // num by -1. Shared by the tree walk, the num programs and the loop machine.

@@ -489,11 +489,35 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
     const char* here = static_cast<const char*>(__builtin_frame_address(0));
     if (theGlobal.m_pStackBase - here >= kStackBudget - kProgramStackMargin) return false;
   }
-  const NumProgram* program = ProgramOf(node);
+  const auto& cache = node->m_Cache.m_Num;
+  const NumProgram* program = cache.m_nState == 1 ? cache.m_pProgram : ProgramOf(node);
   if (program == nullptr) return false;
+  const NumStep* steps = program->m_pSteps.get();
+  // The most frequent shape, a name and a literal or two names around one
+  // operator (`n - 1`, `i < n`), without the loop; any check that fails
+  // leaves it to the loop, which gives up the same way.
+  if (program->m_nCount == 3 && steps[0].m_nKind == 1 && steps[1].m_nKind <= 1 &&
+      steps[2].m_nKind == 2) {
+    SyntaxNode* left = steps[0].m_pName;
+    const Variable* a = FindValueBound(*left->m_szText, left->m_Cache.m_Binding);
+    const Variable* b = nullptr;
+    if (steps[1].m_nKind == 1) {
+      SyntaxNode* right = steps[1].m_pName;
+      b = FindValueBound(*right->m_szText, right->m_Cache.m_Binding);
+    }
+    if (a != nullptr && a->m_nType == ValueType::Num &&
+        (steps[1].m_nKind == 0 || (b != nullptr && b->m_nType == ValueType::Num))) {
+      const std::int32_t r = b != nullptr ? b->m_nNum : steps[1].m_nValue;
+      const int op = steps[2].m_nValue;
+      if (r != 0 || (op != TK_SLASH && op != TK_PERCENT)) {
+        out = NumOperator(op, a->m_nNum, r);
+        return true;
+      }
+    }
+  }
   std::int32_t stack[kMaxProgramSteps];
   int top = 0;
-  const NumStep* step = program->m_pSteps.get();
+  const NumStep* step = steps;
   const NumStep* end = step + program->m_nCount;
   for (; step != end; ++step) {
     if (step->m_nKind == 0) {

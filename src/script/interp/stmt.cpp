@@ -155,9 +155,24 @@ int ReturnT(SyntaxNode* node) {
                             : frame->m_pFunction != nullptr ? frame->m_pFunction
                                                             : FindFunction(frame->m_szFunName);
   if (function == nullptr) return FailWith("Error in ReturnT()");
-  if (node->m_pChild2 == nullptr) {
+  SyntaxNode* expression = node->m_pChild2.get();
+  if (expression == nullptr || expression->m_nKind != NodeKind::ArrayContentT) {
     // Every return carries a result, so that CallT always finds one.
-    PushValue(function->m_nRetType == ValueType::Num ? MakeNum(0) : NewStringValue(0));
+    Value value;
+    if (expression == nullptr) {
+      const bool num = function->m_nRetType == ValueType::Num;
+      value.m_nType = num ? ValueType::Num : ValueType::String;
+      value.m_nSize = num ? 4 : 0;
+    } else {
+      if (!Eval(expression, value)) return FailWith("Error in ReturnT()");
+      if (value.m_nType != function->m_nRetType) {
+        ReportError("The current return type can not match the '%s'.", function->m_szName.c_str());
+        ReportError("   see the declare of '%s'.", function->m_szName.c_str());
+        return FailWith("Error in ReturnT()");
+      }
+    }
+    theReturnSlot.m_Value = std::move(value);
+    theReturnSlot.m_bHeld = true;
     return 1;
   }
   VariablePtr value = AllocVariable();
