@@ -5,9 +5,10 @@
 // (assignments and compound assignments to num variables and num array
 // elements, if, while, switch on a num, break, continue) become
 // instructions; every other statement stays a tree that the machine hands to
-// the tree walk (GenerateOne), so calls, strings, declarations and returns
-// behave exactly as before. Names are looked up once when the loop starts:
-// no statement of the loop can add a variable or move the innermost frame.
+// the tree walk (GenerateOne), so strings, declarations and returns behave
+// exactly as before. A call with a num result inside such a statement is
+// evaluated by the tree walk as an operand (EvalInt). Names are looked up once when the loop
+// starts: no statement of the loop can add a variable or move the innermost frame.
 //
 // The machine runs only where the walk's per-node checks cannot fail and
 // count nothing: no step budget is set and the host stack has room to spare.
@@ -15,7 +16,11 @@
 // one of its checks fails (a division by 0, an index out of range, a name
 // that no longer holds a num) nothing has changed yet: the machine hands that
 // statement to the tree walk, which runs it again from the start and reports
-// what it reports. Flags that a statement raises (break, continue, return)
+// what it reports. Once a statement has called something, running it again
+// would repeat the call, so after a call operand a statement may only use
+// instructions whose checks cannot fail (no element, no division but by a
+// literal other than 0); a call that fails fails the statement as the walk
+// would. Flags that a statement raises (break, continue, return)
 // travel up the enclosing constructs exactly as the walk's returns carry
 // them, and a failure writes the trace lines that the walk's evaluators on
 // the way up would have written.
@@ -58,6 +63,7 @@ enum LoopOp : std::uint8_t {
   kContinue,       // leave a num 1 and raise the continue flag
   kSwitch,         // pop the selector; jump to the section of switch m_nValue
   kWalk,           // hand the statement to the tree walk
+  kWalkOperand,    // push the num of call m_nValue, evaluated by the tree walk
   kEnd,            // the loop's condition failed: done
 };
 
@@ -144,12 +150,27 @@ class LoopCompiler {
     return true;
   }
 
+  // True when the last instruction pushes a literal other than 0: a division
+  // by it cannot fail.
+  bool AfterNonZeroLiteral() const {
+    const LoopInstr& last = m_Code.m_Code.back();
+    return last.m_nOp == kLiteral && last.m_nValue != 0;
+  }
+
   // An operand that the num programs accept: operators that fold, num
-  // literals, num names and num array elements.
+  // literals, num names and num array elements; and calls with a num result,
+  // evaluated by the tree walk.
   bool Operand(SyntaxNode* node, int depth, std::int32_t& steps) {
     if (node == nullptr || node->m_pParent == nullptr || node->m_pNext != nullptr) return false;
     if (depth > kMaxOperandDepth || ++steps > kMaxOperandSteps) return false;
     switch (node->m_nKind) {
+      case NodeKind::CallT:
+      case NodeKind::InLineFunT:
+        if (node->m_nType != ValueType::Num) return false;
+        m_Code.m_Walked.push_back(node);
+        Emit(kWalkOperand, 0, 0, static_cast<std::int32_t>(m_Code.m_Walked.size() - 1));
+        m_bCalled = true;
+        return true;
       case NodeKind::NumT:
         Emit(kLiteral, 0, 0,
              node->m_bNumKnown ? node->m_nValue
@@ -165,7 +186,7 @@ class LoopCompiler {
       case NodeKind::Id_ArrayT: {
         if (node->m_nType != ValueType::Num) return false;
         const Variable* var = NumVariable(node, true);
-        if (var == nullptr || !Indexes(node, *var, depth, steps)) return false;
+        if (var == nullptr || !Indexes(node, *var, depth, steps) || m_bCalled) return false;
         const int slot = NameSlot(node);
         if (slot < 0) return false;
         Emit(kElement, static_cast<int>(var->m_pArray->m_Dims.size()), slot, 0);
@@ -188,10 +209,9 @@ class LoopCompiler {
             Emit(kMul, 0, 0, op);
             break;
           case TK_SLASH:
-            Emit(kDiv, 0, 0, op);
-            break;
           case TK_PERCENT:
-            Emit(kMod, 0, 0, op);
+            if (m_bCalled && !AfterNonZeroLiteral()) return false;
+            Emit(op == TK_SLASH ? kDiv : kMod, 0, 0, op);
             break;
           case TK_LT:
             Emit(kLess, 0, 0, op);
@@ -220,6 +240,8 @@ class LoopCompiler {
     const int op = compound ? node->m_nOp : 0;
     if (target->m_nKind == NodeKind::IdT) {
       if (NumVariable(target, false) == nullptr || !Operand(value, 1, steps)) return false;
+      const bool divides = op == TK_SLASH_ASSIGN || op == TK_PERCENT_ASSIGN;
+      if (m_bCalled && divides && !AfterNonZeroLiteral()) return false;
       const int slot = NameSlot(target);
       if (slot < 0) return false;
       Emit(compound ? kUpdate : kStore, 0, slot, op);
@@ -227,7 +249,8 @@ class LoopCompiler {
     }
     if (target->m_nKind == NodeKind::Id_ArrayT && target->m_nType == ValueType::Num) {
       const Variable* var = NumVariable(target, true);
-      if (var == nullptr || !Indexes(target, *var, 0, steps) || !Operand(value, 1, steps)) {
+      if (var == nullptr || !Indexes(target, *var, 0, steps) || !Operand(value, 1, steps) ||
+          m_bCalled) {
         return false;
       }
       const int slot = NameSlot(target);
@@ -252,12 +275,16 @@ class LoopCompiler {
     Emit(kUnit, 0, 0, unit);
     const std::size_t codeMark = m_Code.m_Code.size();
     const std::size_t nameMark = m_Code.m_Names.size();
+    const std::size_t walkedMark = m_Code.m_Walked.size();
+    m_bCalled = false;
     if (!Construct(node, unit, context, start)) {
       // The tree walk runs it; nothing compiled for it stays.
       m_Code.m_Code.resize(codeMark);
       m_Code.m_Names.resize(nameMark);
+      m_Code.m_Walked.resize(walkedMark);
       Emit(kWalk, 0, 0, 0);
     }
+    m_bCalled = false;
     m_Code.m_Units[static_cast<std::size_t>(unit)].m_nResume = Here();
   }
 
@@ -357,6 +384,7 @@ class LoopCompiler {
   LoopCode& m_Code;
   int m_nNesting = 0;
   bool m_bTooLarge = false;
+  bool m_bCalled = false;  // the statement being compiled has a call operand
 };
 
 // The code of `loop`, built on its first execution; none when its condition
@@ -405,6 +433,29 @@ int Unwind(const LoopCode& code, std::int32_t context) {
     context = k.m_nParent;
   }
   return 0;
+}
+
+// Statement `unit` failed where the walk fails it too, after its operands
+// had effects (a call) or a budget ran out: its evaluator's failure, then the
+// chain's, then the constructs around it.
+int FailUnit(const LoopCode& code, std::int32_t unit) {
+  const LoopUnit& u = code.m_Units[static_cast<std::size_t>(unit)];
+  switch (u.m_pNode->m_nKind) {
+    case NodeKind::IfT:
+    case NodeKind::WhileT:
+    case NodeKind::SwitchT:
+      FailWith(TraceOf(u.m_pNode));
+      break;
+    case NodeKind::AssignT:
+      FailWith("Error in AssignT()");
+      break;
+    default:
+      FailWith("Error in OpT()");
+      break;
+  }
+  if (unit == 0) return 0;  // the loop itself
+  FailWith("Error in Generate()");
+  return Unwind(code, u.m_nContext);
 }
 
 enum RaiseResult { kRaiseDone, kRaiseFailed, kRaiseGoOn };
@@ -576,9 +627,9 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
         continue;
       }
       case kLoopTest:
-        // The walk counts the pass after the condition; when the budget is
-        // used up it reports, and the walk's own count fails the loop.
-        if (!TakePass()) break;
+        // The walk counts the pass after the condition and fails the loop
+        // when the budget is used up.
+        if (!TakePass()) return FailUnit(code, unit);
         [[fallthrough]];
       case kJumpIfZero:
         if (stack[--top] == 0) pc = base + in.m_nValue;
@@ -613,6 +664,16 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
           }
         }
         pc = base + target;
+        continue;
+      }
+      case kWalkOperand: {
+        Value other;
+        std::int32_t number = 0;
+        // A call with a num result gives a num or fails.
+        if (EvalInt(code.m_Walked[static_cast<std::size_t>(in.m_nValue)], number, other) != 1) {
+          return FailUnit(code, unit);
+        }
+        stack[top++] = number;
         continue;
       }
       case kWalk:

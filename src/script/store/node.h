@@ -153,7 +153,8 @@ struct LoopCode {
   std::vector<LoopInstr> m_Code;
   std::vector<LoopUnit> m_Units;
   std::vector<LoopContext> m_Contexts;
-  std::vector<SyntaxNode*> m_Names;  // IdT and Id_ArrayT nodes, one per name slot
+  std::vector<SyntaxNode*> m_Names;   // IdT and Id_ArrayT nodes, one per name slot
+  std::vector<SyntaxNode*> m_Walked;  // num calls evaluated by the tree walk
   std::vector<LoopCase> m_Cases;
   std::vector<LoopSwitch> m_Switches;
 };

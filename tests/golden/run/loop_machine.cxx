@@ -11,6 +11,15 @@ num show(string label, num v) {
   return v
 }
 
+// Calls inside loop statements run on the tree walk as operands, in their
+// order among the other operands; bump changes a global that they read.
+num bump(num v) {
+  total += v
+  return v
+}
+
+num declaredOnly(num v);
+
 num note(num v) {
   trail += numtostring(v)
   return v
@@ -128,8 +137,22 @@ num elements() {
   return grid[2][3] + grid[1][2]
 }
 
+num calls() {
+  num j = 0
+  num acc = 0
+  total = 0
+  while (bump(1) + j < 5) {
+    j += 1
+    acc = acc * 10 + total + bump(2) * 3 % 7
+    acc += bump(1) / 2 - total
+    acc -= getlen(trail) % 5
+  }
+  return acc * 100 + j
+}
+
 num main() {
   num which = stringtonum(_Parameters[0])
+  show("calls", calls())
   show("sections", sections(20))
   show("skips", skips(9))
   show("find", find(7))
@@ -165,6 +188,14 @@ num main() {
     }
     if (which == 6) {
       x = note(x) / (i - 4)
+    }
+    if (which == 7) {
+      x += bump(1) + declaredOnly(i)
+    }
+    if (which == 8) {
+      while (bump(i) < 100 + declaredOnly(i)) {
+        x += 1
+      }
     }
     total += x
   }

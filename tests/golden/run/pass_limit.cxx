@@ -20,6 +20,11 @@ num main() {
     i += 1
   }
   msgbox(numtostring(i * 100 + calls), "passes", 0)
+  i = 0
+  while (tick(i) < 3) {
+    i += tick(1)
+  }
+  msgbox(numtostring(i * 100 + calls), "passes", 0)
   while (_Parameters_Num == 0) {
     i += 1
   }
