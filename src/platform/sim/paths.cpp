@@ -1,5 +1,5 @@
 // Path resolution of the simulated machine: Windows paths, relative to the
-// simulated current directory, mapped to host paths below <state>/fs with
+// simulated current directory, mapped to paths of the file store with
 // case-insensitive matching of existing entries.
 #include <algorithm>
 #include <cctype>
@@ -34,32 +34,6 @@ std::vector<std::string> SplitComponents(std::string_view text) {
   }
   parts.push_back(current);
   return parts;
-}
-
-// The host entry of `dir` whose name equals `name` without regard to case;
-// an exact match wins. Symbolic links are never followed. *isDirectory tells
-// whether the entry found is a directory.
-std::optional<std::string> MatchEntry(const fs::path& dir, const std::string& name,
-                                      bool* isDirectory) {
-  std::error_code ec;
-  // Most paths name their components in the stored case: one lstat answers
-  // them without reading the whole directory.
-  fs::file_status exact = fs::symlink_status(dir / name, ec);
-  if (!ec && fs::exists(exact) && !fs::is_symlink(exact)) {
-    *isDirectory = fs::is_directory(exact);
-    return name;
-  }
-  std::optional<std::string> found;
-  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
-    std::string entry = it->path().filename().string();
-    if (!EqualNoCase(entry, name)) continue;
-    if (it->is_symlink(ec)) continue;
-    if (!found) {
-      found = entry;
-      *isDirectory = it->is_directory(ec);
-    }
-  }
-  return found;
 }
 
 }  // namespace
@@ -168,15 +142,16 @@ Resolved Resolve(const char* path, bool wildcardLast) {
     comps.push_back(c);
   }
 
-  fs::path host = FsRoot() / std::string(1, drive);
-  std::error_code ec;
-  if (!fs::is_directory(host, ec)) {
+  FileStore& files = Files();
+  std::string relative(1, drive);
+  std::optional<StoreEntry> root = files.Stat(relative);
+  if (!root || !root->isDirectory) {
     // The drive of the system directory always exists, even when the profile
     // has just moved the system directory there.
     const std::string& system = profile.systemDirectory;
     bool systemDrive = system.size() >= 2 && system[1] == ':' &&
                        std::toupper(static_cast<unsigned char>(system[0])) == drive;
-    if (!systemDrive || !fs::create_directories(host, ec)) {
+    if (!systemDrive || !files.MakeDirectories(relative)) {
       r.error = plat::ERROR_PATH_NOT_FOUND;
       return r;
     }
@@ -185,32 +160,28 @@ Resolved Resolve(const char* path, bool wildcardLast) {
   bool exists = true;  // every component so far exists
   bool isDirectory = true;
   r.parentExists = true;
-  // The key is the host path below fs/, built as the components are matched
-  // (asking the file system for a relative path would resolve every link).
-  std::string relative(1, drive);
+  // The store path is built as the components are matched, in their stored
+  // spelling where they exist.
   for (std::size_t i = 0; i < comps.size(); ++i) {
     if (i + 1 == comps.size()) r.parentExists = exists && isDirectory;
-    std::optional<std::string> entry;
-    bool entryIsDirectory = false;
-    if (exists && isDirectory) entry = MatchEntry(host, comps[i], &entryIsDirectory);
+    std::optional<StoreEntry> entry;
+    if (exists && isDirectory) entry = files.Match(relative, comps[i]);
     if (entry) {
-      host /= *entry;
-      isDirectory = entryIsDirectory;
+      isDirectory = entry->isDirectory;
     } else {
-      host /= comps[i];
       exists = false;
       isDirectory = false;
     }
     relative += '/';
-    relative += entry ? *entry : comps[i];
+    relative += entry ? entry->name : comps[i];
     if (i > 0) r.windows += '\\';
     r.windows += comps[i];
   }
-  r.host = host;
+  r.key = Lower(relative);
+  r.path = std::move(relative);
   r.exists = exists;
   r.isDirectory = exists && isDirectory;
   r.name = comps.empty() ? std::string() : comps.back();
-  r.key = Lower(relative);
   return r;
 }
 
