@@ -50,7 +50,7 @@ class FileStore {
   // The entry of directory `dir` named `name` without regard to case (an exact
   // match first); none when `dir` is no directory or holds no such entry.
   // The size and time of the entry are left out.
-  virtual std::optional<StoreEntry> Match(const std::string& dir, const std::string& name) = 0;
+  virtual std::optional<StoreEntry> Match(const std::string& dir, std::string_view name) = 0;
   // The entry at `path`, size and time included; none when there is none.
   virtual std::optional<StoreEntry> Stat(const std::string& path) = 0;
   // The entries of a directory, in no particular order.

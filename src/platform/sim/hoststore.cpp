@@ -102,14 +102,14 @@ class HostStore final : public FileStore {
  public:
   explicit HostStore(fs::path root) : m_root(std::move(root)) {}
 
-  std::optional<StoreEntry> Match(const std::string& dir, const std::string& name) override {
+  std::optional<StoreEntry> Match(const std::string& dir, std::string_view name) override {
     const fs::path host = Host(dir);
     std::error_code ec;
     // Most paths name their components in the stored case: one lstat answers
     // them without reading the whole directory.
     fs::file_status exact = fs::symlink_status(host / name, ec);
     if (!ec && fs::exists(exact) && !fs::is_symlink(exact)) {
-      return StoreEntry{name, fs::is_directory(exact)};
+      return StoreEntry{std::string(name), fs::is_directory(exact)};
     }
     for (fs::directory_iterator it(host, ec), end; !ec && it != end; it.increment(ec)) {
       std::string entry = it->path().filename().string();

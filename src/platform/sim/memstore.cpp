@@ -1,6 +1,7 @@
 // The file store of a temporary machine: a tree in memory, answering as the
 // host store does (same error codes for the same operations).
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <map>
 
@@ -80,12 +81,14 @@ class MemoryFile final : public OpenFile {
 
 class MemoryStore final : public FileStore {
  public:
-  std::optional<StoreEntry> Match(const std::string& dir, const std::string& name) override {
-    std::string key = Lower(dir);
-    auto parent = m_nodes.find(key);
-    if (parent == m_nodes.end() || !parent->second.isDirectory) return std::nullopt;
+  std::optional<StoreEntry> Match(const std::string& dir, std::string_view name) override {
+    // Only a directory has entries below it: no need to look at `dir` itself.
+    std::string key;
+    key.reserve(dir.size() + 1 + name.size());
+    key += dir;
     key += '/';
-    key += Lower(name);
+    key += name;
+    for (char& c : key) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     auto it = m_nodes.find(key);
     if (it == m_nodes.end()) return std::nullopt;
     return StoreEntry{it->second.name, it->second.isDirectory};

@@ -21,19 +21,15 @@ bool IsInvalidNameChar(char c, bool wildcard) {
   return c == '<' || c == '>' || c == ':' || c == '"' || c == '|';
 }
 
-std::vector<std::string> SplitComponents(std::string_view text) {
-  std::vector<std::string> parts;
-  std::string current;
-  for (char c : text) {
-    if (c == '\\') {
-      parts.push_back(current);
-      current.clear();
-    } else {
-      current += c;
-    }
+// Appends the components of a '\\'-separated path to *parts, as views into it.
+void SplitComponents(std::string_view text, std::vector<std::string_view>* parts) {
+  std::size_t start = 0;
+  for (std::size_t cut = text.find('\\'); cut != std::string_view::npos;
+       cut = text.find('\\', start)) {
+    parts->push_back(text.substr(start, cut - start));
+    start = cut + 1;
   }
-  parts.push_back(current);
-  return parts;
+  parts->push_back(text.substr(start));
 }
 
 }  // namespace
@@ -88,35 +84,38 @@ Resolved Resolve(const char* path, bool wildcardLast) {
   }
 
   // The current directory: an absolute path by construction of the profile.
+  // The components below are views into `text` and the profile, which stay
+  // unchanged while the path is resolved.
   const Profile& profile = GetProfile();
-  std::string cwd =
+  std::string_view cwd =
       profile.currentDirectory.empty() ? profile.systemDirectory : profile.currentDirectory;
   char cwdDrive = 'C';
-  std::string cwdRest;
+  std::string_view cwdRest;
   if (cwd.size() >= 2 && std::isalpha(static_cast<unsigned char>(cwd[0])) && cwd[1] == ':') {
     cwdDrive = static_cast<char>(std::toupper(static_cast<unsigned char>(cwd[0])));
     cwdRest = cwd.substr(2);
   }
 
   char drive = cwdDrive;
-  std::vector<std::string> raw;
-  std::string rest = text;
+  std::vector<std::string_view> raw;
+  raw.reserve(16);
+  std::string_view rest = text;
   if (text.size() >= 2 && std::isalpha(static_cast<unsigned char>(text[0])) && text[1] == ':') {
     drive = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-    rest = text.substr(2);
+    rest.remove_prefix(2);
     if (rest.empty() || rest[0] != '\\') {
-      if (drive == cwdDrive) raw = SplitComponents(cwdRest);
+      if (drive == cwdDrive) SplitComponents(cwdRest, &raw);
     }
   } else if (text[0] != '\\') {
-    raw = SplitComponents(cwdRest);
+    SplitComponents(cwdRest, &raw);
   }
-  std::vector<std::string> given = SplitComponents(rest);
   std::size_t firstGiven = raw.size();
-  raw.insert(raw.end(), given.begin(), given.end());
+  SplitComponents(rest, &raw);
 
-  std::vector<std::string> comps;
+  std::vector<std::string_view> comps;
+  comps.reserve(raw.size());
   for (std::size_t i = 0; i < raw.size(); ++i) {
-    std::string c = raw[i];
+    std::string_view c = raw[i];
     bool last = i + 1 == raw.size();
     bool pattern = wildcardLast && last && i >= firstGiven;
     if (c.empty() || c == ".") continue;
@@ -126,7 +125,7 @@ Resolved Resolve(const char* path, bool wildcardLast) {
     }
     if (!pattern) {
       // Windows ignores trailing dots and blanks of a name.
-      while (!c.empty() && (c.back() == '.' || c.back() == ' ')) c.pop_back();
+      while (!c.empty() && (c.back() == '.' || c.back() == ' ')) c.remove_suffix(1);
       if (c.empty()) continue;
     }
     if (c.size() > 255) {
@@ -144,6 +143,7 @@ Resolved Resolve(const char* path, bool wildcardLast) {
 
   FileStore& files = Files();
   std::string relative(1, drive);
+  relative.reserve(text.size() + cwd.size());
   std::optional<StoreEntry> root = files.Stat(relative);
   if (!root || !root->isDirectory) {
     // The drive of the system directory always exists, even when the profile
@@ -156,7 +156,9 @@ Resolved Resolve(const char* path, bool wildcardLast) {
       return r;
     }
   }
-  r.windows = std::string(1, drive) + ":\\";
+  r.windows.reserve(text.size() + cwd.size());
+  r.windows += drive;
+  r.windows += ":\\";
   bool exists = true;  // every component so far exists
   bool isDirectory = true;
   r.parentExists = true;
@@ -181,7 +183,7 @@ Resolved Resolve(const char* path, bool wildcardLast) {
   r.path = std::move(relative);
   r.exists = exists;
   r.isDirectory = exists && isDirectory;
-  r.name = comps.empty() ? std::string() : comps.back();
+  r.name = comps.empty() ? std::string() : std::string(comps.back());
   return r;
 }
 
