@@ -1,6 +1,6 @@
 // The two file stores of the simulated machine (host files, memory) answer
 // the same operations alike; a reset of a temporary machine leaves nothing
-// of the last run behind.
+// of the last run behind, in its files or its registry.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -182,6 +182,7 @@ TEST_F(MachineReset, LeavesNothingOfTheLastRunBehind) {
   std::string error;
   ASSERT_TRUE(sim::Reset({}, &error)) << error;
   const std::string fresh = Listing();
+  const std::string freshState = sim::StateText();
   const std::string library = "C:\\WINDOWS\\system32\\SetupApi.dll";
   const std::string original = sim::GetFile(library).value_or("<none>");
 
@@ -195,7 +196,9 @@ TEST_F(MachineReset, LeavesNothingOfTheLastRunBehind) {
   ASSERT_TRUE(sim::PutFile("C:\\Run\\x.txt", "x"));
   ASSERT_TRUE(SetFileAttributesA("C:\\WINDOWS\\Temp", FILE_ATTRIBUTE_HIDDEN));
   ASSERT_TRUE(DeleteFileA("C:\\WINDOWS\\system32\\newdev.dll"));
+  ASSERT_TRUE(sim::detail::RegWriteString(HKEY_LOCAL_MACHINE, "SOFTWARE\\Run", "x", "y"));
   ASSERT_NE(Listing(), fresh);
+  ASSERT_NE(sim::StateText(), freshState);
 
   ASSERT_TRUE(sim::Reset({}, &error)) << error;
   Capture();
@@ -204,6 +207,11 @@ TEST_F(MachineReset, LeavesNothingOfTheLastRunBehind) {
   EXPECT_EQ(sim::GetFile(library).value_or("<none>"), original);
   EXPECT_TRUE(std::filesystem::is_empty(sim::StateDir()));
   EXPECT_FALSE(WriteFile(h, "x", 1, &n, nullptr));  // the old handle is gone
+  EXPECT_EQ(sim::StateText(), freshState);
+  // A reset after a run that changed nothing starts from the same machine.
+  ASSERT_TRUE(sim::Reset({}, &error)) << error;
+  EXPECT_EQ(sim::StateText(), freshState);
+  EXPECT_EQ(Listing(), fresh);
 }
 
 }  // namespace
