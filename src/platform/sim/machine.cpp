@@ -280,11 +280,11 @@ bool LoadState(Machine& m, std::string* error) {
 void CreateDefaultTree(Machine& m) {
   static std::map<std::string, std::unique_ptr<FileStore>> built;  // by system directory
   const std::string& system = m.profile.systemDirectory;
-  std::unique_ptr<FileStore>* image = nullptr;
+  std::unique_ptr<FileStore>* cached = nullptr;
   if (m.temporary) {
-    image = &built[system];
-    if (*image) {
-      m.files = (*image)->Clone();
+    cached = &built[system];
+    if (*cached) {
+      m.files = (*cached)->Clone();
       return;
     }
   }
@@ -305,7 +305,7 @@ void CreateDefaultTree(Machine& m) {
     if (r.error == 0 && !r.exists && r.parentExists)
       files.WriteAll(r.path, "MZ simulated " + r.name);
   }
-  if (image) *image = files.Clone();
+  if (cached) *cached = files.Clone();
 }
 
 }  // namespace
