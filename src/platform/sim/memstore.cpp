@@ -113,6 +113,7 @@ class MemoryStore final : public FileStore {
   }
 
   bool MakeDirectories(const std::string& path) override {
+    if (path.empty()) return false;
     std::size_t cut = 0;
     while (cut != std::string::npos) {
       cut = path.find('/', cut + 1);
