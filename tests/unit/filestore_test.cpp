@@ -139,11 +139,15 @@ TEST(MemoryStore, ACloneAndItsSourceNeverSeeEachOthersWrites) {
   ASSERT_TRUE(source->MakeDirectories("C/D"));
   ASSERT_TRUE(source->WriteAll("C/D/a", "one"));
   ASSERT_TRUE(source->WriteAll("C/D/b", "two"));
-  std::unique_ptr<FileStore> clone = source->Clone();
-  ASSERT_NE(clone, nullptr);
-
+  ASSERT_TRUE(source->WriteAll("C/D/e", "eee"));
   DWORD error = 0;
   std::size_t done = 0;
+  std::unique_ptr<OpenFile> early = source->Open("C/D/e", false, false, &error);
+  ASSERT_NE(early, nullptr);
+  std::unique_ptr<FileStore> clone = source->Clone();
+  ASSERT_NE(clone, nullptr);
+  ASSERT_TRUE(early->Write(0, "EEE", 3, &done, &error));  // a handle open while cloning
+
   std::unique_ptr<OpenFile> handle = clone->Open("C/D/a", false, false, &error);
   ASSERT_NE(handle, nullptr);
   ASSERT_TRUE(handle->Write(0, "ONE", 3, &done, &error));
@@ -159,6 +163,10 @@ TEST(MemoryStore, ACloneAndItsSourceNeverSeeEachOthersWrites) {
   EXPECT_FALSE(source->Stat("C/D/c").has_value());
   ASSERT_TRUE(clone->ReadAll("C/D/a", &content));
   EXPECT_EQ(content, "ONE");
+  ASSERT_TRUE(clone->ReadAll("C/D/e", &content));
+  EXPECT_EQ(content, "eee");
+  ASSERT_TRUE(source->ReadAll("C/D/e", &content));
+  EXPECT_EQ(content, "EEE");
 
   // A second clone of the source starts from the source as it is now.
   std::unique_ptr<FileStore> again = source->Clone();

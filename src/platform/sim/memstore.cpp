@@ -46,7 +46,7 @@ class MemoryFile final : public OpenFile {
              DWORD* error) override {
     *done = 0;
     std::string& bytes = m_contents->bytes;
-    // The host answers an offset beyond what a file may hold with "too large".
+    // A file larger than the bound answers as a full disk would.
     if (offset > kMaxFileSize || size > kMaxFileSize - offset) {
       *error = 112;  // ERROR_DISK_FULL
       return false;
@@ -201,10 +201,19 @@ class MemoryStore final : public FileStore {
 
   std::unique_ptr<FileStore> Clone() override {
     auto copy = std::make_unique<MemoryStore>();
-    for (auto& [key, node] : m_nodes) {
-      if (node.contents) node.borrowed = true;
-    }
     copy->m_nodes = m_nodes;
+    auto twinAt = copy->m_nodes.begin();  // the same keys in the same order
+    for (auto& entry : m_nodes) {
+      Node& node = entry.second;
+      Node& twin = (twinAt++)->second;
+      if (!node.contents) continue;
+      if (!node.borrowed && node.contents.use_count() > 2) {
+        // Open handles write to these contents: the copy takes its own.
+        twin.contents = std::make_shared<Contents>(*node.contents);
+      } else {
+        node.borrowed = twin.borrowed = true;
+      }
+    }
     return copy;
   }
 
