@@ -14,6 +14,11 @@ class SimTest : public ::testing::Test {
   void SetUp() override {
     std::string error;
     ASSERT_TRUE(sim::Boot("", &error)) << error;
+    Capture();
+  }
+  // Sends the events and the standard output of the running machine to
+  // m_Events and m_Out (a new boot forgets the sinks).
+  void Capture() {
     sim::SetEventSink([this](const std::string& line) { m_Events += line + "\n"; });
     sim::SetStdoutSink([this](const char* text, std::size_t n) { m_Out.append(text, n); });
   }

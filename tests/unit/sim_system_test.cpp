@@ -216,8 +216,10 @@ TEST_F(SimSystem, StatePersistsAcrossBoots) {
 
 TEST_F(SimSystem, TemporaryMachinesAreDeletedAtShutdown) {
   std::string dir = sim::StateDir();
-  EXPECT_TRUE(std::filesystem::exists(dir + "/fs/C/WINDOWS/system32/SetupApi.dll"));
-  EXPECT_TRUE(std::filesystem::exists(dir + "/fs/C/WINDOWS/Temp"));
+  // The files live in memory: the scratch directory stays empty.
+  EXPECT_TRUE(sim::GetFile("C:\\WINDOWS\\system32\\SetupApi.dll").has_value());
+  EXPECT_EQ(GetFileAttributesA("C:\\WINDOWS\\Temp"), FILE_ATTRIBUTE_DIRECTORY);
+  EXPECT_TRUE(std::filesystem::is_empty(dir));
   sim::Shutdown();
   EXPECT_FALSE(std::filesystem::exists(dir));
   std::string error;

@@ -265,31 +265,31 @@ bool CopyOemInf(LPCSTR source, DWORD copyStyle, std::string* name, DWORD* error)
     return false;
   }
   if (from.key.substr(0, from.key.find_last_of('/')) == dir.key) {
-    *name = from.host.filename().string();
+    *name = from.path.substr(from.path.find_last_of('/') + 1);
     return true;
   }
   std::string content;
-  if (!ReadWhole(from.host, &content)) {
+  if (!Files().ReadAll(from.path, &content)) {
     *error = plat::ERROR_ACCESS_DENIED;
     return false;
   }
   // The same INF installed again keeps its oemNN name; a new one takes the
   // lowest free number.
   constexpr int kMaxOem = 10000;
-  std::map<int, fs::path> taken;
-  std::error_code ec;
-  for (fs::directory_iterator it(dir.host, ec), end; !ec && it != end; it.increment(ec)) {
-    const std::string file = Lower(it->path().filename().string());
+  std::map<int, StoreEntry> taken;
+  for (StoreEntry& entry : Files().List(dir.path)) {
+    const std::string file = Lower(entry.name);
     int n = 0;
     if (std::sscanf(file.c_str(), "oem%d.inf", &n) == 1 && n >= 0 && n < kMaxOem &&
         file == "oem" + std::to_string(n) + ".inf") {
-      taken[n] = it->path();
+      taken[n] = std::move(entry);
     }
   }
-  for (const auto& [n, path] : taken) {
+  for (const auto& [n, entry] : taken) {
     std::string existing;
-    if (fs::is_regular_file(path, ec) && ReadWhole(path, &existing) && existing == content) {
-      *name = path.filename().string();
+    if (!entry.isDirectory && Files().ReadAll(dir.path + "/" + entry.name, &existing) &&
+        existing == content) {
+      *name = entry.name;
       if (copyStyle & kSpCopyNoOverwrite) {
         *error = plat::ERROR_FILE_EXISTS;
         return false;
@@ -308,7 +308,8 @@ bool CopyOemInf(LPCSTR source, DWORD copyStyle, std::string* name, DWORD* error)
   std::string candidate = "oem" + std::to_string(free) + ".inf";
   Resolved to = Resolve((infDir + "\\" + candidate).c_str());
   Resolved pnf = Resolve((infDir + "\\oem" + std::to_string(free) + ".pnf").c_str());
-  if (!WriteWhole(to.host, content) || !WriteWhole(pnf.host, "PNF " + std::string(source))) {
+  if (!Files().WriteAll(to.path, content) ||
+      !Files().WriteAll(pnf.path, "PNF " + std::string(source))) {
     *error = plat::ERROR_ACCESS_DENIED;
     return false;
   }
@@ -787,12 +788,11 @@ BOOL PLAT_WINAPI UninstallOEMInf(LPCSTR infFileName, DWORD flags, void*) {
   if (used && !(flags & kSuoiForceDelete)) return Fail(kErrorInfInUseByDevices, plat::FALSE);
   std::string pnf = infFileName;
   if (pnf.size() >= 3) pnf.replace(pnf.size() - 3, 3, "pnf");
-  std::error_code ec;
-  fs::remove(inf.host, ec);
+  (void)Files().Remove(inf.path);
   ForgetAttributes(inf.key);
   Resolved compiled = Resolve((infDir + pnf).c_str());
   if (compiled.error == 0 && compiled.exists) {
-    fs::remove(compiled.host, ec);
+    (void)Files().Remove(compiled.path);
     ForgetAttributes(compiled.key);
   }
   SetError(plat::ERROR_SUCCESS);
@@ -859,11 +859,13 @@ bool CopyDriverFiles(const Inf& inf, const std::string& installSection, const st
     Resolved from = Resolve(source.c_str());
     Resolved to = Resolve(copy.destination.c_str());
     std::string content;
-    if (from.error != 0 || !from.exists || from.isDirectory || !ReadWhole(from.host, &content)) {
+    if (from.error != 0 || !from.exists || from.isDirectory ||
+        !Files().ReadAll(from.path, &content)) {
       *error = plat::ERROR_FILE_NOT_FOUND;
       return false;
     }
-    if (to.error != 0 || !to.parentExists || to.isDirectory || !WriteWhole(to.host, content)) {
+    if (to.error != 0 || !to.parentExists || to.isDirectory ||
+        !Files().WriteAll(to.path, content)) {
       *error = to.error != 0 ? to.error : plat::ERROR_PATH_NOT_FOUND;
       return false;
     }

@@ -1,12 +1,6 @@
 // Files, file mappings, directories, attributes and searches of the simulated
 // machine, with Windows error codes and share modes.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <map>
 #include <set>
@@ -36,13 +30,13 @@ std::multimap<std::string, FileObject*>& OpenFiles() {
 
 struct FileObject : KernelObject {
   std::string key;
-  int fd = -1;
+  std::unique_ptr<OpenFile> file;
   DWORD access = 0;
   DWORD share = 0;
   std::uint64_t position = 0;
 
-  FileObject(std::string k, int descriptor, DWORD a, DWORD s)
-      : key(std::move(k)), fd(descriptor), access(a), share(s) {
+  FileObject(std::string k, std::unique_ptr<OpenFile> f, DWORD a, DWORD s)
+      : key(std::move(k)), file(std::move(f)), access(a), share(s) {
     OpenFiles().emplace(key, this);
   }
   ~FileObject() override {
@@ -53,7 +47,6 @@ struct FileObject : KernelObject {
         break;
       }
     }
-    if (fd >= 0) ::close(fd);
   }
   bool CanRead() const { return (access & kReadAccess) != 0; }
   bool CanWrite() const { return (access & kWriteAccess) != 0; }
@@ -77,21 +70,6 @@ struct FindObject : Object {
   std::size_t next = 0;
 };
 
-DWORD HostError(int error) {
-  switch (error) {
-    case ENOENT:
-      return plat::ERROR_PATH_NOT_FOUND;
-    case ENOSPC:
-      return 112;  // ERROR_DISK_FULL
-    case ENOTEMPTY:
-      return plat::ERROR_DIR_NOT_EMPTY;
-    case EEXIST:
-      return plat::ERROR_ALREADY_EXISTS;
-    default:
-      return plat::ERROR_ACCESS_DENIED;
-  }
-}
-
 // Share-mode check of a new open against the handles already open on the file.
 bool ShareAllows(const std::string& key, DWORD access, DWORD share) {
   auto range = OpenFiles().equal_range(key);
@@ -111,31 +89,18 @@ bool AnyOpen(const std::string& key) {
   return OpenFiles().count(key) != 0;
 }
 
-plat::FILETIME ToFileTime(const fs::path& host) {
-  std::error_code ec;
-  auto written = fs::last_write_time(host, ec);
-  std::int64_t ticks = 0;
-  if (!ec) {
-    auto system = std::chrono::file_clock::to_sys(written);
-    auto since = std::chrono::duration_cast<std::chrono::microseconds>(system.time_since_epoch());
-    ticks = since.count() * 10 + 116444736000000000LL;
-  }
+plat::FILETIME ToFileTime(std::int64_t ticks) {
   auto value = static_cast<std::uint64_t>(ticks);
   return {static_cast<DWORD>(value), static_cast<DWORD>(value >> 32)};
 }
 
-plat::WIN32_FIND_DATAA MakeFindData(const std::string& name, const fs::path& host,
-                                    const std::string& key, bool isDirectory) {
+plat::WIN32_FIND_DATAA MakeFindData(const std::string& name, const StoreEntry& entry,
+                                    const std::string& key) {
   plat::WIN32_FIND_DATAA data{};
-  data.dwFileAttributes = StoredAttributes(key, isDirectory);
-  data.ftCreationTime = data.ftLastAccessTime = data.ftLastWriteTime = ToFileTime(host);
-  if (!isDirectory) {
-    std::error_code ec;
-    std::uint64_t size = fs::file_size(host, ec);
-    if (ec) size = 0;
-    data.nFileSizeHigh = static_cast<DWORD>(size >> 32);
-    data.nFileSizeLow = static_cast<DWORD>(size);
-  }
+  data.dwFileAttributes = StoredAttributes(key, entry.isDirectory);
+  data.ftCreationTime = data.ftLastAccessTime = data.ftLastWriteTime = ToFileTime(entry.written);
+  data.nFileSizeHigh = static_cast<DWORD>(entry.size >> 32);
+  data.nFileSizeLow = static_cast<DWORD>(entry.size);
   std::size_t length = std::min(name.size(), sizeof(data.cFileName) - 1);
   std::memcpy(data.cFileName, name.data(), length);
   return data;
@@ -229,18 +194,13 @@ HANDLE CreateFileA(LPCSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*,
   if (!ShareAllows(r.key, access, share))
     return Fail(ERROR_SHARING_VIOLATION, INVALID_HANDLE_VALUE);
 
-  int mode = O_RDWR | O_CLOEXEC | (r.exists ? 0 : O_CREAT | O_EXCL);
-  int fd = ::open(r.host.c_str(), mode, 0644);
-  if (fd < 0) return Fail(HostError(errno), INVALID_HANDLE_VALUE);
-  if (truncate && ::ftruncate(fd, 0) != 0) {
-    int error = errno;
-    ::close(fd);
-    return Fail(HostError(error), INVALID_HANDLE_VALUE);
-  }
+  DWORD error = 0;
+  std::unique_ptr<OpenFile> opened = Files().Open(r.path, !r.exists, truncate, &error);
+  if (!opened) return Fail(error, INVALID_HANDLE_VALUE);
   if (!r.exists || disposition == CREATE_ALWAYS) {
     SetStoredAttributes(r.key, (flags & kAttributeBits) | FILE_ATTRIBUTE_ARCHIVE, false);
   }
-  HANDLE handle = AddHandle(std::make_unique<FileObject>(r.key, fd, access, share));
+  HANDLE handle = AddHandle(std::make_unique<FileObject>(r.key, std::move(opened), access, share));
   bool existedAlready = r.exists && (disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS);
   SetError(existedAlready ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
   return handle;
@@ -253,19 +213,13 @@ BOOL ReadFile(HANDLE file, void* buffer, DWORD toRead, DWORD* read, void*) {
   if (!f) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (!f->CanRead()) return Fail(ERROR_ACCESS_DENIED, FALSE);
   if (buffer == nullptr && toRead > 0) return Fail(kErrorNoAccess, FALSE);
-  DWORD total = 0;
-  while (total < toRead) {
-    ssize_t got = ::pread(f->fd, static_cast<char*>(buffer) + total, toRead - total,
-                          static_cast<off_t>(f->position));
-    if (got < 0) {
-      if (errno == EINTR) continue;
-      return Fail(HostError(errno), FALSE);
-    }
-    if (got == 0) break;
-    total += static_cast<DWORD>(got);
-    f->position += static_cast<std::uint64_t>(got);
+  std::size_t total = 0;
+  DWORD error = 0;
+  if (!f->file->Read(f->position, static_cast<char*>(buffer), toRead, &total, &error)) {
+    return Fail(error, FALSE);
   }
-  if (read) *read = total;
+  f->position += total;
+  if (read) *read = static_cast<DWORD>(total);
   SetError(ERROR_SUCCESS);
   return TRUE;
 }
@@ -277,19 +231,12 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD toWrite, DWORD* written, v
   if (!f) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (!f->CanWrite()) return Fail(ERROR_ACCESS_DENIED, FALSE);
   if (buffer == nullptr && toWrite > 0) return Fail(kErrorNoAccess, FALSE);
-  DWORD total = 0;
-  while (total < toWrite) {
-    ssize_t put = ::pwrite(f->fd, static_cast<const char*>(buffer) + total, toWrite - total,
-                           static_cast<off_t>(f->position));
-    if (put < 0) {
-      if (errno == EINTR) continue;
-      if (written) *written = total;
-      return Fail(HostError(errno), FALSE);
-    }
-    total += static_cast<DWORD>(put);
-    f->position += static_cast<std::uint64_t>(put);
-  }
-  if (written) *written = total;
+  std::size_t total = 0;
+  DWORD error = 0;
+  bool ok = f->file->Write(f->position, static_cast<const char*>(buffer), toWrite, &total, &error);
+  f->position += total;
+  if (written) *written = static_cast<DWORD>(total);
+  if (!ok) return Fail(error, FALSE);
   SetError(ERROR_SUCCESS);
   return TRUE;
 }
@@ -298,9 +245,9 @@ DWORD GetFileSize(HANDLE file, DWORD* sizeHigh) {
   if (InjectFault(Op::GetFileSize)) return INVALID_FILE_SIZE;
   auto* f = Find<FileObject>(file);
   if (!f) return Fail(ERROR_INVALID_HANDLE, INVALID_FILE_SIZE);
-  struct stat info {};
-  if (::fstat(f->fd, &info) != 0) return Fail(HostError(errno), INVALID_FILE_SIZE);
-  auto size = static_cast<std::uint64_t>(info.st_size);
+  std::uint64_t size = 0;
+  DWORD error = 0;
+  if (!f->file->Size(&size, &error)) return Fail(error, INVALID_FILE_SIZE);
   if (sizeHigh) *sizeHigh = static_cast<DWORD>(size >> 32);
   SetError(ERROR_SUCCESS);
   return static_cast<DWORD>(size);
@@ -319,9 +266,10 @@ DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD metho
   if (method == FILE_CURRENT) {
     base = static_cast<std::int64_t>(f->position);
   } else if (method == FILE_END) {
-    struct stat info {};
-    if (::fstat(f->fd, &info) != 0) return Fail(HostError(errno), INVALID_SET_FILE_POINTER);
-    base = info.st_size;
+    std::uint64_t size = 0;
+    DWORD error = 0;
+    if (!f->file->Size(&size, &error)) return Fail(error, INVALID_SET_FILE_POINTER);
+    base = static_cast<std::int64_t>(size);
   } else if (method != FILE_BEGIN) {
     return Fail(ERROR_INVALID_PARAMETER, INVALID_SET_FILE_POINTER);
   }
@@ -338,9 +286,8 @@ BOOL SetEndOfFile(HANDLE file) {
   auto* f = Find<FileObject>(file);
   if (!f) return Fail(ERROR_INVALID_HANDLE, FALSE);
   if (!f->CanWrite()) return Fail(ERROR_ACCESS_DENIED, FALSE);
-  if (::ftruncate(f->fd, static_cast<off_t>(f->position)) != 0) {
-    return Fail(HostError(errno), FALSE);
-  }
+  DWORD error = 0;
+  if (!f->file->Truncate(f->position, &error)) return Fail(error, FALSE);
   SetError(ERROR_SUCCESS);
   return TRUE;
 }
@@ -360,9 +307,9 @@ HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD protect, DWOR
   if (!f) return Fail<HANDLE>(ERROR_INVALID_HANDLE, nullptr);
   if (protect != PAGE_READONLY) return Fail<HANDLE>(ERROR_INVALID_PARAMETER, nullptr);
   if (!f->CanRead()) return Fail<HANDLE>(ERROR_ACCESS_DENIED, nullptr);
-  struct stat info {};
-  if (::fstat(f->fd, &info) != 0) return Fail<HANDLE>(HostError(errno), nullptr);
-  auto fileSize = static_cast<std::uint64_t>(info.st_size);
+  std::uint64_t fileSize = 0;
+  DWORD error = 0;
+  if (!f->file->Size(&fileSize, &error)) return Fail<HANDLE>(error, nullptr);
   std::uint64_t wanted = (static_cast<std::uint64_t>(sizeHigh) << 32) | sizeLow;
   if (wanted == 0) {
     if (fileSize == 0) return Fail<HANDLE>(kErrorFileInvalid, nullptr);
@@ -371,14 +318,11 @@ HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD protect, DWOR
   if (wanted > fileSize) return Fail<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
   auto mapping = std::make_unique<MappingObject>();
   mapping->bytes.resize(static_cast<std::size_t>(wanted));
-  std::size_t total = 0;
-  while (total < mapping->bytes.size()) {
-    ssize_t got = ::pread(f->fd, mapping->bytes.data() + total, mapping->bytes.size() - total,
-                          static_cast<off_t>(total));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return Fail<HANDLE>(got < 0 ? HostError(errno) : kErrorFileInvalid, nullptr);
-    total += static_cast<std::size_t>(got);
+  std::size_t got = 0;
+  if (!f->file->Read(0, mapping->bytes.data(), mapping->bytes.size(), &got, &error)) {
+    return Fail<HANDLE>(error, nullptr);
   }
+  if (got < mapping->bytes.size()) return Fail<HANDLE>(kErrorFileInvalid, nullptr);
   SetError(ERROR_SUCCESS);
   return AddHandle(std::move(mapping));
 }
@@ -429,8 +373,7 @@ BOOL DeleteFileA(LPCSTR path) {
     return Fail(ERROR_ACCESS_DENIED, FALSE);
   }
   if (FileInUseForDelete(r.key)) return Fail(ERROR_SHARING_VIOLATION, FALSE);
-  std::error_code ec;
-  if (!fs::remove(r.host, ec)) return Fail(HostError(ec.value()), FALSE);
+  if (DWORD error = Files().Remove(r.path)) return Fail(error, FALSE);
   ForgetAttributes(r.key);
   SetError(ERROR_SUCCESS);
   return TRUE;
@@ -457,9 +400,7 @@ BOOL CopyFileA(LPCSTR source, LPCSTR destination, BOOL failIfExists) {
       return Fail(ERROR_ACCESS_DENIED, FALSE);
     }
   }
-  std::error_code ec;
-  fs::copy_file(from.host, to.host, fs::copy_options::overwrite_existing, ec);
-  if (ec) return Fail(HostError(ec.value()), FALSE);
+  if (DWORD error = Files().Copy(from.path, to.path)) return Fail(error, FALSE);
   DWORD attributes = StoredAttributes(from.key, false);
   if (attributes == FILE_ATTRIBUTE_NORMAL) attributes = 0;
   SetStoredAttributes(to.key, attributes | FILE_ATTRIBUTE_ARCHIVE, false);
@@ -473,8 +414,7 @@ BOOL CreateDirectoryA(LPCSTR path, SECURITY_ATTRIBUTES*) {
   if (r.error != 0) return Fail(r.error, FALSE);
   if (r.exists) return Fail(ERROR_ALREADY_EXISTS, FALSE);
   if (!r.parentExists) return Fail(ERROR_PATH_NOT_FOUND, FALSE);
-  std::error_code ec;
-  if (!fs::create_directory(r.host, ec)) return Fail(HostError(ec.value()), FALSE);
+  if (DWORD error = Files().MakeDirectory(r.path)) return Fail(error, FALSE);
   ForgetAttributes(r.key);
   SetError(ERROR_SUCCESS);
   return TRUE;
@@ -490,10 +430,9 @@ BOOL RemoveDirectoryA(LPCSTR path) {
   if (StoredAttributes(r.key, true) & FILE_ATTRIBUTE_READONLY) {
     return Fail(ERROR_ACCESS_DENIED, FALSE);
   }
-  std::error_code ec;
-  if (!fs::is_empty(r.host, ec)) return Fail(ERROR_DIR_NOT_EMPTY, FALSE);
+  if (!Files().List(r.path).empty()) return Fail(ERROR_DIR_NOT_EMPTY, FALSE);
   if (IsCurrentDirectory(r)) return Fail(ERROR_SHARING_VIOLATION, FALSE);
-  if (!fs::remove(r.host, ec)) return Fail(HostError(ec.value()), FALSE);
+  if (DWORD error = Files().Remove(r.path)) return Fail(error, FALSE);
   ForgetAttributes(r.key);
   SetError(ERROR_SUCCESS);
   return TRUE;
@@ -525,24 +464,21 @@ HANDLE FindFirstFileA(LPCSTR pattern, WIN32_FIND_DATAA* data) {
   if (r.name.empty()) return Fail(ERROR_FILE_NOT_FOUND, INVALID_HANDLE_VALUE);
   if (!r.parentExists) return Fail(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
   if (data == nullptr) return Fail(kErrorNoAccess, INVALID_HANDLE_VALUE);
-  fs::path dir = r.host.parent_path();
-  std::string dirKey = r.key.substr(0, r.key.find_last_of('/'));
+  const std::string dir = r.path.substr(0, r.path.find_last_of('/'));
+  const std::string dirKey = r.key.substr(0, r.key.find_last_of('/'));
   auto search = std::make_unique<FindObject>();
   bool root = dirKey.find('/') == std::string::npos;
   if (!root) {
+    StoreEntry self = Files().Stat(dir).value_or(StoreEntry{});
+    self.isDirectory = true;
     for (const char* dots : {".", ".."}) {
-      if (WildMatch(r.name, dots)) {
-        search->entries.push_back(MakeFindData(dots, dir, dirKey, true));
-      }
+      if (WildMatch(r.name, dots)) search->entries.push_back(MakeFindData(dots, self, dirKey));
     }
   }
   std::vector<plat::WIN32_FIND_DATAA> found;
-  std::error_code ec;
-  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
-    std::string name = it->path().filename().string();
-    if (it->is_symlink(ec) || !WildMatch(r.name, name)) continue;
-    bool isDirectory = it->is_directory(ec);
-    found.push_back(MakeFindData(name, it->path(), dirKey + "/" + Lower(name), isDirectory));
+  for (const StoreEntry& entry : Files().List(dir)) {
+    if (!WildMatch(r.name, entry.name)) continue;
+    found.push_back(MakeFindData(entry.name, entry, dirKey + "/" + Lower(entry.name)));
   }
   std::sort(found.begin(), found.end(),
             [](const auto& a, const auto& b) { return Lower(a.cFileName) < Lower(b.cFileName); });
@@ -601,24 +537,20 @@ namespace sim {
 
 namespace {
 
-void Collect(const detail::fs::path& host, const std::string& windows,
-             std::vector<std::string> lowerParts,
+void Collect(const std::string& dir, const std::string& windows,
+             const std::vector<std::string>& lowerParts,
              std::vector<std::pair<std::vector<std::string>, FileEntry>>* out) {
-  std::error_code ec;
-  for (detail::fs::directory_iterator it(host, ec), end; !ec && it != end; it.increment(ec)) {
-    if (it->is_symlink(ec)) continue;  // never part of the machine
-    const std::string name = it->path().filename().string();
+  for (const detail::StoreEntry& found : detail::Files().List(dir)) {
     FileEntry entry;
-    entry.path = windows + "\\" + name;
-    entry.directory = it->is_directory(ec);
-    const std::string key =
-        detail::Lower(detail::fs::relative(it->path(), detail::FsRoot(), ec).generic_string());
-    entry.attributes = detail::StoredAttributes(key, entry.directory);
-    if (!entry.directory) entry.size = it->file_size(ec);
+    entry.path = windows + "\\" + found.name;
+    entry.directory = found.isDirectory;
+    const std::string path = dir + "/" + found.name;
+    entry.attributes = detail::StoredAttributes(detail::Lower(path), entry.directory);
+    entry.size = found.size;
     std::vector<std::string> parts = lowerParts;
-    parts.push_back(detail::Lower(name));
+    parts.push_back(detail::Lower(found.name));
     out->emplace_back(parts, entry);
-    if (entry.directory) Collect(it->path(), entry.path, parts, out);
+    if (entry.directory) Collect(path, entry.path, parts, out);
   }
 }
 
@@ -626,12 +558,11 @@ void Collect(const detail::fs::path& host, const std::string& windows,
 
 std::vector<FileEntry> FileTree() {
   std::vector<std::pair<std::vector<std::string>, FileEntry>> found;
-  std::error_code ec;
-  for (detail::fs::directory_iterator it(detail::FsRoot(), ec), end; !ec && it != end;
-       it.increment(ec)) {
-    const std::string drive = it->path().filename().string();
-    if (drive.size() != 1 || !it->is_directory(ec)) continue;
-    Collect(it->path(), drive + ":", {drive}, &found);
+  for (char letter = 'A'; letter <= 'Z'; ++letter) {
+    const std::string drive(1, letter);
+    std::optional<detail::StoreEntry> root = detail::Files().Stat(drive);
+    if (!root || !root->isDirectory) continue;
+    Collect(drive, drive + ":", {drive}, &found);
   }
   // Comparing the lower-case components keeps a directory before its contents.
   std::sort(found.begin(), found.end(),

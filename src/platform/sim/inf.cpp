@@ -345,13 +345,13 @@ std::optional<Inf> ReadInf(plat::LPCSTR path, DWORD* error) {
     *error = r.exists ? plat::ERROR_ACCESS_DENIED : MissingError(r);
     return std::nullopt;
   }
-  std::error_code ec;
-  if (fs::file_size(r.host, ec) > kMaxInfSize || ec) {
-    *error = ec ? plat::ERROR_ACCESS_DENIED : kErrorGeneralSyntax;
+  std::optional<StoreEntry> entry = Files().Stat(r.path);
+  if (!entry || entry->size > kMaxInfSize) {
+    *error = entry ? kErrorGeneralSyntax : plat::ERROR_ACCESS_DENIED;
     return std::nullopt;
   }
   std::string content;
-  if (!ReadWhole(r.host, &content)) {
+  if (!Files().ReadAll(r.path, &content)) {
     *error = plat::ERROR_ACCESS_DENIED;
     return std::nullopt;
   }

@@ -26,12 +26,13 @@ namespace sim::detail {
 // ---- Machine state ---------------------------------------------------------------
 
 struct Machine {
-  fs::path stateDir;                                          // host directory of the state
-  std::string shownDir;                                       // stateDir as the caller named it
-  bool temporary = false;                                     // deleted at Shutdown
-  Profile profile;                                            // identity, persisted
-  int restartRequests = 0;                                    // ExitWindowsEx restarts recorded
-  bool restartPending = false;                                // applied at the next Boot
+  fs::path stateDir;                 // host directory of the state
+  std::string shownDir;              // stateDir as the caller named it
+  bool temporary = false;            // deleted at Shutdown
+  std::unique_ptr<FileStore> files;  // <state>/fs on the host, or in memory when temporary
+  Profile profile;                   // identity, persisted
+  int restartRequests = 0;           // ExitWindowsEx restarts recorded
+  bool restartPending = false;       // applied at the next Boot
   std::map<std::string, plat::DWORD> attributes;              // stored attributes by file key
   plat::HMODULE module = nullptr;                             // the DLL's handle (SetModule)
   std::string modulePath;                                     // its Windows path
@@ -71,6 +72,23 @@ constexpr const char* kOpNames[] = {
 
 void ShutdownAtExit() {
   sim::Shutdown();
+}
+
+// Host files of the state directory itself (machine.json).
+bool ReadWhole(const fs::path& host, std::string* content) {
+  std::ifstream in(host, std::ios::binary);
+  if (!in) return false;
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  *content = buffer.str();
+  return !in.bad();
+}
+
+bool WriteWhole(const fs::path& host, std::string_view content) {
+  std::ofstream out(host, std::ios::binary | std::ios::trunc);
+  if (!out) return false;
+  out.write(content.data(), static_cast<std::streamsize>(content.size()));
+  return static_cast<bool>(out);
 }
 
 // machine.json keeps the machine's 8-bit strings (registry names and data,
@@ -255,61 +273,39 @@ bool LoadState(Machine& m, std::string* error) {
   return true;
 }
 
-// Directories and files of a fresh default machine.
-// One directory (no content) or file of the default tree, by its host path.
-struct TreeStep {
-  fs::path host;
-  std::optional<std::string> content;
-};
-
-// Directories and files of a fresh default machine. On a machine whose file
-// root starts empty (a temporary one) the steps are recorded, and replayed
-// for the next empty root with the same system directory: a reset then
-// skips resolving every path against the host directories again.
-void CreateDefaultTree(Machine& m, bool emptyRoot) {
-  static std::string recordedFor;  // file root and system directory
-  static std::vector<TreeStep> recorded;
-  std::error_code ec;
+// Directories and files of a fresh default machine. A temporary machine's
+// tree is built once per system directory and copied for every later fresh
+// start (one per fuzz input); the copy shares the files' contents until
+// they are written.
+void CreateDefaultTree(Machine& m) {
+  static std::map<std::string, std::unique_ptr<FileStore>> built;  // by system directory
   const std::string& system = m.profile.systemDirectory;
-  const std::string key = (m.stateDir / "fs").string() + '\n' + system;
-  if (emptyRoot && key == recordedFor) {
-    for (const TreeStep& step : recorded) {
-      if (step.content) {
-        WriteWhole(step.host, *step.content);
-      } else {
-        fs::create_directories(step.host, ec);
-      }
+  std::unique_ptr<FileStore>* cached = nullptr;
+  if (m.temporary) {
+    cached = &built[system];
+    if (*cached) {
+      m.files = (*cached)->Clone();
+      return;
     }
-    return;
   }
-  std::vector<TreeStep> steps;
-  auto makeDirectory = [&steps, &ec](const fs::path& host) {
-    fs::create_directories(host, ec);
-    steps.push_back({host, std::nullopt});
-  };
-  auto makeFile = [&steps](const fs::path& host, std::string content) {
-    WriteWhole(host, content);
-    steps.push_back({host, std::move(content)});
-  };
-  makeDirectory(m.stateDir / "fs" / "C");
+  FileStore& files = *m.files;
+  files.MakeDirectories("C");
   std::string win = WindowsDirectory();
   for (std::string dir : {win, system, system + "\\drivers", win + "\\inf", win + "\\Temp"}) {
     Resolved r = Resolve(dir.c_str());
-    if (r.error == 0 && !r.exists) makeDirectory(r.host);
+    if (r.error == 0 && !r.exists) files.MakeDirectories(r.path);
   }
   for (const char* library : {"SetupApi.dll", "newdev.dll"}) {
     Resolved r = Resolve((system + "\\" + library).c_str());
-    if (r.error == 0 && !r.exists) makeFile(r.host, std::string("MZ simulated ") + library);
+    if (r.error == 0 && !r.exists) files.WriteAll(r.path, std::string("MZ simulated ") + library);
   }
   // The images of the services every fresh machine runs.
   for (const std::string& image : BaselineImages()) {
     Resolved r = Resolve(image.c_str());
-    if (r.error == 0 && !r.exists && r.parentExists) makeFile(r.host, "MZ simulated " + r.name);
+    if (r.error == 0 && !r.exists && r.parentExists)
+      files.WriteAll(r.path, "MZ simulated " + r.name);
   }
-  if (emptyRoot) {
-    recordedFor = key;
-    recorded = std::move(steps);
-  }
+  if (cached) *cached = files.Clone();
 }
 
 }  // namespace
@@ -325,8 +321,8 @@ Machine& M() {
   return *theMachine;
 }
 
-fs::path FsRoot() {
-  return M().stateDir / "fs";
+FileStore& Files() {
+  return *M().files;
 }
 
 // ---- Last error, events, fault injection -----------------------------------------
@@ -454,43 +450,26 @@ void SaveFiles(Json& state) {
   state["attributes"] = attributes;
 }
 
-// ---- Host file helpers -----------------------------------------------------------------
-
-bool ReadWhole(const fs::path& host, std::string* content) {
-  std::ifstream in(host, std::ios::binary);
-  if (!in) return false;
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  *content = buffer.str();
-  return !in.bad();
-}
-
-bool WriteWhole(const fs::path& host, std::string_view content) {
-  std::ofstream out(host, std::ios::binary | std::ios::trunc);
-  if (!out) return false;
-  out.write(content.data(), static_cast<std::streamsize>(content.size()));
-  return static_cast<bool>(out);
-}
-
 namespace {
 
-// Whether the library's file is in the system directory. The host file last
+// Whether the library's file is in the system directory. The store path last
 // found for a library is remembered: while it is still a file there, one
-// lstat answers (the library calls ask for every entry point they bind).
+// look-up answers (the library calls ask for every entry point they bind).
 bool LibraryFilePresent(const std::string& library) {
   struct Known {
-    std::string path;  // file root and Windows path it was found for
-    fs::path host;
+    std::string windows;  // the Windows path it was found for
+    std::string path;     // its store path
   };
   static std::map<std::string, Known> known;  // by lower-case library name
   const std::string windows = M().profile.systemDirectory + "\\" + library;
-  const std::string path = FsRoot().string() + '|' + windows;
   Known& entry = known[Lower(library)];
-  std::error_code ec;
-  if (entry.path == path && fs::is_regular_file(fs::symlink_status(entry.host, ec))) return true;
+  if (entry.windows == windows) {
+    std::optional<StoreEntry> found = Files().Stat(entry.path);
+    if (found && !found->isDirectory) return true;
+  }
   Resolved r = Resolve(windows.c_str());
   if (r.error != 0 || !r.exists || r.isDirectory) return false;
-  entry = {path, r.host};
+  entry = {windows, r.path};
   return true;
 }
 
@@ -550,7 +529,7 @@ bool Start(std::unique_ptr<Machine> m, std::string_view text, bool fresh, std::s
     theMachine.reset();
     return false;
   }
-  if (fresh) CreateDefaultTree(*theMachine, theMachine->temporary);
+  if (fresh) CreateDefaultTree(*theMachine);
   ResetProcessState();
   if (theMachine->restartPending) {
     ApplyRestart();
@@ -577,10 +556,12 @@ bool Boot(const std::string& stateDir, std::string* error) {
     }
     m->stateDir = buffer.data();
     m->temporary = true;
+    m->files = MakeMemoryStore();
     return Start(std::move(m), {}, true, error);
   }
   m->stateDir = fs::absolute(stateDir, ec);
   m->shownDir = stateDir;
+  m->files = MakeHostStore(m->stateDir / "fs");
   fs::create_directories(m->stateDir, ec);
   if (!fs::is_directory(m->stateDir, ec)) {
     if (error) *error = "cannot create state directory " + stateDir;
@@ -598,15 +579,11 @@ bool Reset(std::string_view stateText, std::string* error) {
   if (!theMachine && !Boot("", error)) return false;
   CloseAllHandles(*theMachine);
   theSettings = Settings{};
-  // Empty the scratch directory but keep it: no new directory per reset.
+  // The scratch directory stays; the files start again from an empty tree.
   auto m = std::make_unique<Machine>();
   m->stateDir = theMachine->stateDir;
   m->temporary = true;
-  std::error_code ec;
-  for (fs::directory_iterator it(m->stateDir, ec), end; !ec && it != end; it.increment(ec)) {
-    std::error_code removeError;
-    fs::remove_all(it->path(), removeError);
-  }
+  m->files = MakeMemoryStore();
   theMachine.reset();
   return Start(std::move(m), stateText, true, error);
 }
@@ -683,10 +660,16 @@ namespace {
 void EnsureDrive(const std::string& windowsPath) {
   if (windowsPath.size() >= 2 && windowsPath[1] == ':' &&
       std::isalpha(static_cast<unsigned char>(windowsPath[0]))) {
-    std::error_code ec;
     char drive = static_cast<char>(std::toupper(static_cast<unsigned char>(windowsPath[0])));
-    fs::create_directories(FsRoot() / std::string(1, drive), ec);
+    Files().MakeDirectories(std::string(1, drive));
   }
+}
+
+// Creates the missing directories above a file to be written; false when the
+// path names no file.
+bool MakeParents(const Resolved& r) {
+  if (r.error != 0 || r.isDirectory || r.name.empty()) return false;
+  return Files().MakeDirectories(r.path.substr(0, r.path.find_last_of('/')));
 }
 }  // namespace
 
@@ -694,12 +677,10 @@ bool SetModule(plat::HMODULE module, const std::string& windowsPath,
                const std::vector<char>& bytes) {
   EnsureDrive(windowsPath);
   Resolved r = Resolve(windowsPath.c_str());
-  if (r.error != 0 || r.isDirectory) return false;
-  std::error_code ec;
-  fs::create_directories(r.host.parent_path(), ec);
+  if (!MakeParents(r)) return false;
   // Resolve again: the directories now exist in the case given.
   r = Resolve(windowsPath.c_str());
-  if (!WriteWhole(r.host, std::string_view(bytes.data(), bytes.size()))) return false;
+  if (!Files().WriteAll(r.path, std::string_view(bytes.data(), bytes.size()))) return false;
   Machine& m = M();
   m.module = module;
   m.modulePath = windowsPath;
@@ -708,24 +689,22 @@ bool SetModule(plat::HMODULE module, const std::string& windowsPath,
 
 std::string HostPath(const std::string& windowsPath) {
   Resolved r = Resolve(windowsPath.c_str(), true);
-  return r.error != 0 ? std::string() : r.host.string();
+  return r.error != 0 ? std::string() : Files().HostPath(r.path);
 }
 
 bool PutFile(const std::string& windowsPath, std::string_view content) {
   EnsureDrive(windowsPath);
   Resolved r = Resolve(windowsPath.c_str());
-  if (r.error != 0 || r.isDirectory) return false;
-  std::error_code ec;
-  fs::create_directories(r.host.parent_path(), ec);
+  if (!MakeParents(r)) return false;
   r = Resolve(windowsPath.c_str());
-  return WriteWhole(r.host, content);
+  return Files().WriteAll(r.path, content);
 }
 
 std::optional<std::string> GetFile(const std::string& windowsPath) {
   Resolved r = Resolve(windowsPath.c_str());
   if (r.error != 0 || !r.exists || r.isDirectory) return std::nullopt;
   std::string content;
-  if (!ReadWhole(r.host, &content)) return std::nullopt;
+  if (!Files().ReadAll(r.path, &content)) return std::nullopt;
   return content;
 }
 

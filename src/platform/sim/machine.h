@@ -86,7 +86,8 @@ bool IsBooted();
 bool SaveState(std::string* error);
 // The machine's state as machine.json holds it.
 std::string StateText();
-// The host directory that holds the state.
+// The host directory that holds the state (an empty scratch directory for a
+// temporary machine).
 std::string StateDir();
 
 Profile& GetProfile();
@@ -96,8 +97,10 @@ Profile& GetProfile();
 bool SetModule(plat::HMODULE module, const std::string& windowsPath,
                const std::vector<char>& bytes);
 
-// The host path a Windows path maps to (existing components in their host
-// spelling); empty when the path is invalid or names an unknown drive.
+// The host path a Windows path maps to on a machine kept in a directory
+// (existing components in their host spelling); empty when the path is
+// invalid or names an unknown drive, and on a temporary machine, whose files
+// live in memory.
 std::string HostPath(const std::string& windowsPath);
 // Creates or replaces a file (and its missing directories); reads a file.
 bool PutFile(const std::string& windowsPath, std::string_view content);

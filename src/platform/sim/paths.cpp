@@ -1,5 +1,5 @@
 // Path resolution of the simulated machine: Windows paths, relative to the
-// simulated current directory, mapped to host paths below <state>/fs with
+// simulated current directory, mapped to paths of the file store with
 // case-insensitive matching of existing entries.
 #include <algorithm>
 #include <cctype>
@@ -21,45 +21,15 @@ bool IsInvalidNameChar(char c, bool wildcard) {
   return c == '<' || c == '>' || c == ':' || c == '"' || c == '|';
 }
 
-std::vector<std::string> SplitComponents(std::string_view text) {
-  std::vector<std::string> parts;
-  std::string current;
-  for (char c : text) {
-    if (c == '\\') {
-      parts.push_back(current);
-      current.clear();
-    } else {
-      current += c;
-    }
+// Appends the components of a '\\'-separated path to *parts, as views into it.
+void SplitComponents(std::string_view text, std::vector<std::string_view>* parts) {
+  std::size_t start = 0;
+  for (std::size_t cut = text.find('\\'); cut != std::string_view::npos;
+       cut = text.find('\\', start)) {
+    parts->push_back(text.substr(start, cut - start));
+    start = cut + 1;
   }
-  parts.push_back(current);
-  return parts;
-}
-
-// The host entry of `dir` whose name equals `name` without regard to case;
-// an exact match wins. Symbolic links are never followed. *isDirectory tells
-// whether the entry found is a directory.
-std::optional<std::string> MatchEntry(const fs::path& dir, const std::string& name,
-                                      bool* isDirectory) {
-  std::error_code ec;
-  // Most paths name their components in the stored case: one lstat answers
-  // them without reading the whole directory.
-  fs::file_status exact = fs::symlink_status(dir / name, ec);
-  if (!ec && fs::exists(exact) && !fs::is_symlink(exact)) {
-    *isDirectory = fs::is_directory(exact);
-    return name;
-  }
-  std::optional<std::string> found;
-  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
-    std::string entry = it->path().filename().string();
-    if (!EqualNoCase(entry, name)) continue;
-    if (it->is_symlink(ec)) continue;
-    if (!found) {
-      found = entry;
-      *isDirectory = it->is_directory(ec);
-    }
-  }
-  return found;
+  parts->push_back(text.substr(start));
 }
 
 }  // namespace
@@ -114,35 +84,38 @@ Resolved Resolve(const char* path, bool wildcardLast) {
   }
 
   // The current directory: an absolute path by construction of the profile.
+  // The components below are views into `text` and the profile, which stay
+  // unchanged while the path is resolved.
   const Profile& profile = GetProfile();
-  std::string cwd =
+  std::string_view cwd =
       profile.currentDirectory.empty() ? profile.systemDirectory : profile.currentDirectory;
   char cwdDrive = 'C';
-  std::string cwdRest;
+  std::string_view cwdRest;
   if (cwd.size() >= 2 && std::isalpha(static_cast<unsigned char>(cwd[0])) && cwd[1] == ':') {
     cwdDrive = static_cast<char>(std::toupper(static_cast<unsigned char>(cwd[0])));
     cwdRest = cwd.substr(2);
   }
 
   char drive = cwdDrive;
-  std::vector<std::string> raw;
-  std::string rest = text;
+  std::vector<std::string_view> raw;
+  raw.reserve(16);
+  std::string_view rest = text;
   if (text.size() >= 2 && std::isalpha(static_cast<unsigned char>(text[0])) && text[1] == ':') {
     drive = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-    rest = text.substr(2);
+    rest.remove_prefix(2);
     if (rest.empty() || rest[0] != '\\') {
-      if (drive == cwdDrive) raw = SplitComponents(cwdRest);
+      if (drive == cwdDrive) SplitComponents(cwdRest, &raw);
     }
   } else if (text[0] != '\\') {
-    raw = SplitComponents(cwdRest);
+    SplitComponents(cwdRest, &raw);
   }
-  std::vector<std::string> given = SplitComponents(rest);
   std::size_t firstGiven = raw.size();
-  raw.insert(raw.end(), given.begin(), given.end());
+  SplitComponents(rest, &raw);
 
-  std::vector<std::string> comps;
+  std::vector<std::string_view> comps;
+  comps.reserve(raw.size());
   for (std::size_t i = 0; i < raw.size(); ++i) {
-    std::string c = raw[i];
+    std::string_view c = raw[i];
     bool last = i + 1 == raw.size();
     bool pattern = wildcardLast && last && i >= firstGiven;
     if (c.empty() || c == ".") continue;
@@ -152,7 +125,7 @@ Resolved Resolve(const char* path, bool wildcardLast) {
     }
     if (!pattern) {
       // Windows ignores trailing dots and blanks of a name.
-      while (!c.empty() && (c.back() == '.' || c.back() == ' ')) c.pop_back();
+      while (!c.empty() && (c.back() == '.' || c.back() == ' ')) c.remove_suffix(1);
       if (c.empty()) continue;
     }
     if (c.size() > 255) {
@@ -168,49 +141,49 @@ Resolved Resolve(const char* path, bool wildcardLast) {
     comps.push_back(c);
   }
 
-  fs::path host = FsRoot() / std::string(1, drive);
-  std::error_code ec;
-  if (!fs::is_directory(host, ec)) {
+  FileStore& files = Files();
+  std::string relative(1, drive);
+  relative.reserve(text.size() + cwd.size());
+  std::optional<StoreEntry> root = files.Stat(relative);
+  if (!root || !root->isDirectory) {
     // The drive of the system directory always exists, even when the profile
     // has just moved the system directory there.
     const std::string& system = profile.systemDirectory;
     bool systemDrive = system.size() >= 2 && system[1] == ':' &&
                        std::toupper(static_cast<unsigned char>(system[0])) == drive;
-    if (!systemDrive || !fs::create_directories(host, ec)) {
+    if (!systemDrive || !files.MakeDirectories(relative)) {
       r.error = plat::ERROR_PATH_NOT_FOUND;
       return r;
     }
   }
-  r.windows = std::string(1, drive) + ":\\";
+  r.windows.reserve(text.size() + cwd.size());
+  r.windows += drive;
+  r.windows += ":\\";
   bool exists = true;  // every component so far exists
   bool isDirectory = true;
   r.parentExists = true;
-  // The key is the host path below fs/, built as the components are matched
-  // (asking the file system for a relative path would resolve every link).
-  std::string relative(1, drive);
+  // The store path is built as the components are matched, in their stored
+  // spelling where they exist.
   for (std::size_t i = 0; i < comps.size(); ++i) {
     if (i + 1 == comps.size()) r.parentExists = exists && isDirectory;
-    std::optional<std::string> entry;
-    bool entryIsDirectory = false;
-    if (exists && isDirectory) entry = MatchEntry(host, comps[i], &entryIsDirectory);
+    std::optional<StoreEntry> entry;
+    if (exists && isDirectory) entry = files.Match(relative, comps[i]);
     if (entry) {
-      host /= *entry;
-      isDirectory = entryIsDirectory;
+      isDirectory = entry->isDirectory;
     } else {
-      host /= comps[i];
       exists = false;
       isDirectory = false;
     }
     relative += '/';
-    relative += entry ? *entry : comps[i];
+    relative += entry ? entry->name : comps[i];
     if (i > 0) r.windows += '\\';
     r.windows += comps[i];
   }
-  r.host = host;
+  r.key = Lower(relative);
+  r.path = std::move(relative);
   r.exists = exists;
   r.isDirectory = exists && isDirectory;
-  r.name = comps.empty() ? std::string() : comps.back();
-  r.key = Lower(relative);
+  r.name = comps.empty() ? std::string() : std::string(comps.back());
   return r;
 }
 

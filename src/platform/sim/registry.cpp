@@ -79,6 +79,15 @@ struct KeyHandle : Object {
 constexpr const char* kRootNames[] = {"HKEY_CLASSES_ROOT", "HKEY_CURRENT_USER",
                                       "HKEY_LOCAL_MACHINE", "HKEY_USERS"};
 KeyPtr theRoots[4];
+// The image the keys were last copied from, while no key has changed since:
+// a fresh start from the same image then has nothing to copy. Every change
+// of a key (a key added or deleted, a value set or removed, its security)
+// calls Changed().
+const void* theUnchangedCopyOf = nullptr;
+
+void Changed() {
+  theUnchangedCopyOf = nullptr;
+}
 
 KeyPtr& Root(std::size_t index) {
   if (!theRoots[index]) {
@@ -192,6 +201,7 @@ bool NameBefore(const std::string& a, const std::string& b) {
 }
 
 KeyPtr AddChild(const KeyPtr& key, const std::string& name) {
+  Changed();
   auto child = std::make_shared<RegKey>();
   child->name = name;
   child->depth = key->depth + 1;
@@ -217,12 +227,14 @@ KeyPtr CreatePath(KeyPtr key, const std::vector<std::string>& parts, bool* creat
 }
 
 void MarkDeleted(const KeyPtr& key) {
+  Changed();
   key->deleted = true;
   for (const KeyPtr& child : key->children) MarkDeleted(child);
 }
 
 // Removes `key` from its parent (the key the path walks to before it).
 void Unlink(const KeyPtr& parent, const KeyPtr& key) {
+  Changed();
   auto& siblings = parent->children;
   siblings.erase(std::remove(siblings.begin(), siblings.end(), key), siblings.end());
   MarkDeleted(key);
@@ -238,6 +250,7 @@ RegValue* FindValue(const KeyPtr& key, const char* name) {
 
 void SetValue(const KeyPtr& key, const std::string& name, DWORD type, const BYTE* data,
               std::size_t size) {
+  Changed();
   RegValue* value = FindValue(key, name.c_str());
   if (!value) {
     key->values.push_back({name, type, {}});
@@ -431,6 +444,7 @@ void LoadBaseline() {
 }  // namespace
 
 void LoadRegistry(const Json& state) {
+  Changed();
   for (std::size_t i = 0; i < 4; ++i) {
     theRoots[i].reset();
     Root(i);
@@ -469,7 +483,9 @@ std::shared_ptr<const RegistryImage> CaptureRegistry() {
 }
 
 void RestoreRegistry(const RegistryImage& image) {
+  if (theUnchangedCopyOf == &image) return;
   for (std::size_t i = 0; i < 4; ++i) theRoots[i] = CopyKey(*image.roots[i]);
+  theUnchangedCopyOf = &image;
 }
 
 void SaveRegistry(Json& state) {
@@ -566,6 +582,7 @@ bool RegRemoveValue(HKEY root, const std::string& path, const std::string& name)
   auto it = std::find_if(values.begin(), values.end(),
                          [&](const RegValue& v) { return EqualNoCase(v.name, name); });
   if (it == values.end()) return false;
+  Changed();
   values.erase(it);
   return true;
 }
@@ -663,7 +680,10 @@ bool DeleteRegistryValue(plat::HKEY root, const std::string& path, const std::st
   detail::KeyPtr key = ToolKey(root, path, false);
   if (!key) return true;
   detail::RegValue* value = detail::FindValue(key, name.c_str());
-  if (value) key->values.erase(key->values.begin() + (value - key->values.data()));
+  if (value) {
+    detail::Changed();
+    key->values.erase(key->values.begin() + (value - key->values.data()));
+  }
   return true;
 }
 
@@ -672,6 +692,7 @@ bool DeleteRegistryValue(plat::HKEY root, const std::string& path, const std::st
 bool SetKeyAccess(plat::HKEY root, const std::string& path, std::optional<plat::REGSAM> rights) {
   detail::KeyPtr key = ToolKey(root, path, true);
   if (!key) return false;
+  detail::Changed();
   key->rights = rights;
   if (rights) key->openToEveryone = false;
   return true;
@@ -919,6 +940,7 @@ LONG RegDeleteValueA(HKEY key, LPCSTR valueName) {
   if (!(access & KEY_SET_VALUE)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
   RegValue* value = FindValue(target, valueName);
   if (!value) return static_cast<LONG>(ERROR_FILE_NOT_FOUND);
+  Changed();
   target->values.erase(target->values.begin() + (value - target->values.data()));
   return static_cast<LONG>(ERROR_SUCCESS);
 }
@@ -948,6 +970,7 @@ LONG RegSetKeySecurity(HKEY key, DWORD information, PSECURITY_DESCRIPTOR descrip
   }
   if (information & DACL_SECURITY_INFORMATION) {
     if (!(access & WRITE_DAC)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+    Changed();
     target->openToEveryone = (sd.control & kDaclPresent) && sd.dacl == nullptr;
     if (target->openToEveryone) target->rights.reset();
   }

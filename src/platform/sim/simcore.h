@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/sim/filestore.h"
 #include "platform/sim/machine.h"
 #include "platform/winapi.h"
 
@@ -74,8 +75,8 @@ std::size_t OpenHandleCount();
 // ---- Paths ------------------------------------------------------------------------
 struct Resolved {
   plat::DWORD error = 0;  // non-zero: the path is unusable (3, 123, 206, ...)
-  fs::path host;          // host path (existing components in host spelling)
-  std::string key;        // lower-case path relative to fs/, identifies the file
+  std::string path;       // path in the file store, existing components as stored
+  std::string key;        // lower-case store path, identifies the file
   std::string windows;    // normalised Windows path, "C:\Dir\name"
   std::string name;       // last component ("" for a drive root)
   bool parentExists = false;
@@ -94,8 +95,8 @@ bool EqualNoCase(std::string_view a, std::string_view b);
 
 // ---- Machine ------------------------------------------------------------------------
 struct Machine;
-Machine& M();  // boots a temporary machine on first use
-fs::path FsRoot();
+Machine& M();        // boots a temporary machine on first use
+FileStore& Files();  // the running machine's files
 
 // Stored attributes (read-only, hidden, system, archive) by file key.
 plat::DWORD StoredAttributes(const std::string& key, bool isDirectory);
@@ -178,9 +179,5 @@ void RecordRestart();
 // The simulated libraries' entry points ("setupapi.dll"/"newdev.dll", lower
 // case) by name; none when the library has no such export.
 plat::FARPROC DeviceEntryPoint(const std::string& library, const std::string& name);
-
-// Host file helpers for the simulated file system.
-bool ReadWhole(const fs::path& host, std::string* content);
-bool WriteWhole(const fs::path& host, std::string_view content);
 
 }  // namespace sim::detail

@@ -1,0 +1,225 @@
+// The two file stores of the simulated machine (host files, memory) answer
+// the same operations alike; a reset of a temporary machine leaves nothing
+// of the last run behind, in its files or its registry.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "platform/sim/machine.h"
+#include "platform/sim/simcore.h"
+#include "platform/sim/view.h"
+#include "sim_fixture.h"
+
+namespace {
+
+using namespace plat;
+using sim::detail::FileStore;
+using sim::detail::OpenFile;
+
+class Stores : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    if (OnHost()) {
+      char pattern[] = "/tmp/filestore-XXXXXX";
+      ASSERT_NE(mkdtemp(pattern), nullptr);
+      m_Dir = pattern;
+      m_Store = sim::detail::MakeHostStore(m_Dir);
+    } else {
+      m_Store = sim::detail::MakeMemoryStore();
+    }
+    ASSERT_TRUE(m_Store->MakeDirectories("C/Dir/Sub"));
+    ASSERT_TRUE(m_Store->WriteAll("C/Dir/File.TXT", "abc"));
+  }
+  void TearDown() override {
+    m_Store.reset();
+    if (!m_Dir.empty()) std::filesystem::remove_all(m_Dir);
+  }
+  static bool OnHost() { return GetParam(); }
+
+  std::vector<std::string> Names(const std::string& dir) {
+    std::vector<std::string> names;
+    for (const auto& entry : m_Store->List(dir)) {
+      names.push_back(entry.name + (entry.isDirectory ? "/" : ":" + std::to_string(entry.size)));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  std::string m_Dir;  // the host store's root
+  std::unique_ptr<FileStore> m_Store;
+};
+
+INSTANTIATE_TEST_SUITE_P(Backends, Stores, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "Host" : "Memory"; });
+
+TEST_P(Stores, NamesMatchWithoutRegardToCaseAndKeepTheirCase) {
+  auto file = m_Store->Match("C/Dir", "file.txt");
+  ASSERT_TRUE(file.has_value());
+  EXPECT_EQ(file->name, "File.TXT");
+  EXPECT_FALSE(file->isDirectory);
+  auto sub = m_Store->Match("C/Dir", "SUB");
+  ASSERT_TRUE(sub.has_value());
+  EXPECT_TRUE(sub->isDirectory);
+  EXPECT_FALSE(m_Store->Match("C/Dir", "none").has_value());
+  EXPECT_FALSE(m_Store->Match("C/Dir/File.TXT", "x").has_value());  // not a directory
+  EXPECT_EQ(Names("C/Dir"), (std::vector<std::string>{"File.TXT:3", "Sub/"}));
+  EXPECT_EQ(m_Store->Stat("C/Dir/File.TXT")->size, 3u);
+  EXPECT_GT(m_Store->Stat("C/Dir/File.TXT")->written, 116444736000000000LL);  // after 1970
+  EXPECT_FALSE(m_Store->Stat("C/Dir/none").has_value());
+}
+
+TEST_P(Stores, FailuresAnswerTheSameErrorCodes) {
+  EXPECT_EQ(m_Store->MakeDirectory("C/Dir/Sub"), ERROR_ALREADY_EXISTS);
+  EXPECT_EQ(m_Store->MakeDirectory("C/None/x"), ERROR_PATH_NOT_FOUND);
+  EXPECT_FALSE(m_Store->MakeDirectories("C/Dir/File.TXT/x"));
+  EXPECT_EQ(m_Store->Remove("C/Dir"), ERROR_DIR_NOT_EMPTY);
+  EXPECT_EQ(m_Store->Remove("C/Dir/none"), ERROR_FILE_NOT_FOUND);
+  EXPECT_FALSE(m_Store->WriteAll("C/None/x", "x"));
+  EXPECT_FALSE(m_Store->WriteAll("C/Dir/Sub", "x"));
+  EXPECT_EQ(m_Store->Copy("C/Dir/none", "C/Dir/y"), ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(m_Store->Copy("C/Dir/File.TXT", "C/None/y"), ERROR_PATH_NOT_FOUND);
+  std::string content;
+  EXPECT_FALSE(m_Store->ReadAll("C/Dir/Sub", &content));
+
+  DWORD error = 0;
+  EXPECT_EQ(m_Store->Open("C/Dir/File.TXT", true, false, &error), nullptr);
+  EXPECT_EQ(error, ERROR_ALREADY_EXISTS);
+  EXPECT_EQ(m_Store->Open("C/Dir/none", false, false, &error), nullptr);
+  EXPECT_EQ(error, ERROR_PATH_NOT_FOUND);
+  EXPECT_EQ(m_Store->Open("C/Dir/Sub", false, false, &error), nullptr);
+  EXPECT_EQ(error, ERROR_ACCESS_DENIED);
+
+  // Emptied, the directory goes.
+  EXPECT_EQ(m_Store->Remove("C/Dir/File.TXT"), 0u);
+  EXPECT_EQ(m_Store->Remove("C/Dir/Sub"), 0u);
+  EXPECT_EQ(m_Store->Remove("C/Dir"), 0u);
+  EXPECT_TRUE(Names("C").empty());
+}
+
+TEST_P(Stores, OpenFilesWriteAnywhereAndOutliveTheirName) {
+  DWORD error = 0;
+  std::unique_ptr<OpenFile> file = m_Store->Open("C/Dir/new.bin", true, false, &error);
+  ASSERT_NE(file, nullptr);
+  std::size_t done = 0;
+  ASSERT_TRUE(file->Write(3, "xyz", 3, &done, &error));  // past the end: zeros before
+  std::uint64_t size = 0;
+  ASSERT_TRUE(file->Size(&size, &error));
+  EXPECT_EQ(size, 6u);
+  std::string content;
+  ASSERT_TRUE(m_Store->ReadAll("C/Dir/new.bin", &content));
+  EXPECT_EQ(content, std::string("\0\0\0xyz", 6));
+  ASSERT_TRUE(file->Truncate(4, &error));
+  char buffer[8] = {};
+  ASSERT_TRUE(file->Read(2, buffer, sizeof buffer, &done, &error));
+  EXPECT_EQ(std::string(buffer, done), std::string("\0x", 2));
+  ASSERT_TRUE(file->Read(9, buffer, sizeof buffer, &done, &error));
+  EXPECT_EQ(done, 0u);
+
+  EXPECT_EQ(m_Store->Copy("C/Dir/new.bin", "C/Dir/File.TXT"), 0u);
+  ASSERT_TRUE(m_Store->ReadAll("C/Dir/File.TXT", &content));
+  EXPECT_EQ(content.size(), 4u);
+
+  // Deleted while open: the handle keeps the contents.
+  EXPECT_EQ(m_Store->Remove("C/Dir/new.bin"), 0u);
+  EXPECT_FALSE(m_Store->Stat("C/Dir/new.bin").has_value());
+  ASSERT_TRUE(file->Write(0, "ab", 2, &done, &error));
+  ASSERT_TRUE(file->Read(0, buffer, sizeof buffer, &done, &error));
+  EXPECT_EQ(std::string(buffer, done), std::string("ab\0x", 4));
+
+  // Opening with truncation empties the file.
+  file = m_Store->Open("C/Dir/File.TXT", false, true, &error);
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(m_Store->Stat("C/Dir/File.TXT")->size, 0u);
+}
+
+TEST(MemoryStore, ACloneAndItsSourceNeverSeeEachOthersWrites) {
+  std::unique_ptr<FileStore> source = sim::detail::MakeMemoryStore();
+  ASSERT_TRUE(source->MakeDirectories("C/D"));
+  ASSERT_TRUE(source->WriteAll("C/D/a", "one"));
+  ASSERT_TRUE(source->WriteAll("C/D/b", "two"));
+  ASSERT_TRUE(source->WriteAll("C/D/e", "eee"));
+  DWORD error = 0;
+  std::size_t done = 0;
+  std::unique_ptr<OpenFile> early = source->Open("C/D/e", false, false, &error);
+  ASSERT_NE(early, nullptr);
+  std::unique_ptr<FileStore> clone = source->Clone();
+  ASSERT_NE(clone, nullptr);
+  ASSERT_TRUE(early->Write(0, "EEE", 3, &done, &error));  // a handle open while cloning
+
+  std::unique_ptr<OpenFile> handle = clone->Open("C/D/a", false, false, &error);
+  ASSERT_NE(handle, nullptr);
+  ASSERT_TRUE(handle->Write(0, "ONE", 3, &done, &error));
+  ASSERT_TRUE(source->WriteAll("C/D/b", "TWO"));
+  EXPECT_EQ(clone->Remove("C/D/b"), 0u);
+  ASSERT_TRUE(clone->WriteAll("C/D/c", "new"));
+
+  std::string content;
+  ASSERT_TRUE(source->ReadAll("C/D/a", &content));
+  EXPECT_EQ(content, "one");
+  ASSERT_TRUE(source->ReadAll("C/D/b", &content));
+  EXPECT_EQ(content, "TWO");
+  EXPECT_FALSE(source->Stat("C/D/c").has_value());
+  ASSERT_TRUE(clone->ReadAll("C/D/a", &content));
+  EXPECT_EQ(content, "ONE");
+  ASSERT_TRUE(clone->ReadAll("C/D/e", &content));
+  EXPECT_EQ(content, "eee");
+  ASSERT_TRUE(source->ReadAll("C/D/e", &content));
+  EXPECT_EQ(content, "EEE");
+
+  // A second clone of the source starts from the source as it is now.
+  std::unique_ptr<FileStore> again = source->Clone();
+  ASSERT_TRUE(again->ReadAll("C/D/b", &content));
+  EXPECT_EQ(content, "TWO");
+  EXPECT_TRUE(clone->HostPath("C/D/a").empty());
+}
+
+std::string Listing() {
+  std::string text;
+  for (const sim::FileEntry& entry : sim::FileTree()) {
+    text += entry.path + " " + std::to_string(entry.size) + " " + std::to_string(entry.attributes) +
+            "\n";
+  }
+  return text;
+}
+
+class MachineReset : public SimTest {};
+
+TEST_F(MachineReset, LeavesNothingOfTheLastRunBehind) {
+  std::string error;
+  ASSERT_TRUE(sim::Reset({}, &error)) << error;
+  const std::string fresh = Listing();
+  const std::string freshState = sim::StateText();
+  const std::string library = "C:\\WINDOWS\\system32\\SetupApi.dll";
+  const std::string original = sim::GetFile(library).value_or("<none>");
+
+  // A run that changes a default file through a handle it leaves open, and
+  // adds files, directories and attributes.
+  HANDLE h = CreateFileA(library.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE);
+  DWORD n = 0;
+  ASSERT_TRUE(WriteFile(h, "changed", 7, &n, nullptr));
+  ASSERT_TRUE(CreateDirectoryA("C:\\Run", nullptr));
+  ASSERT_TRUE(sim::PutFile("C:\\Run\\x.txt", "x"));
+  ASSERT_TRUE(SetFileAttributesA("C:\\WINDOWS\\Temp", FILE_ATTRIBUTE_HIDDEN));
+  ASSERT_TRUE(DeleteFileA("C:\\WINDOWS\\system32\\newdev.dll"));
+  ASSERT_TRUE(sim::detail::RegWriteString(HKEY_LOCAL_MACHINE, "SOFTWARE\\Run", "x", "y"));
+  ASSERT_NE(Listing(), fresh);
+  ASSERT_NE(sim::StateText(), freshState);
+
+  ASSERT_TRUE(sim::Reset({}, &error)) << error;
+  Capture();
+  EXPECT_EQ(sim::detail::OpenHandleCount(), 0u);
+  EXPECT_EQ(Listing(), fresh);
+  EXPECT_EQ(sim::GetFile(library).value_or("<none>"), original);
+  EXPECT_TRUE(std::filesystem::is_empty(sim::StateDir()));
+  EXPECT_FALSE(WriteFile(h, "x", 1, &n, nullptr));  // the old handle is gone
+  EXPECT_EQ(sim::StateText(), freshState);
+  // A reset after a run that changed nothing starts from the same machine.
+  ASSERT_TRUE(sim::Reset({}, &error)) << error;
+  EXPECT_EQ(sim::StateText(), freshState);
+  EXPECT_EQ(Listing(), fresh);
+}
+
+}  // namespace
