@@ -10,9 +10,10 @@
 //
 // Runs under a step budget take the tree walk only. With the profile byte's
 // 0x20 bit the run has no step budget (so the num programs and the loop
-// machine run) and a pass budget ends it instead; the same input then runs
-// again on a fresh machine with a step budget too large to reach, and the two
-// runs must print the same and give the same results.
+// machine run) and a pass budget ends it instead; with its 0x18 bits as well
+// the same input then runs again on a fresh machine with a step budget too
+// large to reach, and the two runs must print the same and give the same
+// results.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -126,6 +127,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   if ((control[0] & 0x20) == 0) {
     RunOnce(module, control, kStepBudget, 0);
+    return 0;
+  }
+  if ((control[0] & 0x18) != 0x18) {
+    RunOnce(module, control, 0, kPassBudget);
     return 0;
   }
   const RunTrace fast = RunOnce(module, control, 0, kPassBudget);

@@ -35,4 +35,4 @@ num main() {
   }
   return sum
 }
-//g 62
+//x 62
