@@ -249,7 +249,8 @@ int RunCall(SyntaxNode* node, Value& value, VariablePtr& record) {
     ReportError("illegal function define. see define of '%s'.", name);
     return CallTail(name);
   }
-  if (!Generate(body)) {
+  const int compiled = RunBodyCode(function->m_pDefinition.get(), body);
+  if (compiled == 0 || (compiled < 0 && !Generate(body))) {
     if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
     return CallTail(name);
   }
@@ -435,6 +436,7 @@ int RunMain(std::int32_t* result) {
   FreeNode(call);
   theStringResult.reset();
   theReturnSlot = ReturnSlot{};
+  ReleaseLoopSlots();
   return ok ? 1 : 0;
 }
 

@@ -148,6 +148,12 @@ bool IsFoldingOperator(int op);
 // Runs a while statement on the loop machine (loop.cpp): 1 done, 0 failed
 // (reported), -1 when the machine cannot run it now and the tree walk must.
 [[nodiscard]] int RunLoopCode(SyntaxNode* node);
+// Runs a function body (the statements under the definition node
+// `definition`) on the same machine: 1 done, 0 failed (reported), -1 when the
+// tree walk must run it.
+[[nodiscard]] int RunBodyCode(SyntaxNode* definition, SyntaxNode* body);
+// Gives the machines' name slots back at the end of a run.
+void ReleaseLoopSlots();
 // The rest of a switch after the case section `section` ended with a
 // continue flag set: the following sections run as SwitchT runs them.
 [[nodiscard]] int SwitchTail(SyntaxNode* section);

@@ -24,6 +24,7 @@
 // travel up the enclosing constructs exactly as the walk's returns carry
 // them, and a failure writes the trace lines that the walk's evaluators on
 // the way up would have written.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -64,6 +65,7 @@ enum LoopOp : std::uint8_t {
   kSwitch,         // pop the selector; jump to the section of switch m_nValue
   kWalk,           // hand the statement to the tree walk
   kWalkOperand,    // push the num of call m_nValue, evaluated by the tree walk
+  kReturn,         // pop the result of a num function and raise the return flag
   kEnd,            // the loop's condition failed: done
 };
 
@@ -82,7 +84,17 @@ bool IsCompound(int op) {
 // kWalk units; only the loop's own condition must compile.
 class LoopCompiler {
  public:
-  explicit LoopCompiler(LoopCode& code) : m_Code(code) {}
+  // `function`: the function whose frame is innermost (none at top level).
+  LoopCompiler(LoopCode& code, const FunctionEntry* function)
+      : m_Code(code), m_pFunction(function) {}
+
+  // A function body: its statements, directly in no construct.
+  bool CompileBody(SyntaxNode* body) {
+    m_Code.m_Units.push_back(LoopUnit{body, nullptr, 0, -1});  // unit 0: never current
+    Chain(body, -1, nullptr);
+    Emit(kEnd, 0, 0, 0);
+    return !m_bTooLarge;
+  }
 
   bool CompileLoop(SyntaxNode* loop) {
     m_Code.m_Units.push_back(LoopUnit{loop, nullptr, 0, -1});
@@ -118,9 +130,13 @@ class LoopCompiler {
   }
 
   // The name slot of an IdT or Id_ArrayT node; -1 when the slots are full.
+  // Nodes of one name share a slot: in one frame the lookup of a name finds
+  // the same variable from every node (pooled texts: same entry, same name).
   int NameSlot(SyntaxNode* node) {
     for (std::size_t i = 0; i < m_Code.m_Names.size(); ++i) {
-      if (m_Code.m_Names[i] == node) return static_cast<int>(i);
+      if (m_Code.m_Names[i]->m_szText.Entry() == node->m_szText.Entry()) {
+        return static_cast<int>(i);
+      }
     }
     if (m_Code.m_Names.size() >= kMaxNames) return -1;
     m_Code.m_Names.push_back(node);
@@ -335,6 +351,14 @@ class LoopCompiler {
       }
       case NodeKind::SwitchT:
         return Switch(node, unit, context, steps);
+      case NodeKind::ReturnT:
+        // The result of a num function, as ReturnT checks and leaves it.
+        if (m_pFunction == nullptr || m_pFunction->m_nRetType != ValueType::Num ||
+            !Operand(node->m_pChild2.get(), 1, steps)) {
+          return false;
+        }
+        Emit(kReturn, 0, 0, 0);
+        return true;
       default:
         return false;
     }
@@ -382,24 +406,34 @@ class LoopCompiler {
   }
 
   LoopCode& m_Code;
+  const FunctionEntry* m_pFunction;
   int m_nNesting = 0;
   bool m_bTooLarge = false;
   bool m_bCalled = false;  // the statement being compiled has a call operand
 };
 
-// The code of `loop`, built on its first execution; none when its condition
-// is not a num operand the machine can evaluate.
-const LoopCode* CodeOf(SyntaxNode* loop) {
-  auto& cache = loop->m_Cache.m_Loop;
+// The code kept in `owner` (a WhileT node, or the ExternalFunT node of a
+// function for its body `body`), built on its first execution; none when a
+// loop's condition is not a num operand the machine can evaluate, or when no
+// statement of a body would run on the machine.
+const LoopCode* CodeOf(SyntaxNode* owner, SyntaxNode* body) {
+  auto& cache = owner->m_Cache.m_Loop;
   if (cache.m_nState == 0) {
     cache.m_nState = 2;
     auto* code = new (std::nothrow) LoopCode;
     if (code == nullptr) return nullptr;
     bool built = false;
     try {
-      built = LoopCompiler(*code).CompileLoop(loop);
+      LoopCompiler compiler(*code, theTopFunction);
+      built = body != nullptr ? compiler.CompileBody(body) : compiler.CompileLoop(owner);
     } catch (const std::bad_alloc&) {
       built = false;
+    }
+    if (built && body != nullptr) {
+      built = false;
+      for (const LoopInstr& in : code->m_Code) {
+        if (in.m_nOp != kUnit && in.m_nOp != kWalk && in.m_nOp != kEnd) built = true;
+      }
     }
     if (!built || code->m_Names.size() > kMaxNames) {
       delete code;
@@ -508,6 +542,29 @@ RaiseResult Raise(const LoopCode& code, std::int32_t unit, std::int32_t& next) {
   }
 }
 
+// The name slots of the running machines, innermost last: each run takes as
+// many as its code has names.
+std::vector<Variable*> s_Slots;
+std::size_t s_nSlotTop = 0;
+
+class SlotFrame {
+ public:
+  explicit SlotFrame(std::size_t count) : m_nBase(s_nSlotTop) {
+    if (s_Slots.size() < m_nBase + count) s_Slots.resize(m_nBase + count);
+    std::fill_n(s_Slots.begin() + static_cast<std::ptrdiff_t>(m_nBase), count, nullptr);
+    s_nSlotTop = m_nBase + count;
+  }
+  ~SlotFrame() { s_nSlotTop = m_nBase; }
+  SlotFrame(const SlotFrame&) = delete;
+  SlotFrame& operator=(const SlotFrame&) = delete;
+
+  // This run's slots; valid until a nested run may have grown the list.
+  Variable** Slots() const { return s_Slots.data() + m_nBase; }
+
+ private:
+  std::size_t m_nBase;
+};
+
 // Finds the element of a num array that LocateStorage would find, popping
 // its indexes; none when a check fails.
 SETUP_ALWAYS_INLINE std::int32_t* ElementCell(Variable* var, int dims, std::int32_t* stack,
@@ -533,7 +590,19 @@ SETUP_ALWAYS_INLINE bool IsNumScalar(const Variable* var) {
   return var->m_nType == ValueType::Num && !var->m_pArray;
 }
 
-int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
+// Runs `code`: a loop's (`loop` its WhileT node) or a function body's (`loop`
+// none). -1, before anything ran, when a name of the code is not defined.
+int Execute(SyntaxNode* loop, const LoopCode& code) {
+  const SlotFrame frame(code.m_Names.size());
+  Variable** slots = frame.Slots();
+  // Every name of the code, as the walk would find it now; the frame and the
+  // variables stay the same while the code runs.
+  for (std::size_t i = 0; i < code.m_Names.size(); ++i) {
+    SyntaxNode* name = code.m_Names[i];
+    slots[i] = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
+    if (slots[i] == nullptr) return -1;
+  }
+  const auto get = [&slots](int slot) { return slots[slot]; };
   std::int32_t stack[kMaxOperandSteps + 1];
   int top = 0;
   const LoopInstr* const base = code.m_Code.data();
@@ -549,13 +618,13 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
         stack[top++] = in.m_nValue;
         continue;
       case kName: {
-        const Variable* var = vars[in.m_nName];
+        const Variable* var = get(in.m_nName);
         if (!IsNumScalar(var)) break;
         stack[top++] = var->m_nNum;
         continue;
       }
       case kElement: {
-        const std::int32_t* cell = ElementCell(vars[in.m_nName], in.m_nSub, stack, top);
+        const std::int32_t* cell = ElementCell(get(in.m_nName), in.m_nSub, stack, top);
         if (cell == nullptr) break;
         stack[top++] = *cell;
         continue;
@@ -595,20 +664,20 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
         stack[top - 1] = NumOperator(in.m_nValue, stack[top - 1], stack[top]);
         continue;
       case kStore: {
-        Variable* var = vars[in.m_nName];
+        Variable* var = get(in.m_nName);
         if (!IsNumScalar(var)) break;
         var->m_nNum = stack[--top];
         continue;
       }
       case kStoreElement: {
         const std::int32_t value = stack[--top];
-        std::int32_t* cell = ElementCell(vars[in.m_nName], in.m_nSub, stack, top);
+        std::int32_t* cell = ElementCell(get(in.m_nName), in.m_nSub, stack, top);
         if (cell == nullptr) break;
         *cell = value;
         continue;
       }
       case kUpdate: {
-        Variable* var = vars[in.m_nName];
+        Variable* var = get(in.m_nName);
         const std::int32_t r = stack[top - 1];
         if (!IsNumScalar(var) ||
             (r == 0 && (in.m_nValue == TK_SLASH_ASSIGN || in.m_nValue == TK_PERCENT_ASSIGN))) {
@@ -621,7 +690,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
       case kUpdateElement: {
         const std::int32_t r = stack[--top];
         if (r == 0 && (in.m_nValue == TK_SLASH_ASSIGN || in.m_nValue == TK_PERCENT_ASSIGN)) break;
-        std::int32_t* cell = ElementCell(vars[in.m_nName], in.m_nSub, stack, top);
+        std::int32_t* cell = ElementCell(get(in.m_nName), in.m_nSub, stack, top);
         if (cell == nullptr) break;
         UpdateCell(in.m_nValue, *cell, r);
         continue;
@@ -649,6 +718,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
         const RaiseResult raised = Raise(code, unit, next);
         if (raised == kRaiseDone) return 1;
         if (raised == kRaiseFailed) return 0;
+        slots = frame.Slots();
         pc = base + next;
         continue;
       }
@@ -673,7 +743,24 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
         if (EvalInt(code.m_Walked[static_cast<std::size_t>(in.m_nValue)], number, other) != 1) {
           return FailUnit(code, unit);
         }
+        slots = frame.Slots();
         stack[top++] = number;
+        continue;
+      }
+      case kReturn: {
+        Value result;
+        result.m_nType = ValueType::Num;
+        result.m_nSize = 4;
+        result.m_nNum = stack[--top];
+        theReturnSlot.m_Value = std::move(result);
+        theReturnSlot.m_bHeld = true;
+        theGlobal.m_bReturn = 1;
+        std::int32_t next = 0;
+        const RaiseResult raised = Raise(code, unit, next);
+        if (raised == kRaiseDone) return 1;
+        if (raised == kRaiseFailed) return 0;
+        slots = frame.Slots();
+        pc = base + next;
         continue;
       }
       case kWalk:
@@ -684,15 +771,17 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* vars) {
 
     // The statement goes to the tree walk; it has changed nothing yet.
     top = 0;
-    if (unit == 0) return WhileWalk(loop);  // the loop's own condition
+    if (unit == 0) return WhileWalk(loop);  // the loop's own condition (never in a body)
     const LoopUnit& u = code.m_Units[static_cast<std::size_t>(unit)];
     if (!GenerateOne(u.m_pNode)) return Unwind(code, u.m_nContext);
+    slots = frame.Slots();
     pc = base + u.m_nResume;
     if (theGlobal.m_bBreak || theGlobal.m_bContinue || theGlobal.m_bReturn) {
       std::int32_t next = 0;
       const RaiseResult raised = Raise(code, unit, next);
       if (raised == kRaiseDone) return 1;
       if (raised == kRaiseFailed) return 0;
+      slots = frame.Slots();
       pc = base + next;
     }
   }
@@ -707,17 +796,26 @@ int RunLoopCode(SyntaxNode* node) {
     if (theGlobal.m_pStackBase - here >= kStackBudget - kLoopStackMargin) return -1;
   }
   if (node->m_Cache.m_Loop.m_nState == 2) return -1;
-  const LoopCode* code = CodeOf(node);
+  const LoopCode* code = CodeOf(node, nullptr);
   if (code == nullptr) return -1;
-  // Every name of the loop, as the walk would find it now; the frame and the
-  // variables stay the same while the loop runs.
-  Variable* vars[kMaxNames];
-  for (std::size_t i = 0; i < code->m_Names.size(); ++i) {
-    SyntaxNode* name = code->m_Names[i];
-    vars[i] = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
-    if (vars[i] == nullptr) return -1;
+  return Execute(node, *code);
+}
+
+int RunBodyCode(SyntaxNode* definition, SyntaxNode* body) {
+  if (theGlobal.m_nStepLimit != 0 || body == nullptr) return -1;
+  if (theGlobal.m_pStackBase != nullptr) {
+    const char* here = static_cast<const char*>(__builtin_frame_address(0));
+    if (theGlobal.m_pStackBase - here >= kStackBudget - kLoopStackMargin) return -1;
   }
-  return Execute(node, *code, vars);
+  if (definition->m_Cache.m_Loop.m_nState == 2) return -1;
+  const LoopCode* code = CodeOf(definition, body);
+  if (code == nullptr) return -1;
+  return Execute(nullptr, *code);
+}
+
+void ReleaseLoopSlots() {
+  std::vector<Variable*>().swap(s_Slots);
+  s_nSlotTop = 0;
 }
 
 }  // namespace setup

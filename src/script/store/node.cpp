@@ -205,7 +205,8 @@ void DropNumProgram(SyntaxNode& node) {
 }
 
 void DropLoopCode(SyntaxNode& node) {
-  if (node.m_nKind == NodeKind::WhileT && node.m_Cache.m_Loop.m_nState == 1) {
+  if ((node.m_nKind == NodeKind::WhileT || node.m_nKind == NodeKind::ExternalFunT) &&
+      node.m_Cache.m_Loop.m_nState == 1) {
     delete node.m_Cache.m_Loop.m_pCode;
     node.m_Cache.m_Loop.m_pCode = nullptr;
     node.m_Cache.m_Loop.m_nState = 2;

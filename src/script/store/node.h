@@ -180,7 +180,8 @@ union RunCache {
     NumProgram* m_pProgram;
     std::int32_t m_nState;
   } m_Num;
-  // WhileT: the compiled loop, with the same states.
+  // WhileT: the compiled loop; ExternalFunT: the compiled body; with the
+  // same states.
   struct {
     LoopCode* m_pCode;
     std::int32_t m_nState;
@@ -219,7 +220,7 @@ struct SyntaxNode {
 
 // Releases the num program of an OpT node, which then runs without one.
 void DropNumProgram(SyntaxNode& node);
-// Releases the compiled loop of a WhileT node.
+// Releases the compiled loop of a WhileT node or body of an ExternalFunT node.
 void DropLoopCode(SyntaxNode& node);
 // A zeroed node of `kind` stamped with the current line count, from the
 // run's node arena; none when memory runs out.
