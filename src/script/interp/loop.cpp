@@ -542,27 +542,39 @@ RaiseResult Raise(const LoopCode& code, std::int32_t unit, std::int32_t& next) {
   }
 }
 
-// The name slots of the running machines, innermost last: each run takes as
-// many as its code has names.
+// The name slots and operand stacks of the running machines, innermost
+// last: each run takes as many slots as its code has names and a stack for
+// its longest operand tree. Kept off the host stack, so that a recursion
+// through function bodies on the machine goes as deep as on the walk.
 std::vector<Variable*> s_Slots;
 std::size_t s_nSlotTop = 0;
+std::vector<std::int32_t> s_Numbers;
+std::size_t s_nNumberTop = 0;
 
-class SlotFrame {
+class MachineFrame {
  public:
-  explicit SlotFrame(std::size_t count) : m_nBase(s_nSlotTop) {
-    if (s_Slots.size() < m_nBase + count) s_Slots.resize(m_nBase + count);
-    std::fill_n(s_Slots.begin() + static_cast<std::ptrdiff_t>(m_nBase), count, nullptr);
-    s_nSlotTop = m_nBase + count;
+  explicit MachineFrame(std::size_t names) : m_nSlotBase(s_nSlotTop), m_nNumberBase(s_nNumberTop) {
+    constexpr auto kNumbers = static_cast<std::size_t>(kMaxOperandSteps) + 1;
+    if (s_Slots.size() < m_nSlotBase + names) s_Slots.resize(m_nSlotBase + names);
+    if (s_Numbers.size() < m_nNumberBase + kNumbers) s_Numbers.resize(m_nNumberBase + kNumbers);
+    s_nSlotTop = m_nSlotBase + names;
+    s_nNumberTop = m_nNumberBase + kNumbers;
   }
-  ~SlotFrame() { s_nSlotTop = m_nBase; }
-  SlotFrame(const SlotFrame&) = delete;
-  SlotFrame& operator=(const SlotFrame&) = delete;
+  ~MachineFrame() {
+    s_nSlotTop = m_nSlotBase;
+    s_nNumberTop = m_nNumberBase;
+  }
+  MachineFrame(const MachineFrame&) = delete;
+  MachineFrame& operator=(const MachineFrame&) = delete;
 
-  // This run's slots; valid until a nested run may have grown the list.
-  Variable** Slots() const { return s_Slots.data() + m_nBase; }
+  // This run's slots and stack; valid until a nested run may have grown the
+  // lists.
+  Variable** Slots() const { return s_Slots.data() + m_nSlotBase; }
+  std::int32_t* Stack() const { return s_Numbers.data() + m_nNumberBase; }
 
  private:
-  std::size_t m_nBase;
+  std::size_t m_nSlotBase;
+  std::size_t m_nNumberBase;
 };
 
 // Finds the element of a num array that LocateStorage would find, popping
@@ -593,7 +605,7 @@ SETUP_ALWAYS_INLINE bool IsNumScalar(const Variable* var) {
 // Runs `code`: a loop's (`loop` its WhileT node) or a function body's (`loop`
 // none). -1, before anything ran, when a name of the code is not defined.
 int Execute(SyntaxNode* loop, const LoopCode& code) {
-  const SlotFrame frame(code.m_Names.size());
+  const MachineFrame frame(code.m_Names.size());
   Variable** slots = frame.Slots();
   // Every name of the code, as the walk would find it now; the frame and the
   // variables stay the same while the code runs.
@@ -603,7 +615,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
     if (slots[i] == nullptr) return -1;
   }
   const auto get = [&slots](int slot) { return slots[slot]; };
-  std::int32_t stack[kMaxOperandSteps + 1];
+  std::int32_t* stack = frame.Stack();
   int top = 0;
   const LoopInstr* const base = code.m_Code.data();
   const LoopInstr* pc = base;
@@ -719,6 +731,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
         if (raised == kRaiseDone) return 1;
         if (raised == kRaiseFailed) return 0;
         slots = frame.Slots();
+        stack = frame.Stack();
         pc = base + next;
         continue;
       }
@@ -744,6 +757,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
           return FailUnit(code, unit);
         }
         slots = frame.Slots();
+        stack = frame.Stack();
         stack[top++] = number;
         continue;
       }
@@ -760,6 +774,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
         if (raised == kRaiseDone) return 1;
         if (raised == kRaiseFailed) return 0;
         slots = frame.Slots();
+        stack = frame.Stack();
         pc = base + next;
         continue;
       }
@@ -775,6 +790,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
     const LoopUnit& u = code.m_Units[static_cast<std::size_t>(unit)];
     if (!GenerateOne(u.m_pNode)) return Unwind(code, u.m_nContext);
     slots = frame.Slots();
+    stack = frame.Stack();
     pc = base + u.m_nResume;
     if (theGlobal.m_bBreak || theGlobal.m_bContinue || theGlobal.m_bReturn) {
       std::int32_t next = 0;
@@ -782,6 +798,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
       if (raised == kRaiseDone) return 1;
       if (raised == kRaiseFailed) return 0;
       slots = frame.Slots();
+      stack = frame.Stack();
       pc = base + next;
     }
   }
@@ -816,6 +833,8 @@ int RunBodyCode(SyntaxNode* definition, SyntaxNode* body) {
 void ReleaseLoopSlots() {
   std::vector<Variable*>().swap(s_Slots);
   s_nSlotTop = 0;
+  std::vector<std::int32_t>().swap(s_Numbers);
+  s_nNumberTop = 0;
 }
 
 }  // namespace setup
