@@ -622,6 +622,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
   std::int32_t unit = 0;
   for (;;) {
     const LoopInstr& in = *pc++;
+    bool raising = false;  // the statement raised a flag
     switch (static_cast<LoopOp>(in.m_nOp)) {
       case kUnit:
         unit = in.m_nValue;
@@ -726,14 +727,8 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
         } else {
           theGlobal.m_bContinue = 1;
         }
-        std::int32_t next = 0;
-        const RaiseResult raised = Raise(code, unit, next);
-        if (raised == kRaiseDone) return 1;
-        if (raised == kRaiseFailed) return 0;
-        slots = frame.Slots();
-        stack = frame.Stack();
-        pc = base + next;
-        continue;
+        raising = true;
+        break;
       }
       case kSwitch: {
         const std::int32_t selector = stack[--top];
@@ -769,14 +764,8 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
         theReturnSlot.m_Value = std::move(result);
         theReturnSlot.m_bHeld = true;
         theGlobal.m_bReturn = 1;
-        std::int32_t next = 0;
-        const RaiseResult raised = Raise(code, unit, next);
-        if (raised == kRaiseDone) return 1;
-        if (raised == kRaiseFailed) return 0;
-        slots = frame.Slots();
-        stack = frame.Stack();
-        pc = base + next;
-        continue;
+        raising = true;
+        break;
       }
       case kWalk:
         break;
@@ -784,23 +773,25 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
         return 1;
     }
 
-    // The statement goes to the tree walk; it has changed nothing yet.
-    top = 0;
-    if (unit == 0) return WhileWalk(loop);  // the loop's own condition (never in a body)
-    const LoopUnit& u = code.m_Units[static_cast<std::size_t>(unit)];
-    if (!GenerateOne(u.m_pNode)) return Unwind(code, u.m_nContext);
-    slots = frame.Slots();
-    stack = frame.Stack();
-    pc = base + u.m_nResume;
-    if (theGlobal.m_bBreak || theGlobal.m_bContinue || theGlobal.m_bReturn) {
-      std::int32_t next = 0;
-      const RaiseResult raised = Raise(code, unit, next);
-      if (raised == kRaiseDone) return 1;
-      if (raised == kRaiseFailed) return 0;
+    if (!raising) {
+      // The statement goes to the tree walk; it has changed nothing yet.
+      top = 0;
+      if (unit == 0) return WhileWalk(loop);  // the loop's own condition (never in a body)
+      const LoopUnit& u = code.m_Units[static_cast<std::size_t>(unit)];
+      if (!GenerateOne(u.m_pNode)) return Unwind(code, u.m_nContext);
       slots = frame.Slots();
       stack = frame.Stack();
-      pc = base + next;
+      pc = base + u.m_nResume;
+      if (!theGlobal.m_bBreak && !theGlobal.m_bContinue && !theGlobal.m_bReturn) continue;
     }
+    // The flag travels up the constructs around the statement.
+    std::int32_t next = 0;
+    const RaiseResult raised = Raise(code, unit, next);
+    if (raised == kRaiseDone) return 1;
+    if (raised == kRaiseFailed) return 0;
+    slots = frame.Slots();
+    stack = frame.Stack();
+    pc = base + next;
   }
 }
 
