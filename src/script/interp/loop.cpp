@@ -1,14 +1,16 @@
-// The loop machine: a while statement runs as a flat instruction list
-// instead of the tree walk when that cannot change what the script sees.
+// The loop machine: a while statement, or the body of a function, runs as a
+// flat instruction list instead of the tree walk when that cannot change what
+// the script sees.
 //
-// The loop's condition and the statements of its body that compute on nums
-// (assignments and compound assignments to num variables and num array
-// elements, if, while, switch on a num, break, continue) become
+// The loop's condition and the statements that compute on nums (assignments
+// and compound assignments to num variables and num array elements, if,
+// while, switch on a num, break, continue, return of a num) become
 // instructions; every other statement stays a tree that the machine hands to
-// the tree walk (GenerateOne), so strings, declarations and returns behave
+// the tree walk (GenerateOne), so strings, declarations and the rest behave
 // exactly as before. A call with a num result inside such a statement is
-// evaluated by the tree walk as an operand (EvalInt). Names are looked up once when the loop
-// starts: no statement of the loop can add a variable or move the innermost frame.
+// evaluated by the tree walk as an operand (EvalInt). Names are looked up
+// once when the code starts: no statement can add a variable or move the
+// innermost frame (calls return to it).
 //
 // The machine runs only where the walk's per-node checks cannot fail and
 // count nothing: no step budget is set and the host stack has room to spare.
@@ -20,10 +22,10 @@
 // would repeat the call, so after a call operand a statement may only use
 // instructions whose checks cannot fail (no element, no division but by a
 // literal other than 0); a call that fails fails the statement as the walk
-// would. Flags that a statement raises (break, continue, return)
-// travel up the enclosing constructs exactly as the walk's returns carry
-// them, and a failure writes the trace lines that the walk's evaluators on
-// the way up would have written.
+// would. Flags that a statement raises (break, continue, return) travel up
+// the enclosing constructs exactly as the walk's returns carry them, and a
+// failure writes the trace lines that the walk's evaluators on the way up
+// would have written.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -66,13 +68,13 @@ enum LoopOp : std::uint8_t {
   kWalk,           // hand the statement to the tree walk
   kWalkOperand,    // push the num of call m_nValue, evaluated by the tree walk
   kReturn,         // pop the result of a num function and raise the return flag
-  kEnd,            // the loop's condition failed: done
+  kEnd,            // the loop's condition failed, or the body ended: done
 };
 
-constexpr std::size_t kMaxNames = 64;          // name slots of one loop
+constexpr std::size_t kMaxNames = 64;          // name slots of one code
 constexpr std::int32_t kMaxOperandSteps = 64;  // instructions of one operand tree
 constexpr int kMaxOperandDepth = 16;
-constexpr int kMaxNesting = 16;  // constructs inside the loop
+constexpr int kMaxNesting = 16;  // constructs inside one another
 constexpr std::size_t kMaxCode = 16384;
 constexpr std::ptrdiff_t kLoopStackMargin = 64 * 1024;
 
