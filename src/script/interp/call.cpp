@@ -53,9 +53,14 @@ VariablePtr FreshLocal(const Variable& local) {
   return value;
 }
 
-// The result of a function whose body ended without a return.
-VariablePtr DefaultResult(ValueType type) {
-  return type == ValueType::Num ? MakeNum(0) : NewStringValue(0);
+// The result of a function whose body ended without a return: the declared
+// type's empty value.
+Value DefaultResult(ValueType type) {
+  Value value;
+  const bool num = type == ValueType::Num;
+  value.m_nType = num ? ValueType::Num : ValueType::String;
+  value.m_nSize = num ? 4 : 0;
+  return value;
 }
 
 int CallTail(const char* name) {
@@ -230,8 +235,8 @@ int DropArguments(FunctionEntry* function) {
 namespace {
 
 // Runs the call of a script function; on success `value` holds the value
-// that the call gives, or `record` does when it carries an array.
-int RunCall(SyntaxNode* node, Value& value, VariablePtr& record) {
+// that the call gives.
+int RunCall(SyntaxNode* node, Value& value) {
   const char* name = NameOf(node);
   FunctionEntry* function = Callee(node);
   if (function == nullptr || !TakePass()) return CallTail(name);
@@ -255,16 +260,15 @@ int RunCall(SyntaxNode* node, Value& value, VariablePtr& record) {
     return CallTail(name);
   }
 
-  // A return left the result in the return slot (or on top); a body that
-  // just ends gives the declared type's empty value and leaves the frames
-  // below untouched.
-  if (theGlobal.m_bReturn && theReturnSlot.m_bHeld) {
+  // A return left the result in the return slot; a body that just ends
+  // gives the declared type's empty value and leaves the frames below
+  // untouched.
+  if (theReturnSlot.m_bHeld) {
     value = std::move(theReturnSlot.m_Value);
     theReturnSlot.m_Value = Value{};
     theReturnSlot.m_bHeld = false;
   } else {
-    record = theGlobal.m_bReturn ? PopValue() : DefaultResult(function->m_nRetType);
-    if (!record) return CallTail(name);
+    value = DefaultResult(function->m_nRetType);
   }
   if (!LeaveFunction()) return CallTail(name);
   if (!DropArguments(function)) {
@@ -279,23 +283,13 @@ int RunCall(SyntaxNode* node, Value& value, VariablePtr& record) {
 
 int CallT(SyntaxNode* node) {
   Value value;
-  VariablePtr record;
-  if (!RunCall(node, value, record)) return 0;
-  if (node->m_pParent != nullptr || Callee(node)->m_szName == "main") {
-    if (record) {
-      PushValue(std::move(record));
-    } else {
-      PushTaken(value);
-    }
-  }
+  if (!RunCall(node, value)) return 0;
+  if (node->m_pParent != nullptr || Callee(node)->m_szName == "main") PushTaken(value);
   return 1;
 }
 
 int CallValue(SyntaxNode* node, Value& value) {
-  VariablePtr record;
-  if (!RunCall(node, value, record)) return 0;
-  if (record) TakeValue(value, *record);
-  return 1;
+  return RunCall(node, value);
 }
 
 // ---- Built-ins -------------------------------------------------------------------------

@@ -27,8 +27,7 @@ struct Value {
 
 // The result that a return hands to the call it ends. The call takes it as
 // soon as the body returns, before anything else runs, so it need not travel
-// in a record on top of the frame. Results that carry an array (a returned
-// initializer) still go on the value stack.
+// in a record on top of the frame.
 struct ReturnSlot {
   Value m_Value;
   bool m_bHeld = false;
@@ -213,6 +212,16 @@ bool MayRunSlow();
 SETUP_ALWAYS_INLINE bool MayRun() {
   if (StackHasRoom() && theGlobal.m_nStepLimit == 0) return true;
   return MayRunSlow();
+}
+
+// The num programs and the loop machine run only where the walk's per-node
+// checks cannot fail and count nothing: no step budget is set and the host
+// stack has 64 KiB to spare.
+SETUP_ALWAYS_INLINE bool FastPathsMayRun() {
+  if (theGlobal.m_nStepLimit != 0) return false;
+  if (theGlobal.m_pStackBase == nullptr) return true;
+  const char* here = static_cast<const char*>(__builtin_frame_address(0));
+  return theGlobal.m_pStackBase - here < kStackBudget - 64 * 1024;
 }
 
 // The test hook that bounds loop passes and calls (m_nPassLimit): false

@@ -401,7 +401,6 @@ SETUP_ALWAYS_INLINE int OperandInt(SyntaxNode* node, std::int32_t& out, Value& o
 
 constexpr int kMaxProgramDepth = 16;
 constexpr int kMaxProgramSteps = 64;
-constexpr std::ptrdiff_t kProgramStackMargin = 64 * 1024;
 
 bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& count) {
   if (node == nullptr || node->m_pParent == nullptr || node->m_pNext != nullptr) return false;
@@ -484,11 +483,7 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
 // Runs the program of `node` into `out`; false when there is none or it
 // cannot give the tree walk's result.
 [[gnu::noinline]] bool RunProgram(SyntaxNode* node, std::int32_t& out) {
-  if (theGlobal.m_nStepLimit != 0) return false;
-  if (theGlobal.m_pStackBase != nullptr) {
-    const char* here = static_cast<const char*>(__builtin_frame_address(0));
-    if (theGlobal.m_pStackBase - here >= kStackBudget - kProgramStackMargin) return false;
-  }
+  if (!FastPathsMayRun()) return false;
   const auto& cache = node->m_Cache.m_Num;
   const NumProgram* program = cache.m_nState == 1 ? cache.m_pProgram : ProgramOf(node);
   if (program == nullptr) return false;

@@ -76,7 +76,6 @@ constexpr std::int32_t kMaxOperandSteps = 64;  // instructions of one operand tr
 constexpr int kMaxOperandDepth = 16;
 constexpr int kMaxNesting = 16;  // constructs inside one another
 constexpr std::size_t kMaxCode = 16384;
-constexpr std::ptrdiff_t kLoopStackMargin = 64 * 1024;
 
 bool IsCompound(int op) {
   return op >= TK_PLUS_ASSIGN && op <= TK_PERCENT_ASSIGN;
@@ -800,24 +799,16 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
 }  // namespace
 
 int RunLoopCode(SyntaxNode* node) {
-  if (theGlobal.m_nStepLimit != 0) return -1;
-  if (theGlobal.m_pStackBase != nullptr) {
-    const char* here = static_cast<const char*>(__builtin_frame_address(0));
-    if (theGlobal.m_pStackBase - here >= kStackBudget - kLoopStackMargin) return -1;
-  }
-  if (node->m_Cache.m_Loop.m_nState == 2) return -1;
+  if (node->m_Cache.m_Loop.m_nState == 2 || !FastPathsMayRun()) return -1;
   const LoopCode* code = CodeOf(node, nullptr);
   if (code == nullptr) return -1;
   return Execute(node, *code);
 }
 
 int RunBodyCode(SyntaxNode* definition, SyntaxNode* body) {
-  if (theGlobal.m_nStepLimit != 0 || body == nullptr) return -1;
-  if (theGlobal.m_pStackBase != nullptr) {
-    const char* here = static_cast<const char*>(__builtin_frame_address(0));
-    if (theGlobal.m_pStackBase - here >= kStackBudget - kLoopStackMargin) return -1;
+  if (body == nullptr || definition->m_Cache.m_Loop.m_nState == 2 || !FastPathsMayRun()) {
+    return -1;
   }
-  if (definition->m_Cache.m_Loop.m_nState == 2) return -1;
   const LoopCode* code = CodeOf(definition, body);
   if (code == nullptr) return -1;
   return Execute(nullptr, *code);

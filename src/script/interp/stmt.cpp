@@ -146,7 +146,7 @@ int ContinueT(SyntaxNode*) {
   return 1;
 }
 
-// Leaves the result on the value stack for CallT, checked against the
+// Leaves the result in the return slot for the call, checked against the
 // running function's declared type.
 int ReturnT(SyntaxNode* node) {
   // The frame's entry is the one FindFunction gives for the frame's name.
@@ -155,34 +155,23 @@ int ReturnT(SyntaxNode* node) {
                             : frame->m_pFunction != nullptr ? frame->m_pFunction
                                                             : FindFunction(frame->m_szFunName);
   if (function == nullptr) return FailWith("Error in ReturnT()");
+  // Every return carries a result, so that CallT always finds one.
   SyntaxNode* expression = node->m_pChild2.get();
-  if (expression == nullptr || expression->m_nKind != NodeKind::ArrayContentT) {
-    // Every return carries a result, so that CallT always finds one.
-    Value value;
-    if (expression == nullptr) {
-      const bool num = function->m_nRetType == ValueType::Num;
-      value.m_nType = num ? ValueType::Num : ValueType::String;
-      value.m_nSize = num ? 4 : 0;
-    } else {
-      if (!Eval(expression, value)) return FailWith("Error in ReturnT()");
-      if (value.m_nType != function->m_nRetType) {
-        ReportError("The current return type can not match the '%s'.", function->m_szName.c_str());
-        ReportError("   see the declare of '%s'.", function->m_szName.c_str());
-        return FailWith("Error in ReturnT()");
-      }
+  Value value;
+  if (expression == nullptr) {
+    const bool num = function->m_nRetType == ValueType::Num;
+    value.m_nType = num ? ValueType::Num : ValueType::String;
+    value.m_nSize = num ? 4 : 0;
+  } else {
+    if (!Eval(expression, value)) return FailWith("Error in ReturnT()");
+    if (value.m_nType != function->m_nRetType) {
+      ReportError("The current return type can not match the '%s'.", function->m_szName.c_str());
+      ReportError("   see the declare of '%s'.", function->m_szName.c_str());
+      return FailWith("Error in ReturnT()");
     }
-    theReturnSlot.m_Value = std::move(value);
-    theReturnSlot.m_bHeld = true;
-    return 1;
   }
-  VariablePtr value = AllocVariable();
-  if (!Eval(node->m_pChild2.get(), *value)) return FailWith("Error in ReturnT()");
-  if (value->m_nType != function->m_nRetType) {
-    ReportError("The current return type can not match the '%s'.", function->m_szName.c_str());
-    ReportError("   see the declare of '%s'.", function->m_szName.c_str());
-    return FailWith("Error in ReturnT()");
-  }
-  PushValue(std::move(value));
+  theReturnSlot.m_Value = std::move(value);
+  theReturnSlot.m_bHeld = true;
   return 1;
 }
 
