@@ -63,10 +63,14 @@ Value DefaultResult(ValueType type) {
   return value;
 }
 
+}  // namespace
+
 int CallTail(const char* name) {
   if (!RunAbandoned()) ReportError("   see the declare of external function '%s'.", name);
   return FailWith("Error in CallT()");
 }
+
+namespace {
 
 int InLineTail(const char* name) {
   if (!RunAbandoned()) ReportError("see the declare of internal function '%s'.", name);

@@ -164,6 +164,9 @@ void ReleaseLoopSlots();
 [[nodiscard]] int CallT(SyntaxNode* node);
 [[nodiscard]] int InLineFunT(SyntaxNode* node);
 [[nodiscard]] int ExternalFunT(SyntaxNode* node);
+// The end of a failed call of the script function `name`: its report and
+// trace line. Always 0.
+int CallTail(const char* name);
 
 // The storage that an assignment writes: a num cell or a text reference,
 // together with the variable that owns it.

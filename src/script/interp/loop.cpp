@@ -29,10 +29,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <new>
 #include <vector>
 
 #include "base/global.h"
+#include "diag/report.h"
 #include "script/front/lexer.h"
 #include "script/interp/eval.h"
 #include "script/store/node.h"
@@ -67,6 +69,7 @@ enum LoopOp : std::uint8_t {
   kSwitch,         // pop the selector; jump to the section of switch m_nValue
   kWalk,           // hand the statement to the tree walk
   kWalkOperand,    // push the num of call m_nValue, evaluated by the tree walk
+  kCall,           // pop the arguments of call m_nValue, make the call, push its num
   kReturn,         // pop the result of a num function and raise the return flag
   kEnd,            // the loop's condition failed, or the body ended: done
 };
@@ -79,6 +82,60 @@ constexpr std::size_t kMaxCode = 16384;
 
 bool IsCompound(int op) {
   return op >= TK_PLUS_ASSIGN && op <= TK_PERCENT_ASSIGN;
+}
+
+// A body is direct, and runs in a frame of cells (CallDirect), when it is a
+// direct body itself (m_bDirectBody) and every function it calls has a
+// direct body too, and so on: a direct body never needs the walk. Bodies are
+// compiled when they first run, so the answer waits until every function
+// reachable has run once; a yes or a no, once given, holds for the run.
+enum DirectState : std::uint8_t { kUndecided, kDirect, kNotDirect, kDeciding };
+enum class Reach { kYes, kNo, kNotYet };
+constexpr std::size_t kMaxDeciding = 64;  // bodies one decision visits
+
+Reach Visit(const FunctionEntry* function, std::vector<LoopCode*>& visited) {
+  const SyntaxNode* definition = function->m_pDefinition.get();
+  if (definition == nullptr || definition->m_Cache.m_Loop.m_nState == 2) return Reach::kNo;
+  if (definition->m_Cache.m_Loop.m_nState != 1) return Reach::kNotYet;
+  LoopCode* code = definition->m_Cache.m_Loop.m_pCode;
+  switch (code->m_nDirect) {
+    case kDirect:
+    case kDeciding:  // a cycle: direct if everything else on it is
+      return Reach::kYes;
+    case kNotDirect:
+      return Reach::kNo;
+    default:
+      break;
+  }
+  if (!code->m_bDirectBody) {
+    code->m_nDirect = kNotDirect;
+    return Reach::kNo;
+  }
+  if (visited.size() >= kMaxDeciding) return Reach::kNotYet;
+  code->m_nDirect = kDeciding;
+  visited.push_back(code);
+  for (const FunctionEntry* callee : code->m_Callees) {
+    const Reach reach = Visit(callee, visited);
+    if (reach != Reach::kYes) return reach;
+  }
+  return Reach::kYes;
+}
+
+// The compiled body of `function` when it is direct; none otherwise.
+const LoopCode* DirectBody(const FunctionEntry* function) {
+  const SyntaxNode* definition = function->m_pDefinition.get();
+  if (definition == nullptr || definition->m_Cache.m_Loop.m_nState != 1) return nullptr;
+  LoopCode* code = definition->m_Cache.m_Loop.m_pCode;
+  if (code->m_nDirect == kUndecided) {
+    std::vector<LoopCode*> visited;
+    const Reach reach = Visit(function, visited);
+    // A yes covers every body visited: each of them only calls bodies that
+    // were visited or are direct already. A no is final for the first body
+    // (it reaches a body that is never direct); the others are asked again.
+    for (LoopCode* each : visited) each->m_nDirect = reach == Reach::kYes ? kDirect : kUndecided;
+    if (reach == Reach::kNo) code->m_nDirect = kNotDirect;
+  }
+  return code->m_nDirect == kDirect ? code : nullptr;
 }
 
 // Builds the code of one loop. Statements the machine cannot run become
@@ -112,6 +169,11 @@ class LoopCompiler {
     m_Code.m_Units[0].m_nResume = Here();
     return !m_bTooLarge;
   }
+
+  // Every statement is on the machine and no instruction can fail a check
+  // that would hand its statement to the walk (elements, divisions but by a
+  // literal other than 0).
+  bool Closed() const { return m_bClosed; }
 
  private:
   std::int32_t Here() const { return static_cast<std::int32_t>(m_Code.m_Code.size()); }
@@ -182,11 +244,14 @@ class LoopCompiler {
     if (depth > kMaxOperandDepth || ++steps > kMaxOperandSteps) return false;
     switch (node->m_nKind) {
       case NodeKind::CallT:
+        if (node->m_nType == ValueType::Num && Call(node, depth, steps)) return true;
+        [[fallthrough]];
       case NodeKind::InLineFunT:
-        if (node->m_nType != ValueType::Num) return false;
+        if (node->m_nType != ValueType::Num || m_bInArguments) return false;
         m_Code.m_Walked.push_back(node);
         Emit(kWalkOperand, 0, 0, static_cast<std::int32_t>(m_Code.m_Walked.size() - 1));
         m_bCalled = true;
+        m_bClosed = false;
         return true;
       case NodeKind::NumT:
         Emit(kLiteral, 0, 0,
@@ -207,6 +272,7 @@ class LoopCompiler {
         const int slot = NameSlot(node);
         if (slot < 0) return false;
         Emit(kElement, static_cast<int>(var->m_pArray->m_Dims.size()), slot, 0);
+        m_bClosed = false;
         return true;
       }
       case NodeKind::OpT: {
@@ -227,7 +293,10 @@ class LoopCompiler {
             break;
           case TK_SLASH:
           case TK_PERCENT:
-            if (m_bCalled && !AfterNonZeroLiteral()) return false;
+            if (!AfterNonZeroLiteral()) {
+              if (m_bCalled) return false;
+              m_bClosed = false;
+            }
             Emit(op == TK_SLASH ? kDiv : kMod, 0, 0, op);
             break;
           case TK_LT:
@@ -258,7 +327,10 @@ class LoopCompiler {
     if (target->m_nKind == NodeKind::IdT) {
       if (NumVariable(target, false) == nullptr || !Operand(value, 1, steps)) return false;
       const bool divides = op == TK_SLASH_ASSIGN || op == TK_PERCENT_ASSIGN;
-      if (m_bCalled && divides && !AfterNonZeroLiteral()) return false;
+      if (divides && !AfterNonZeroLiteral()) {
+        if (m_bCalled) return false;
+        m_bClosed = false;
+      }
       const int slot = NameSlot(target);
       if (slot < 0) return false;
       Emit(compound ? kUpdate : kStore, 0, slot, op);
@@ -274,6 +346,7 @@ class LoopCompiler {
       if (slot < 0) return false;
       Emit(compound ? kUpdateElement : kStoreElement,
            static_cast<int>(var->m_pArray->m_Dims.size()), slot, op);
+      m_bClosed = false;
       return true;
     }
     return false;
@@ -293,13 +366,16 @@ class LoopCompiler {
     const std::size_t codeMark = m_Code.m_Code.size();
     const std::size_t nameMark = m_Code.m_Names.size();
     const std::size_t walkedMark = m_Code.m_Walked.size();
+    const std::size_t callMark = m_Code.m_Calls.size();
     m_bCalled = false;
     if (!Construct(node, unit, context, start)) {
       // The tree walk runs it; nothing compiled for it stays.
       m_Code.m_Code.resize(codeMark);
       m_Code.m_Names.resize(nameMark);
       m_Code.m_Walked.resize(walkedMark);
+      m_Code.m_Calls.resize(callMark);
       Emit(kWalk, 0, 0, 0);
+      m_bClosed = false;
     }
     m_bCalled = false;
     m_Code.m_Units[static_cast<std::size_t>(unit)].m_nResume = Here();
@@ -318,6 +394,8 @@ class LoopCompiler {
         Emit(kBreak, 0, 0, 0);
         return true;
       case NodeKind::ContinueT:
+        // Inside a switch, the walk runs the sections after it (SwitchTail).
+        if (m_nSwitches > 0) m_bClosed = false;
         Emit(kContinue, 0, 0, 0);
         return true;
       case NodeKind::IfT: {
@@ -384,6 +462,7 @@ class LoopCompiler {
     std::size_t toExit = 0;
     bool hasDefault = false;
     ++m_nNesting;
+    ++m_nSwitches;
     for (SyntaxNode* s = sections; s != nullptr; s = s->m_pNext.get()) {
       if (s->m_nKind == NodeKind::CaseT) {
         cases.push_back(LoopCase{s->m_nValue, Here()});
@@ -396,6 +475,7 @@ class LoopCompiler {
       }
     }
     --m_nNesting;
+    --m_nSwitches;
     if (hasDefault) Patch(toExit);
     LoopSwitch& table = m_Code.m_Switches[static_cast<std::size_t>(index)];
     table.m_nFirst = static_cast<std::int32_t>(m_Code.m_Cases.size());
@@ -406,12 +486,96 @@ class LoopCompiler {
     return true;
   }
 
+  // A call of a script function with num parameters and a num result: the
+  // machine computes the arguments, without calls among them, so that the
+  // walk may still evaluate them afresh when the callee cannot run on the
+  // machine.
+  bool Call(SyntaxNode* node, int depth, std::int32_t& steps) {
+    if (m_bInArguments || !node->m_szText) return false;
+    FunctionEntry* function = FindFunction(*node->m_szText);
+    if (function == nullptr || !function->m_pDefinition || function->m_nRetType != ValueType::Num) {
+      return false;
+    }
+    const std::size_t codeMark = m_Code.m_Code.size();
+    const std::size_t nameMark = m_Code.m_Names.size();
+    const std::int32_t stepMark = steps;
+    const bool closed = m_bClosed;
+    const std::vector<ParamEntry>& params = function->m_Params;
+    std::size_t k = 0;
+    SyntaxNode* item = node->m_pItems.get();
+    bool compiled = true;
+    m_bInArguments = true;
+    for (; item != nullptr && k < params.size(); item = item->m_pNext.get(), ++k) {
+      if (params[k].m_nType != ValueType::Num ||
+          !Operand(item->m_pChild2.get(), depth + 1, steps)) {
+        compiled = false;
+        break;
+      }
+    }
+    m_bInArguments = false;
+    if (!compiled || item != nullptr || k != params.size()) {
+      m_Code.m_Code.resize(codeMark);
+      m_Code.m_Names.resize(nameMark);
+      steps = stepMark;
+      m_bClosed = closed;
+      return false;
+    }
+    if (function != m_pFunction && std::find(m_Code.m_Callees.begin(), m_Code.m_Callees.end(),
+                                             function) == m_Code.m_Callees.end()) {
+      m_Code.m_Callees.push_back(function);
+    }
+    m_Code.m_Calls.push_back(LoopCall{node, function, static_cast<std::int32_t>(k)});
+    Emit(kCall, 0, 0, static_cast<std::int32_t>(m_Code.m_Calls.size() - 1));
+    m_bCalled = true;
+    return true;
+  }
+
   LoopCode& m_Code;
   const FunctionEntry* m_pFunction;
   int m_nNesting = 0;
+  int m_nSwitches = 0;  // switches around the statement being compiled
   bool m_bTooLarge = false;
-  bool m_bCalled = false;  // the statement being compiled has a call operand
+  bool m_bCalled = false;       // the statement being compiled has a call operand
+  bool m_bInArguments = false;  // compiling the arguments of a kCall
+  bool m_bClosed = true;        // see Closed
 };
+
+// Marks the closed body of `function` as a direct body when its frame can be
+// plain cells: num parameters, num scalar locals, a num result, and every
+// name found in that frame or among the globals, as the walk's lookup found
+// it while the body was compiled (a frame of one function holds the same
+// names at the same places on every call, and the globals do not change).
+void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
+  if (function == nullptr || function->m_nRetType != ValueType::Num) return;
+  const std::size_t params = function->m_Params.size();
+  const std::size_t locals = function->m_Locals.size();
+  if (locals < params) return;
+  for (const ParamEntry& param : function->m_Params) {
+    if (param.m_nType != ValueType::Num) return;
+  }
+  for (std::size_t i = params; i < locals; ++i) {
+    const Variable* local = function->m_Locals[i].get();
+    if (local == nullptr || local->m_nType != ValueType::Num || local->m_pArray) return;
+  }
+  std::vector<std::int32_t> places;
+  std::vector<Variable*> globals;
+  for (const SyntaxNode* name : code.m_Names) {
+    const NameBinding& binding = name->m_Cache.m_Binding;
+    if (!binding.m_bValid || binding.m_pFunction != function) return;
+    const std::int32_t place = binding.m_nSlot;
+    if (place < 0) {
+      if (binding.m_pGlobal == nullptr) return;
+    } else if (static_cast<std::size_t>(place) == params ||
+               static_cast<std::size_t>(place) > locals) {
+      return;  // the marker, or outside the frame
+    }
+    places.push_back(place);
+    globals.push_back(place < 0 ? binding.m_pGlobal : nullptr);
+  }
+  code.m_Places = std::move(places);
+  code.m_Globals = std::move(globals);
+  code.m_bDirectBody = true;
+}
 
 // The code kept in `owner` (a WhileT node, or the ExternalFunT node of a
 // function for its body `body`), built on its first execution; none when a
@@ -427,6 +591,7 @@ const LoopCode* CodeOf(SyntaxNode* owner, SyntaxNode* body) {
     try {
       LoopCompiler compiler(*code, theTopFunction);
       built = body != nullptr ? compiler.CompileBody(body) : compiler.CompileLoop(owner);
+      if (built && body != nullptr && compiler.Closed()) MarkDirectBody(*code, theTopFunction);
     } catch (const std::bad_alloc&) {
       built = false;
     }
@@ -554,7 +719,8 @@ std::size_t s_nNumberTop = 0;
 
 class MachineFrame {
  public:
-  explicit MachineFrame(std::size_t names) : m_nSlotBase(s_nSlotTop), m_nNumberBase(s_nNumberTop) {
+  MachineFrame(std::size_t names, bool direct)
+      : m_nSlotBase(s_nSlotTop), m_nNumberBase(s_nNumberTop), m_bDirect(direct) {
     constexpr auto kNumbers = static_cast<std::size_t>(kMaxOperandSteps) + 1;
     if (s_Slots.size() < m_nSlotBase + names) s_Slots.resize(m_nSlotBase + names);
     if (s_Numbers.size() < m_nNumberBase + kNumbers) s_Numbers.resize(m_nNumberBase + kNumbers);
@@ -572,10 +738,14 @@ class MachineFrame {
   // lists.
   Variable** Slots() const { return s_Slots.data() + m_nSlotBase; }
   std::int32_t* Stack() const { return s_Numbers.data() + m_nNumberBase; }
+  // A direct body's run, in a frame of cells. Kept here rather than in a
+  // local so that the dispatch loop does not hold it in a register.
+  bool Direct() const { return m_bDirect; }
 
  private:
   std::size_t m_nSlotBase;
   std::size_t m_nNumberBase;
+  bool m_bDirect;
 };
 
 // Finds the element of a num array that LocateStorage would find, popping
@@ -603,17 +773,57 @@ SETUP_ALWAYS_INLINE bool IsNumScalar(const Variable* var) {
   return var->m_nType == ValueType::Num && !var->m_pArray;
 }
 
+// The frames of direct calls: num records for a frame's places (parameters,
+// marker, locals), innermost last, reused from call to call. The records
+// stay where they are while the lists grow.
+std::deque<Variable> s_Cells;
+std::vector<Variable*> s_CellList;
+std::size_t s_nCellTop = 0;
+
+class CellFrame {
+ public:
+  explicit CellFrame(std::size_t count) : m_nBase(s_nCellTop) {
+    while (s_CellList.size() < m_nBase + count) {
+      Variable& cell = s_Cells.emplace_back();
+      cell.m_nType = ValueType::Num;
+      cell.m_nSize = 4;
+      s_CellList.push_back(&cell);
+    }
+    s_nCellTop = m_nBase + count;
+  }
+  ~CellFrame() { s_nCellTop = m_nBase; }
+  CellFrame(const CellFrame&) = delete;
+  CellFrame& operator=(const CellFrame&) = delete;
+
+  // Valid until a nested frame may have grown the list.
+  Variable* const* Cells() const { return s_CellList.data() + m_nBase; }
+
+ private:
+  std::size_t m_nBase;
+};
+
+int CallDirect(const LoopCall& call, const std::int32_t* args, std::int32_t& number);
+
 // Runs `code`: a loop's (`loop` its WhileT node) or a function body's (`loop`
-// none). -1, before anything ran, when a name of the code is not defined.
-int Execute(SyntaxNode* loop, const LoopCode& code) {
-  const MachineFrame frame(code.m_Names.size());
+// none), in the innermost frame on the value stack or, for a direct body, in
+// the frame `cells`. -1, before anything ran, when a name of the code is not
+// defined.
+int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
+  const MachineFrame frame(code.m_Names.size(), cells != nullptr);
   Variable** slots = frame.Slots();
   // Every name of the code, as the walk would find it now; the frame and the
   // variables stay the same while the code runs.
-  for (std::size_t i = 0; i < code.m_Names.size(); ++i) {
-    SyntaxNode* name = code.m_Names[i];
-    slots[i] = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
-    if (slots[i] == nullptr) return -1;
+  if (cells != nullptr) {
+    for (std::size_t i = 0; i < code.m_Names.size(); ++i) {
+      const std::int32_t place = code.m_Places[i];
+      slots[i] = place >= 0 ? cells[place] : code.m_Globals[i];
+    }
+  } else {
+    for (std::size_t i = 0; i < code.m_Names.size(); ++i) {
+      SyntaxNode* name = code.m_Names[i];
+      slots[i] = FindValueBound(*name->m_szText, name->m_Cache.m_Binding);
+      if (slots[i] == nullptr) return -1;
+    }
   }
   const auto get = [&slots](int slot) { return slots[slot]; };
   std::int32_t* stack = frame.Stack();
@@ -722,7 +932,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
         continue;
       case kBreak:
       case kContinue: {
-        PushValue(LeftoverValue());
+        theValueStack.push_back(LeftoverValue());
         if (in.m_nOp == kBreak) {
           theGlobal.m_bBreak = 1;
         } else {
@@ -757,6 +967,24 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
         stack[top++] = number;
         continue;
       }
+      case kCall: {
+        const LoopCall& call = code.m_Calls[static_cast<std::size_t>(in.m_nValue)];
+        top -= call.m_nArgs;
+        std::int32_t number = 0;
+        int done = CallDirect(call, stack + top, number);
+        if (done < 0) {
+          // The walk makes the call, its arguments evaluated afresh (they
+          // have no effects). A direct body only calls direct bodies.
+          if (frame.Direct()) return FailUnit(code, unit);
+          Value other;
+          done = EvalInt(call.m_pNode, number, other) == 1 ? 1 : 0;
+        }
+        if (done == 0) return FailUnit(code, unit);
+        slots = frame.Slots();
+        stack = frame.Stack();
+        stack[top++] = number;
+        continue;
+      }
       case kReturn: {
         Value result;
         result.m_nType = ValueType::Num;
@@ -775,7 +1003,9 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
     }
 
     if (!raising) {
-      // The statement goes to the tree walk; it has changed nothing yet.
+      // The statement goes to the tree walk; it has changed nothing yet. A
+      // direct body has no statement that gets here.
+      if (frame.Direct()) return FailUnit(code, unit);
       top = 0;
       if (unit == 0) return WhileWalk(loop);  // the loop's own condition (never in a body)
       const LoopUnit& u = code.m_Units[static_cast<std::size_t>(unit)];
@@ -796,13 +1026,59 @@ int Execute(SyntaxNode* loop, const LoopCode& code) {
   }
 }
 
+// Calls the script function of `call` with `args` as RunCall does (the
+// checks, the pass, the frame record, the reports on failure, the result),
+// when its body is direct: its frame is then a set of cells instead of
+// records on the value stack, which only the walk's lookup needs. -1 when
+// the body is not direct (nothing done), 0 on failure.
+[[gnu::noinline]] int CallDirect(const LoopCall& call, const std::int32_t* args,
+                                 std::int32_t& number) {
+  FunctionEntry* function = call.m_pFunction;
+  const LoopCode* body = DirectBody(function);
+  if (body == nullptr) return -1;
+  if (!MayRun()) return EvalFailed();
+  const char* name = call.m_pNode->m_szText->c_str();
+  if (!TakePass()) {
+    CallTail(name);
+    return EvalFailed();
+  }
+  EnterFrame(function);
+  const std::size_t params = function->m_Params.size();
+  const std::size_t locals = function->m_Locals.size();
+  const CellFrame frame(locals + 1);
+  Variable* const* cells = frame.Cells();
+  for (std::size_t i = 0; i < params; ++i) cells[i]->m_nNum = args[i];
+  for (std::size_t i = params; i < locals; ++i) {
+    cells[i + 1]->m_nNum = function->m_Locals[i]->m_nNum;
+  }
+  // Leftovers of break and continue stay on the value stack until the call
+  // ends, as they stay in a frame there.
+  const std::size_t mark = theValueStack.size();
+  if (Execute(nullptr, *body, cells) != 1) {
+    if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
+    CallTail(name);
+    return EvalFailed();
+  }
+  if (theReturnSlot.m_bHeld) {
+    number = theReturnSlot.m_Value.m_nNum;  // a num: only kReturn returns here
+    theReturnSlot.m_Value = Value{};
+    theReturnSlot.m_bHeld = false;
+  } else {
+    number = 0;  // the num function's empty value
+  }
+  while (theValueStack.size() > mark) theValueStack.pop_back();
+  if (!LeaveFrame()) return EvalFailed();
+  theGlobal.m_bReturn = 0;
+  return 1;
+}
+
 }  // namespace
 
 int RunLoopCode(SyntaxNode* node) {
   if (node->m_Cache.m_Loop.m_nState == 2 || !FastPathsMayRun()) return -1;
   const LoopCode* code = CodeOf(node, nullptr);
   if (code == nullptr) return -1;
-  return Execute(node, *code);
+  return Execute(node, *code, nullptr);
 }
 
 int RunBodyCode(SyntaxNode* definition, SyntaxNode* body) {
@@ -811,7 +1087,7 @@ int RunBodyCode(SyntaxNode* definition, SyntaxNode* body) {
   }
   const LoopCode* code = CodeOf(definition, body);
   if (code == nullptr) return -1;
-  return Execute(nullptr, *code);
+  return Execute(nullptr, *code, nullptr);
 }
 
 void ReleaseLoopSlots() {
@@ -819,6 +1095,9 @@ void ReleaseLoopSlots() {
   s_nSlotTop = 0;
   std::vector<std::int32_t>().swap(s_Numbers);
   s_nNumberTop = 0;
+  std::deque<Variable>().swap(s_Cells);
+  std::vector<Variable*>().swap(s_CellList);
+  s_nCellTop = 0;
 }
 
 }  // namespace setup

@@ -149,6 +149,13 @@ struct LoopSwitch {
   std::int32_t m_nCount;
   std::int32_t m_nDefault;  // the default section's first instruction, else the exit
 };
+// A call of a script function whose arguments the machine computes: the
+// CallT node, the callee and how many arguments it takes.
+struct LoopCall {
+  SyntaxNode* m_pNode;
+  FunctionEntry* m_pFunction;
+  std::int32_t m_nArgs;
+};
 struct LoopCode {
   std::vector<LoopInstr> m_Code;
   std::vector<LoopUnit> m_Units;
@@ -157,6 +164,15 @@ struct LoopCode {
   std::vector<SyntaxNode*> m_Walked;  // num calls evaluated by the tree walk
   std::vector<LoopCase> m_Cases;
   std::vector<LoopSwitch> m_Switches;
+  std::vector<LoopCall> m_Calls;
+  std::vector<const FunctionEntry*> m_Callees;  // of m_Calls, once each, without itself
+  // A body that can run in a frame of plain cells (m_bDirectBody): where each
+  // name slot lives, a place in the frame (parameters, marker, locals) or a
+  // global (-1, the variable in m_Globals).
+  std::vector<std::int32_t> m_Places;
+  std::vector<Variable*> m_Globals;
+  bool m_bDirectBody = false;
+  std::uint8_t m_nDirect = 0;  // whether the body runs direct, decided by the machine
 };
 
 // What a node remembers from its first execution; which member is in use

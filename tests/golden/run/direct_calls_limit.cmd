@@ -1,0 +1,3 @@
+--pass-limit 60
+/done
+/more
