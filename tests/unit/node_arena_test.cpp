@@ -61,7 +61,7 @@ TEST_F(NodeArenaTest, FreedSlotsAreReusedAndCounted) {
   EXPECT_EQ(again->m_nValue, 0);
   EXPECT_FALSE(again->m_bNumKnown);
   EXPECT_FALSE(again->m_szText);
-  EXPECT_FALSE(again->m_Cache.m_Binding.m_bValid);
+  EXPECT_FALSE(again->m_Cache.m_Binding.Valid());
 }
 
 TEST_F(NodeArenaTest, LongChainsAndDeepTreesAreReleasedWhole) {
@@ -75,10 +75,14 @@ TEST_F(NodeArenaTest, LongChainsAndDeepTreesAreReleasedWhole) {
     leaf->m_pChild2 = NewNode(NodeKind::OpT);
     leaf = leaf->m_pChild2.get();
   }
-  leaf->m_pArray = std::make_unique<ArrayStore>();
-  leaf->m_pArray->m_Nums.assign(16, 1);
+  // The deepest node owns an initializer's values, released with it.
+  leaf->m_pChild2 = NewNode(NodeKind::ArrayContentT);
+  auto store = std::make_unique<ArrayStore>();
+  store->m_Nums.assign(16, 1);
+  leaf->m_pChild2->SetArray(std::move(store));
+  ASSERT_NE(leaf->m_pChild2->Array(), nullptr);
   list->m_pChild0 = std::move(deep);
-  EXPECT_EQ(LiveNodeCount(), live + 400002);
+  EXPECT_EQ(LiveNodeCount(), live + 400003);
   list.reset();
   EXPECT_EQ(LiveNodeCount(), live);
 }

@@ -48,12 +48,12 @@ TEST_F(ParserTest, OperatorGroupingAndPrecedence) {
 TEST_F(ParserTest, OperandsAreLinkedToTheirOperator) {
   ASSERT_EQ(Tree("a = b + 1"), "(a = (b + 1))");
   const SyntaxNode* assign = Body("f");
-  EXPECT_EQ(assign->m_pParent, nullptr);
-  EXPECT_EQ(assign->m_pChild2->m_pParent, assign);
-  EXPECT_EQ(assign->m_pChild0->m_pParent, assign);
+  EXPECT_FALSE(assign->m_bConsumed);
+  EXPECT_TRUE(assign->m_pChild2->m_bConsumed);
+  EXPECT_TRUE(assign->m_pChild0->m_bConsumed);
   const SyntaxNode* plus = assign->m_pChild0.get();
-  EXPECT_EQ(plus->m_pChild2->m_pParent, plus);
-  EXPECT_EQ(plus->m_pChild0->m_pParent, plus);
+  EXPECT_TRUE(plus->m_pChild2->m_bConsumed);
+  EXPECT_TRUE(plus->m_pChild0->m_bConsumed);
 }
 
 TEST_F(ParserTest, StaticTypes) {
@@ -86,8 +86,8 @@ TEST_F(ParserTest, ArrayElementsAndCalls) {
   const SyntaxNode* call = Body("f")->m_pChild0.get();
   EXPECT_EQ(call->m_nKind, NodeKind::CallT);
   const SyntaxNode* second = call->m_pItems->m_pNext.get();
-  EXPECT_EQ(second->m_pParent, call);
-  EXPECT_EQ(second->m_pChild2->m_pParent, second);
+  EXPECT_TRUE(second->m_bConsumed);
+  EXPECT_TRUE(second->m_pChild2->m_bConsumed);
 }
 
 TEST_F(ParserTest, CommaSeparatedDeclarationsKeepTheirType) {
@@ -112,7 +112,7 @@ class InitializerTest : public CompilerTest {
       return nullptr;
     }
     if (theStatements.empty() || !theStatements[0]->m_pChild0) return nullptr;
-    return theStatements[0]->m_pChild0->m_pArray.get();
+    return theStatements[0]->m_pChild0->Array();
   }
 };
 

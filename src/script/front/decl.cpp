@@ -80,14 +80,12 @@ bool IsConstantTree(const SyntaxNode* node) {
 VariablePtr EvaluateMacroConstant(NodePtr& node) {
   if (!node || node->m_pNext || !IsConstantTree(node.get())) return nullptr;
   // Evaluated as an operand, so that it leaves its value on the stack.
-  NodePtr consumer = NewNode(NodeKind::ItemT);
-  if (!consumer) return nullptr;
-  node->m_pParent = consumer.get();
+  node->m_bConsumed = true;
   const std::size_t depth = theValueStack.size();
   VariablePtr value;
   if (Generate(node.get()) && theValueStack.size() == depth + 1) value = PopValue();
   while (theValueStack.size() > depth) PopValue();
-  node->m_pParent = nullptr;
+  node->m_bConsumed = false;
   return value;
 }
 
@@ -385,7 +383,6 @@ int exterfun_stmt() {
     return 0;
   }
   const std::string name = *g.m_szExFunName;
-  node->m_szFunName = name;
   FunctionEntry* function = FindFunction(name);
   if (function == nullptr) {
     g.ErrorFlag = 1;
@@ -528,7 +525,7 @@ NodePtr record_array_content() {
       if (!given[i]) store->m_Strings[i] = std::string(" ");
     }
   }
-  node->m_pArray = std::move(store);
+  node->SetArray(std::move(store));
   if (!MatchToken(TK_RBRACE)) {
     ReportError("miss '}' in assign to array '%s'.", name.c_str());
     return FailArrayContent();

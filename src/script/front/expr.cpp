@@ -139,7 +139,7 @@ bool ScopeHasVariable(const std::string& name, ValueType type, bool localOnly) {
 }
 
 void LinkChild(SyntaxNode* parent, NodePtr& slot, NodePtr child) {
-  if (child) child->m_pParent = parent;
+  if (child) child->m_bConsumed = parent != nullptr;
   slot = std::move(child);
 }
 

@@ -489,7 +489,7 @@ NodePtr ParseCall(bool builtin) {
       break;
     }
     LinkChild(item.get(), item->m_pChild2, std::move(argument));
-    item->m_pParent = node.get();
+    item->m_bConsumed = true;
     items.Append(std::move(item));
     if (i + 1 == count) break;
     if (g.m_nToken == TK_RPAREN) {

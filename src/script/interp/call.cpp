@@ -288,7 +288,7 @@ int RunCall(SyntaxNode* node, Value& value) {
 int CallT(SyntaxNode* node) {
   Value value;
   if (!RunCall(node, value)) return 0;
-  if (node->m_pParent != nullptr || Callee(node)->m_szName == "main") PushTaken(value);
+  if (node->m_bConsumed || Callee(node)->m_szName == "main") PushTaken(value);
   return 1;
 }
 
@@ -380,7 +380,7 @@ int RunBuiltin(SyntaxNode* node, Value& value) {
 int InLineFunT(SyntaxNode* node) {
   Value value;
   if (!RunBuiltin(node, value)) return 0;
-  if (node->m_pParent != nullptr) PushTaken(value);
+  if (node->m_bConsumed) PushTaken(value);
   return 1;
 }
 

@@ -251,7 +251,7 @@ SETUP_ALWAYS_INLINE int Eval(SyntaxNode* node, Value& value) {
   if (node == nullptr) return 0;
   // Only a lone operand with a consumer: a chain or a value-less statement
   // takes the general path with its checks.
-  if (node->m_pParent == nullptr || node->m_pNext != nullptr) return EvalGeneral(node, value);
+  if (!node->m_bConsumed || node->m_pNext != nullptr) return EvalGeneral(node, value);
   if (node->m_nKind == NodeKind::NumT && node->m_bNumKnown) {
     if (!MayRun()) return EvalFailed();
     value.m_nType = ValueType::Num;

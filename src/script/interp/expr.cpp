@@ -216,7 +216,7 @@ bool ApplyCompound(SyntaxNode* node, Value& l, const Value& r) {
     if (r.m_szValue) text->append(*r.m_szValue);
     const auto size = static_cast<std::int32_t>(length + 1);
     slot.m_pVariable->m_nSize = size;
-    if (node->m_pParent != nullptr) {
+    if (node->m_bConsumed) {
       l.m_szValue = text;
     } else {
       l.m_szValue.reset();
@@ -261,7 +261,7 @@ void Fold(SyntaxNode* node, const Value& result) {
 
 // Leaves `value` for the consumer when there is one.
 int Deliver(SyntaxNode* node, Value& value) {
-  if (node->m_pParent != nullptr) PushTaken(value);
+  if (node->m_bConsumed) PushTaken(value);
   return 1;
 }
 
@@ -371,7 +371,7 @@ namespace {
 // EvalInt for a lone operand with a consumer: num literals and num variables
 // inline, everything else through EvalInt.
 SETUP_ALWAYS_INLINE int OperandInt(SyntaxNode* node, std::int32_t& out, Value& other) {
-  if (node != nullptr && node->m_pParent != nullptr && node->m_pNext == nullptr) {
+  if (node != nullptr && node->m_bConsumed && node->m_pNext == nullptr) {
     if (node->m_nKind == NodeKind::NumT && node->m_bNumKnown) {
       if (!MayRun()) return EvalFailed();
       out = node->m_nValue;
@@ -403,7 +403,7 @@ constexpr int kMaxProgramDepth = 16;
 constexpr int kMaxProgramSteps = 64;
 
 bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& count) {
-  if (node == nullptr || node->m_pParent == nullptr || node->m_pNext != nullptr) return false;
+  if (node == nullptr || !node->m_bConsumed || node->m_pNext != nullptr) return false;
   if (depth > kMaxProgramDepth || count >= kMaxProgramSteps) return false;
   NumStep& step = steps[count];
   switch (node->m_nKind) {
@@ -638,7 +638,7 @@ int BinaryInt(SyntaxNode* node, const BinaryRule& rule, std::int32_t& out, Value
 }  // namespace
 
 int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other) {
-  if (node != nullptr && node->m_pParent != nullptr && node->m_pNext == nullptr &&
+  if (node != nullptr && node->m_bConsumed && node->m_pNext == nullptr &&
       node->m_nKind == NodeKind::OpT) {
     if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
       if (node->m_Cache.m_Num.m_nState != 2 && RunProgram(node, out)) return 1;
@@ -764,7 +764,7 @@ int AssignValue(SyntaxNode* node, Value& r) {
     var->m_nSize = 0;
     if (r.m_szValue) {
       // Without a consumer R is released right after, so its text moves.
-      if (node->m_pParent != nullptr) {
+      if (node->m_bConsumed) {
         *slot.m_pText = *r.m_szValue;
       } else {
         *slot.m_pText = std::move(r.m_szValue);
@@ -873,7 +873,7 @@ int IdValue(SyntaxNode* node, Value& value) {
   } else {
     return FailWith("Error in IdT()");
   }
-  if (node->m_pParent == nullptr) {
+  if (!node->m_bConsumed) {
     ReportError("id:%s must be sub course", TextOf(node->m_szText));
     return FailWith("Error in IdT()");
   }
@@ -900,7 +900,7 @@ int Id_ArrayValue(SyntaxNode* node, Value& value) {
   } else {
     SetText(value, *slot.m_pText);
   }
-  if (node->m_pParent == nullptr) {
+  if (!node->m_bConsumed) {
     ReportError("id array:%s must be sub course", TextOf(node->m_szText));
     return FailWith("Error in Id_ArrayT()");
   }
@@ -923,7 +923,7 @@ int NumValue(SyntaxNode* node, Value& value) {
     node->m_bNumKnown = true;
   }
   const std::int32_t number = node->m_nValue;
-  if (node->m_pParent == nullptr) {
+  if (!node->m_bConsumed) {
     ReportError("num:%d must be sub course", number);
     return FailWith("Error in NumT()");
   }
@@ -940,7 +940,7 @@ int NumT(SyntaxNode* node) {
 
 int StringValue(SyntaxNode* node, Value& value) {
   const bool hasText = node->m_szText && !node->m_szText->empty();
-  if (node->m_pParent == nullptr) {
+  if (!node->m_bConsumed) {
     ReportError("string:%s must be sub course", hasText ? node->m_szText->c_str() : "");
   }
   SetText(value, hasText ? node->m_szText : std::nullopt);
@@ -963,7 +963,7 @@ int ConstValue(SyntaxNode* node, Value& value) {
   } else {
     return FailWith("Error in ConstT()");
   }
-  if (node->m_pParent == nullptr) {
+  if (!node->m_bConsumed) {
     ReportError("const must be sub course");
     return FailWith("Error in ConstT()");
   }
@@ -984,8 +984,8 @@ int ArrayContentT(SyntaxNode* node) {
   if (node->m_nElemType != ValueType::Num && node->m_nElemType != ValueType::String) {
     value->m_nType = node->m_nElemType;
   }
-  if (node->m_pArray) {
-    value->m_pArray = BorrowArray(node->m_pArray.get());
+  if (node->Array() != nullptr) {
+    value->m_pArray = BorrowArray(node->Array());
   }
   PushValue(std::move(value));
   return 1;

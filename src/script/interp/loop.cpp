@@ -240,7 +240,7 @@ class LoopCompiler {
   // literals, num names and num array elements; and calls with a num result,
   // evaluated by the tree walk.
   bool Operand(SyntaxNode* node, int depth, std::int32_t& steps) {
-    if (node == nullptr || node->m_pParent == nullptr || node->m_pNext != nullptr) return false;
+    if (node == nullptr || !node->m_bConsumed || node->m_pNext != nullptr) return false;
     if (depth > kMaxOperandDepth || ++steps > kMaxOperandSteps) return false;
     switch (node->m_nKind) {
       case NodeKind::CallT:
@@ -318,7 +318,7 @@ class LoopCompiler {
 
   // `target = value` or `target op= value` without a consumer.
   bool Assignment(SyntaxNode* node, bool compound) {
-    if (node->m_pParent != nullptr) return false;
+    if (node->m_bConsumed) return false;
     SyntaxNode* target = node->m_pChild2.get();
     SyntaxNode* value = node->m_pChild0.get();
     if (target == nullptr || value == nullptr) return false;
@@ -561,16 +561,16 @@ void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
   std::vector<Variable*> globals;
   for (const SyntaxNode* name : code.m_Names) {
     const NameBinding& binding = name->m_Cache.m_Binding;
-    if (!binding.m_bValid || binding.m_pFunction != function) return;
-    const std::int32_t place = binding.m_nSlot;
+    if (!binding.Valid() || binding.Function() != function) return;
+    const std::int32_t place = binding.IsGlobal() ? -1 : binding.FrameSlot();
     if (place < 0) {
-      if (binding.m_pGlobal == nullptr) return;
+      if (binding.GlobalVariable() == nullptr) return;
     } else if (static_cast<std::size_t>(place) == params ||
                static_cast<std::size_t>(place) > locals) {
       return;  // the marker, or outside the frame
     }
     places.push_back(place);
-    globals.push_back(place < 0 ? binding.m_pGlobal : nullptr);
+    globals.push_back(place < 0 ? binding.GlobalVariable() : nullptr);
   }
   code.m_Places = std::move(places);
   code.m_Globals = std::move(globals);

@@ -168,6 +168,7 @@ NodeText::operator const std::optional<std::string>&() const {
 SyntaxNode::~SyntaxNode() {
   DropNumProgram(*this);
   DropLoopCode(*this);
+  SetArray(nullptr);
   if (!OwnsAnything(*this)) return;
   std::vector<SyntaxNode*> local;
   std::vector<SyntaxNode*>& pending = s_bReleasing ? local : s_Pending;
@@ -194,6 +195,12 @@ SyntaxNode::~SyntaxNode() {
 void NodeRelease::operator()(SyntaxNode* node) const noexcept {
   node->~SyntaxNode();
   ReturnSlot(node);
+}
+
+void SyntaxNode::SetArray(std::unique_ptr<ArrayStore> store) {
+  if (m_nKind != NodeKind::ArrayContentT) return;
+  delete m_Cache.m_pArray;
+  m_Cache.m_pArray = store.release();
 }
 
 void DropNumProgram(SyntaxNode& node) {

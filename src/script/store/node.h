@@ -91,11 +91,40 @@ class NodeText {
 // same places (parameters, marker, locals), and the globals do not change
 // while a script runs, so the remembered place is the one the lookup would
 // find again as long as the innermost frame belongs to the same function.
-struct NameBinding {
-  const FunctionEntry* m_pFunction;  // innermost frame's function; none at top level
-  Variable* m_pGlobal;               // the global found (m_nSlot -1); none: undefined
-  std::int32_t m_nSlot;              // place in the frame from its first parameter; -1: global
-  bool m_bValid;                     // set by the first lookup; all zero before
+// Two words: the function, and the place packed into one (a global's address,
+// which is aligned; a frame slot shifted left with the low bit set; 2 for an
+// undefined global; 0 before the first lookup).
+class NameBinding {
+ public:
+  NameBinding() = default;
+  static NameBinding Global(const FunctionEntry* function, Variable* global) {
+    return NameBinding(function,
+                       global != nullptr ? reinterpret_cast<std::uintptr_t>(global) : kUndefined);
+  }
+  static NameBinding Slot(const FunctionEntry* function, std::int32_t slot) {
+    return NameBinding(function, (static_cast<std::uintptr_t>(slot) << kSlotShift) | kSlotTag);
+  }
+
+  bool Valid() const { return m_nPlace != 0; }
+  // The innermost frame's function when the place was found; none at top level.
+  const FunctionEntry* Function() const { return m_pFunction; }
+  bool IsGlobal() const { return (m_nPlace & kSlotTag) == 0; }
+  // The global found; none when the name is undefined. Only for IsGlobal.
+  Variable* GlobalVariable() const {
+    return m_nPlace == kUndefined ? nullptr : reinterpret_cast<Variable*>(m_nPlace);
+  }
+  // The place in the frame from its first parameter. Only when not IsGlobal.
+  std::int32_t FrameSlot() const { return static_cast<std::int32_t>(m_nPlace >> kSlotShift); }
+
+ private:
+  static constexpr std::uintptr_t kSlotTag = 1;
+  static constexpr std::uintptr_t kUndefined = 2;
+  static constexpr int kSlotShift = 3;
+  NameBinding(const FunctionEntry* function, std::uintptr_t place)
+      : m_pFunction(function), m_nPlace(place) {}
+
+  const FunctionEntry* m_pFunction = nullptr;
+  std::uintptr_t m_nPlace = 0;
 };
 
 // An operator tree on nums (operators that fold, num literals, names, num
@@ -175,9 +204,10 @@ struct LoopCode {
   std::uint8_t m_nDirect = 0;  // whether the body runs direct, decided by the machine
 };
 
-// What a node remembers from its first execution; which member is in use
-// follows from the node's kind. None of it is visible to a script.
+// The run-time part of a node, none of it visible to a script. Which member
+// is in use follows from the node's kind.
 union RunCache {
+  RunCache() : m_Binding() {}
   NameBinding m_Binding;  // IdT, Id_ArrayT: where the name lives
   // CallT: the callee (FindFunction of m_szText); the function table does not
   // change during a run.
@@ -202,30 +232,41 @@ union RunCache {
     LoopCode* m_pCode;
     std::int32_t m_nState;
   } m_Loop;
+  // ArrayContentT: the initializer's element values, owned by the node and
+  // set when it is parsed (SetArray).
+  ArrayStore* m_pArray;
 };
 
 // One node. A node owns its children, its item list, its array initializer
 // and everything chained behind it through m_pNext. Nodes live in the run's
-// node arena; the fields are ordered to leave no padding (120 bytes).
+// node arena; the fields are ordered to leave no padding (80 bytes on a
+// 64-bit build): a large script makes millions of them.
 struct SyntaxNode {
-  SyntaxNode* m_pParent = nullptr;  // the node that consumes this node's value
-  NodePtr m_pNext;                  // next statement of a list / next item
+  NodePtr m_pNext;  // next statement of a list / next item
   NodePtr m_pChild0;
   NodePtr m_pChild1;
   NodePtr m_pChild2;
-  NodePtr m_pItems;                      // first node of the item list
-  std::unique_ptr<ArrayStore> m_pArray;  // element values of an array initializer
-  NodeText m_szText;                     // name or literal text; none for ""
-  NodeText m_szFunName;                  // name of the function a definition defines
-  RunCache m_Cache{};                    // filled by the node's first execution
-  std::int32_t m_nValue = 0;             // num case label / num constant / cached number of a NumT
-  std::int32_t m_nLine = 0;              // the lexer's line count when the node was made
+  NodePtr m_pItems;           // first node of the item list
+  NodeText m_szText;          // name or literal text; none for ""
+  RunCache m_Cache;           // filled by the node's first execution (or its parse)
+  std::int32_t m_nValue = 0;  // num case label / num constant / cached number of a NumT
+  std::int32_t m_nLine = 0;   // the lexer's line count when the node was made
+  std::int16_t m_nOp = 0;     // operator token code of an OpT
   ValueType m_nElemType = ValueType::None;
   ValueType m_nConstType = ValueType::None;
   ValueType m_nType = ValueType::None;  // static type of the expression
-  std::int16_t m_nOp = 0;               // operator token code of an OpT
   NodeKind m_nKind = NodeKind::ItemT;
   bool m_bNumKnown = false;  // NumT: m_nValue holds m_szText converted
+  // Another node consumes this node's value (an operand, an argument, an
+  // initializer), as opposed to a statement, whose value nobody takes.
+  bool m_bConsumed = false;
+
+  // The element values of an ArrayContentT node; none for other kinds.
+  ArrayStore* Array() const {
+    return m_nKind == NodeKind::ArrayContentT ? m_Cache.m_pArray : nullptr;
+  }
+  // Hands the element values to an ArrayContentT node (which frees any it held).
+  void SetArray(std::unique_ptr<ArrayStore> store);
 
   SyntaxNode() = default;
   // Releases the subtrees and the m_pNext chain without deep recursion.
@@ -233,6 +274,7 @@ struct SyntaxNode {
   SyntaxNode(const SyntaxNode&) = delete;
   SyntaxNode& operator=(const SyntaxNode&) = delete;
 };
+static_assert(sizeof(void*) != 8 || sizeof(SyntaxNode) == 80, "a node grew");
 
 // Releases the num program of an OpT node, which then runs without one.
 void DropNumProgram(SyntaxNode& node);

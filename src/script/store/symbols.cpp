@@ -195,7 +195,7 @@ Variable* BindValue(const std::string& name, NameBinding& binding) {
   if (!FrameWindow(frame, first, end)) {
     // Top level (or no usable frame): the globals, fixed while a script runs.
     Variable* global = theVariables.Find(name);
-    if (frame == nullptr) binding = NameBinding{nullptr, global, -1, true};
+    if (frame == nullptr) binding = NameBinding::Global(nullptr, global);
     return global;
   }
   const FunctionEntry* function = frame->m_pFunction;
@@ -205,13 +205,12 @@ Variable* BindValue(const std::string& name, NameBinding& binding) {
   for (std::int64_t i = first; i < end; ++i) {
     Variable* value = theValueStack[static_cast<std::size_t>(i)].get();
     if (HasName(*value, name)) {
-      if (whole)
-        binding = NameBinding{function, nullptr, static_cast<std::int32_t>(i - first), true};
+      if (whole) binding = NameBinding::Slot(function, static_cast<std::int32_t>(i - first));
       return value;
     }
   }
   Variable* global = theVariables.Find(name);
-  if (whole) binding = NameBinding{function, global, -1, true};
+  if (whole) binding = NameBinding::Global(function, global);
   return global;
 }
 

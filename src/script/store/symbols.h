@@ -173,10 +173,10 @@ void EnterFrame(FunctionEntry* function);
 [[nodiscard]] bool LeaveFrame();
 
 inline Variable* FindValueBound(const std::string& name, NameBinding& binding) {
-  if (binding.m_bValid) {
+  if (binding.Valid()) {
     const FunctionEntry* function = theTopFunction;
-    if (binding.m_pFunction == function) {
-      if (function == nullptr) return binding.m_pGlobal;
+    if (binding.Function() == function) {
+      if (function == nullptr) return binding.GlobalVariable();
       // The remembered place holds while the frame is whole, as BindValue
       // required; anything else takes the full lookup.
       const auto size = static_cast<std::int64_t>(theValueStack.size());
@@ -184,8 +184,8 @@ inline Variable* FindValueBound(const std::string& name, NameBinding& binding) {
           theFrameBase - static_cast<std::int64_t>(function->m_Params.size());
       if (theFrameBase < size && first >= 0 &&
           first + static_cast<std::int64_t>(function->m_Locals.size()) + 1 <= size) {
-        if (binding.m_nSlot < 0) return binding.m_pGlobal;
-        return theValueStack[static_cast<std::size_t>(first + binding.m_nSlot)].get();
+        if (binding.IsGlobal()) return binding.GlobalVariable();
+        return theValueStack[static_cast<std::size_t>(first + binding.FrameSlot())].get();
       }
     }
   }

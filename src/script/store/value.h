@@ -12,7 +12,7 @@
 namespace setup {
 
 // Type codes of values, function results, parameters and constants.
-enum class ValueType : std::int32_t {
+enum class ValueType : std::uint8_t {
   None = 0,
   Num = 2,     // 32-bit signed integer
   String = 3,  // NUL-free byte text
