@@ -169,7 +169,13 @@ int BindArguments(SyntaxNode* node, FunctionEntry* function) {
                     function->m_szName.c_str(), TypeWord(value->m_nType));
         return FailWith("Error in _before_gen_callexfun()");
       }
-      value->m_szName = param.m_szName;
+      // The parameter's local holds the same name, already pooled.
+      const Variable* local = k < function->m_Locals.size() ? function->m_Locals[k].get() : nullptr;
+      if (local != nullptr && local->m_szName == param.m_szName) {
+        value->m_szName = local->m_szName;
+      } else {
+        value->m_szName = param.m_szName;
+      }
       PushValue(std::move(value));
     }
     if (item != nullptr || k != params.size()) {

@@ -218,7 +218,8 @@ int Eval(SyntaxNode* node, Variable& value) {
 
 void TakeValue(Variable& to, Variable& from) {
   to.m_nType = from.m_nType;
-  to.m_szName = std::move(from.m_szName);
+  to.m_szName = from.m_szName;
+  from.m_szName.reset();
   to.m_szValue = std::move(from.m_szValue);
   to.m_nNum = from.m_nNum;
   to.m_nSize = from.m_nSize;

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "script/store/text.h"
 #include "script/store/value.h"
 
 namespace setup {
@@ -47,43 +48,6 @@ struct NodeRelease {
 using NodePtr = std::unique_ptr<SyntaxNode, NodeRelease>;
 struct FunctionEntry;
 struct BuiltinEntry;
-
-// The text of a node: none, or one entry of the run's name pool, which holds
-// every distinct text once. Reads like the std::optional<std::string> it
-// replaces (test, *, ->, reset, assignment), converts to a reference to a
-// pooled std::optional<std::string> without copying, and costs one pointer per
-// node. Equal texts share one entry, so identity is equality.
-class NodeText {
- public:
-  NodeText() = default;
-  NodeText(std::nullopt_t) {}  // NOLINT(google-explicit-constructor)
-  NodeText& operator=(std::nullopt_t) {
-    m_pText = nullptr;
-    return *this;
-  }
-  NodeText& operator=(std::string_view text);
-  NodeText& operator=(const std::string& text) { return *this = std::string_view(text); }
-  NodeText& operator=(const char* text) { return *this = std::string_view(text); }
-  // An optional without text clears the node's text.
-  NodeText& operator=(const std::optional<std::string>& text);
-
-  explicit operator bool() const { return m_pText != nullptr; }
-  bool has_value() const { return m_pText != nullptr; }
-  const std::string& operator*() const { return **m_pText; }
-  const std::string* operator->() const { return &**m_pText; }
-  const std::string& value() const { return **m_pText; }
-  std::string value_or(std::string fallback) const {
-    return m_pText ? **m_pText : std::move(fallback);
-  }
-  void reset() { m_pText = nullptr; }
-  // The pooled text, or a shared optional without text.
-  operator const std::optional<std::string>&() const;  // NOLINT(google-explicit-constructor)
-  // The pool entry (none without text): equal texts give equal entries.
-  const std::optional<std::string>* Entry() const { return m_pText; }
-
- private:
-  const std::optional<std::string>* m_pText = nullptr;
-};
 
 // Where the name of an IdT or Id_ArrayT node was found the last time the node
 // ran: the same lookup as FindValue, remembered for the function whose frame

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "script/store/text.h"
+
 namespace setup {
 
 // Type codes of values, function results, parameters and constants.
@@ -74,7 +76,7 @@ inline bool IsBorrowed(const ArrayPtr& array) {
 struct Variable {
   ValueType m_nType = ValueType::None;
   // The variable's name; none for temporaries.
-  std::optional<std::string> m_szName;
+  NodeText m_szName;
   // Text of a string scalar; none = no text storage (how the empty string is
   // usually held).
   std::optional<std::string> m_szValue;
