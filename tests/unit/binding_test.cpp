@@ -78,8 +78,8 @@ class BindingTest : public LibraryTest {
 };
 
 TEST_F(BindingTest, RememberedPlacesAgreeWithTheLookupInEveryFrame) {
-  theVariables.Append(Named(ValueType::Num, "a", 1), "a");
-  theVariables.Append(Named(ValueType::Num, "g", 2), "g");
+  AddVariable(Named(ValueType::Num, "a", 1));
+  AddVariable(Named(ValueType::Num, "g", 2));
   FunctionEntry* f = Declare("f", {"a", "b"}, {"n"});
   FunctionEntry* h = Declare("h", {"n"}, {"g", "a"});
   ExpectAgreement("top level");
@@ -105,7 +105,7 @@ TEST_F(BindingTest, RememberedPlacesAgreeWithTheLookupInEveryFrame) {
 }
 
 TEST_F(BindingTest, BrokenFramesTakeTheFullLookup) {
-  theVariables.Append(Named(ValueType::Num, "b", 5), "b");
+  AddVariable(Named(ValueType::Num, "b", 5));
   FunctionEntry* f = Declare("f", {"a", "b"}, {"n"});
   Enter(f, 10);
   ExpectAgreement("whole frame");

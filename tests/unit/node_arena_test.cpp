@@ -48,7 +48,7 @@ TEST_F(NodeArenaTest, FreedSlotsAreReusedAndCounted) {
   const std::size_t live = LiveNodeCount();
   NodePtr node = NewNode(NodeKind::NumT);
   SyntaxNode* first = node.get();
-  node->m_nValue = 7;
+  node->m_Cache.m_nValue = 7;
   node->m_bNumKnown = true;
   EXPECT_EQ(LiveNodeCount(), live + 1);
   FreeNode(node);
@@ -58,7 +58,7 @@ TEST_F(NodeArenaTest, FreedSlotsAreReusedAndCounted) {
   NodePtr again = NewNode(NodeKind::OpT);
   EXPECT_EQ(again.get(), first);
   EXPECT_EQ(again->m_nKind, NodeKind::OpT);
-  EXPECT_EQ(again->m_nValue, 0);
+  EXPECT_EQ(again->m_Cache.m_nValue, 0);
   EXPECT_FALSE(again->m_bNumKnown);
   EXPECT_FALSE(again->m_szText);
   EXPECT_FALSE(again->m_Cache.m_Binding.Valid());

@@ -94,9 +94,9 @@ TEST_F(ParserTest, CommaSeparatedDeclarationsKeepTheirType) {
   ASSERT_TRUE(Compile("num i = 0, j = 1, k\nstring s = \"x\", n\n"));
   ASSERT_EQ(theStatements.size(), 3u);
   EXPECT_EQ(theStatements[0]->m_nKind, NodeKind::AssignInitializingT);
-  EXPECT_EQ(*theStatements[0]->m_pChild2->m_szText, "i");
-  EXPECT_EQ(*theStatements[1]->m_pChild2->m_szText, "j");
-  EXPECT_EQ(*theStatements[2]->m_pChild2->m_szText, "s");
+  EXPECT_EQ(*theStatements[0]->m_szText, "i");
+  EXPECT_EQ(*theStatements[1]->m_szText, "j");
+  EXPECT_EQ(*theStatements[2]->m_szText, "s");
   ASSERT_NE(theVariables.Find("k"), nullptr);
   EXPECT_EQ(theVariables.Find("k")->m_nType, ValueType::Num);
   ASSERT_NE(theVariables.Find("n"), nullptr);

@@ -376,6 +376,9 @@ int RunSession(const Options& options, SessionReport* report) {
     sim::Shutdown();
     return kExitUsage;
   }
+  // The machine holds the module file now, as Windows would hold the DLL's;
+  // a copy kept here would count in the run's memory.
+  std::vector<char>().swap(module);
   setup::theGlobal.m_nStepLimit = options.stepLimit;
   setup::theGlobal.m_nPassLimit = options.passLimit;
   if (report != nullptr) {

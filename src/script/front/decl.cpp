@@ -425,9 +425,10 @@ NodePtr init_assign_stmt() {
       type = ValueType::Num;
     }
   }
+  // The node names the declared variable itself: a large script declares
+  // hundreds of thousands, and a name node each would cost as much again.
   NodePtr node = NewNode(NodeKind::AssignInitializingT);
-  NodePtr target = NewNode(NodeKind::IdT);
-  if (type == ValueType::None || !node || !target) {
+  if (type == ValueType::None || !node) {
     ReportError("illegal assign. check the assign object.  ");
     g.ErrorFlag = 1;
     g.m_szInitName.reset();
@@ -435,9 +436,7 @@ NodePtr init_assign_stmt() {
   }
   const std::string name = *g.m_szInitName;
   node->m_nType = type;
-  target->m_szText = name;
-  target->m_nType = type;
-  LinkChild(node.get(), node->m_pChild2, std::move(target));
+  node->m_szText = name;
   MatchToken(TK_ASSIGN);
   NodePtr value = expt();
   g.m_szInitName.reset();

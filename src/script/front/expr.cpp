@@ -110,7 +110,7 @@ NodePtr Constant() {
   GetConstValue(g.m_szToken, &text, &number, &type);
   if (type == ValueType::Num) {
     node->m_nConstType = ValueType::Num;
-    node->m_nValue = number;
+    node->m_Cache.m_nValue = number;
   } else if (type == ValueType::String && text) {
     node->m_nConstType = ValueType::String;
     node->m_szText = std::move(text);

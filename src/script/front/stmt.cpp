@@ -180,14 +180,14 @@ class SwitchSections {
     }
     switch (label->m_nKind) {
       case NodeKind::NumT:
-        node.m_nValue = TextToNum(label->m_szText ? label->m_szText->c_str() : "");
+        node.m_Cache.m_nValue = TextToNum(label->m_szText ? label->m_szText->c_str() : "");
         break;
       case NodeKind::StringT:
         node.m_szText = label->m_szText;
         break;
       case NodeKind::ConstT:
         if (m_nSelector == ValueType::Num) {
-          node.m_nValue = label->m_nValue;
+          node.m_Cache.m_nValue = label->m_Cache.m_nValue;
         } else {
           node.m_szText = label->m_szText;
         }
@@ -198,7 +198,7 @@ class SwitchSections {
     }
     bool fresh;
     if (m_nSelector == ValueType::Num) {
-      fresh = m_NumLabels.insert(node.m_nValue).second;
+      fresh = m_NumLabels.insert(node.m_Cache.m_nValue).second;
     } else if (node.m_szText && !node.m_szText->empty()) {
       fresh = m_TextLabels.insert(*node.m_szText).second;
     } else {

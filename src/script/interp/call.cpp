@@ -82,20 +82,18 @@ int InLineTail(const char* name) {
 // The callee of a CallT node, looked up once: the function table does not
 // change while the script runs.
 FunctionEntry* Callee(SyntaxNode* node) {
-  if (!node->m_Cache.m_Call.m_bKnown) {
-    node->m_Cache.m_Call.m_pEntry = node->m_szText ? FindFunction(*node->m_szText) : nullptr;
-    node->m_Cache.m_Call.m_bKnown = true;
+  if (node->m_Cache.m_Call.State() == 0) {
+    node->m_Cache.m_Call.Set(node->m_szText ? FindFunction(*node->m_szText) : nullptr);
   }
-  return node->m_Cache.m_Call.m_pEntry;
+  return node->m_Cache.m_Call.Get();
 }
 
 // The table row of an InLineFunT node, looked up once.
 const BuiltinEntry* BuiltinOf(SyntaxNode* node) {
-  if (!node->m_Cache.m_Builtin.m_bKnown) {
-    node->m_Cache.m_Builtin.m_pEntry = GetBuiltinEntry(NameOf(node));
-    node->m_Cache.m_Builtin.m_bKnown = true;
+  if (node->m_Cache.m_Builtin.State() == 0) {
+    node->m_Cache.m_Builtin.Set(GetBuiltinEntry(NameOf(node)));
   }
-  return node->m_Cache.m_Builtin.m_pEntry;
+  return node->m_Cache.m_Builtin.Get();
 }
 
 // The call steps with the callee already found.

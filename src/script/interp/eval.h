@@ -256,7 +256,7 @@ SETUP_ALWAYS_INLINE int Eval(SyntaxNode* node, Value& value) {
     if (!MayRun()) return EvalFailed();
     value.m_nType = ValueType::Num;
     value.m_nSize = 4;
-    value.m_nNum = node->m_nValue;
+    value.m_nNum = node->m_Cache.m_nValue;
     return 1;
   }
   if (node->m_nKind == NodeKind::IdT && node->m_szText) {

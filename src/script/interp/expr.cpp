@@ -254,7 +254,7 @@ void Fold(SyntaxNode* node, const Value& result) {
   } else {
     node->m_nKind = NodeKind::NumT;
     node->m_szText = std::to_string(result.m_nNum);
-    node->m_nValue = result.m_nNum;
+    node->m_Cache.m_nValue = result.m_nNum;
     node->m_bNumKnown = true;
   }
 }
@@ -374,7 +374,7 @@ SETUP_ALWAYS_INLINE int OperandInt(SyntaxNode* node, std::int32_t& out, Value& o
   if (node != nullptr && node->m_bConsumed && node->m_pNext == nullptr) {
     if (node->m_nKind == NodeKind::NumT && node->m_bNumKnown) {
       if (!MayRun()) return EvalFailed();
-      out = node->m_nValue;
+      out = node->m_Cache.m_nValue;
       return 1;
     }
     if (node->m_nKind == NodeKind::IdT && node->m_szText) {
@@ -408,8 +408,9 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
   NumStep& step = steps[count];
   switch (node->m_nKind) {
     case NodeKind::NumT:
-      step = NumStep{0, node->m_bNumKnown ? node->m_nValue : TextToNum(TextOf(node->m_szText)),
-                     nullptr};
+      step =
+          NumStep{0, node->m_bNumKnown ? node->m_Cache.m_nValue : TextToNum(TextOf(node->m_szText)),
+                  nullptr};
       break;
     case NodeKind::IdT: {
       if (!node->m_szText) return false;
@@ -454,8 +455,8 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
 // first use; none when the tree has other kinds of nodes.
 [[gnu::noinline]] const NumProgram* ProgramOf(SyntaxNode* node) {
   auto& cache = node->m_Cache.m_Num;
-  if (cache.m_nState == 0) {
-    cache.m_nState = 2;
+  if (cache.State() == 0) {
+    cache.Set(nullptr);
     NumStep steps[kMaxProgramSteps];
     std::int32_t count = 0;
     SyntaxNode* left = node->m_pChild2.get();
@@ -469,15 +470,14 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
         if (program->m_pSteps) {
           std::copy(steps, steps + count, program->m_pSteps.get());
           program->m_nCount = count;
-          cache.m_pProgram = program;
-          cache.m_nState = 1;
+          cache.Set(program);
         } else {
           delete program;
         }
       }
     }
   }
-  return cache.m_nState == 1 ? cache.m_pProgram : nullptr;
+  return cache.Get();
 }
 
 // Runs the program of `node` into `out`; false when there is none or it
@@ -485,7 +485,7 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
 [[gnu::noinline]] bool RunProgram(SyntaxNode* node, std::int32_t& out) {
   if (!FastPathsMayRun()) return false;
   const auto& cache = node->m_Cache.m_Num;
-  const NumProgram* program = cache.m_nState == 1 ? cache.m_pProgram : ProgramOf(node);
+  const NumProgram* program = cache.State() == 1 ? cache.Get() : ProgramOf(node);
   if (program == nullptr) return false;
   const NumStep* steps = program->m_pSteps.get();
   // The most frequent shape, a name and a literal or two names around one
@@ -641,7 +641,7 @@ int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other) {
   if (node != nullptr && node->m_bConsumed && node->m_pNext == nullptr &&
       node->m_nKind == NodeKind::OpT) {
     if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
-      if (node->m_Cache.m_Num.m_nState != 2 && RunProgram(node, out)) return 1;
+      if (node->m_Cache.m_Num.State() != 2 && RunProgram(node, out)) return 1;
       int kind = 0;
       if (!MayRun() || (kind = BinaryInt(node, *rule, out, other)) == 0) return EvalFailed();
       return kind;
@@ -663,7 +663,7 @@ static int CompoundValue(SyntaxNode* node, Value& l);
 int OpValue(SyntaxNode* node, Value& l) {
   if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
     std::int32_t number = 0;
-    if (node->m_Cache.m_Num.m_nState != 2 && RunProgram(node, number)) {
+    if (node->m_Cache.m_Num.State() != 2 && RunProgram(node, number)) {
       SetNum(l, number);
       return 1;
     }
@@ -783,22 +783,39 @@ int AssignT(SyntaxNode* node) {
   return Deliver(node, r);
 }
 
+// The declared variable of an AssignInitializingT node (which holds its
+// name), read as a name operand is read: the same check and step first, the
+// same report when it is missing. None on failure.
+Variable* DeclaredTarget(SyntaxNode* node) {
+  if (!MayRun()) {
+    EvalFailed();
+    return nullptr;
+  }
+  Variable* var =
+      node->m_szText ? FindValueBound(*node->m_szText, node->m_Cache.m_Binding) : nullptr;
+  if (var == nullptr) {
+    ReportError("'%s' undefined.", TextOf(node->m_szText));
+  } else if (var->m_nType != ValueType::String && var->m_nType != ValueType::Num) {
+    var = nullptr;
+  }
+  if (var == nullptr) {
+    FailWith("Error in IdT()");
+    EvalFailed();
+  }
+  return var;
+}
+
 // A declaration's initializer; never leaves a value.
 int AssignInitializingT(SyntaxNode* node) {
-  SyntaxNode* target = node->m_pChild2.get();
   SyntaxNode* init = node->m_pChild0.get();
-  if (target == nullptr || init == nullptr) return FailWith("Error in  AssignInitializingT()");
-  Variable t;
+  if (init == nullptr) return FailWith("Error in  AssignInitializingT()");
+  Variable* var = DeclaredTarget(node);
   Variable s;
-  if (!Eval(target, t) || !Eval(init, s)) return FailWith("Error in  AssignInitializingT()");
-  if (s.m_nType != t.m_nType) {
+  if (var == nullptr || !Eval(init, s)) return FailWith("Error in  AssignInitializingT()");
+  if (s.m_nType != var->m_nType) {
     ReportError("'=' operand can not match.");
     return FailWith("Error in  AssignInitializingT()");
   }
-  // The variable that the target's IdT named.
-  Variable* var =
-      target->m_szText ? FindValueBound(*target->m_szText, target->m_Cache.m_Binding) : nullptr;
-  if (var == nullptr) return FailWith("Error in  AssignInitializingT()");
 
   if (var->m_nType == ValueType::Num && !var->m_pArray) {
     var->m_nNum = s.m_nNum;
@@ -919,10 +936,10 @@ int Id_ArrayT(SyntaxNode* node) {
 // The literal's text is converted on the node's first execution only.
 int NumValue(SyntaxNode* node, Value& value) {
   if (!node->m_bNumKnown) {
-    node->m_nValue = TextToNum(TextOf(node->m_szText));
+    node->m_Cache.m_nValue = TextToNum(TextOf(node->m_szText));
     node->m_bNumKnown = true;
   }
-  const std::int32_t number = node->m_nValue;
+  const std::int32_t number = node->m_Cache.m_nValue;
   if (!node->m_bConsumed) {
     ReportError("num:%d must be sub course", number);
     return FailWith("Error in NumT()");
@@ -959,7 +976,7 @@ int ConstValue(SyntaxNode* node, Value& value) {
   if (node->m_nConstType == ValueType::String) {
     SetText(value, node->m_szText);
   } else if (node->m_nConstType == ValueType::Num) {
-    SetNum(value, node->m_nValue);
+    SetNum(value, node->m_Cache.m_nValue);
   } else {
     return FailWith("Error in ConstT()");
   }

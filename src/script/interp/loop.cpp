@@ -95,9 +95,9 @@ constexpr std::size_t kMaxDeciding = 64;  // bodies one decision visits
 
 Reach Visit(const FunctionEntry* function, std::vector<LoopCode*>& visited) {
   const SyntaxNode* definition = function->m_pDefinition.get();
-  if (definition == nullptr || definition->m_Cache.m_Loop.m_nState == 2) return Reach::kNo;
-  if (definition->m_Cache.m_Loop.m_nState != 1) return Reach::kNotYet;
-  LoopCode* code = definition->m_Cache.m_Loop.m_pCode;
+  if (definition == nullptr || definition->m_Cache.m_Loop.State() == 2) return Reach::kNo;
+  LoopCode* code = definition->m_Cache.m_Loop.Get();
+  if (code == nullptr) return Reach::kNotYet;
   switch (code->m_nDirect) {
     case kDirect:
     case kDeciding:  // a cycle: direct if everything else on it is
@@ -124,8 +124,8 @@ Reach Visit(const FunctionEntry* function, std::vector<LoopCode*>& visited) {
 // The compiled body of `function` when it is direct; none otherwise.
 const LoopCode* DirectBody(const FunctionEntry* function) {
   const SyntaxNode* definition = function->m_pDefinition.get();
-  if (definition == nullptr || definition->m_Cache.m_Loop.m_nState != 1) return nullptr;
-  LoopCode* code = definition->m_Cache.m_Loop.m_pCode;
+  LoopCode* code = definition != nullptr ? definition->m_Cache.m_Loop.Get() : nullptr;
+  if (code == nullptr) return nullptr;
   if (code->m_nDirect == kUndecided) {
     std::vector<LoopCode*> visited;
     const Reach reach = Visit(function, visited);
@@ -255,7 +255,7 @@ class LoopCompiler {
         return true;
       case NodeKind::NumT:
         Emit(kLiteral, 0, 0,
-             node->m_bNumKnown ? node->m_nValue
+             node->m_bNumKnown ? node->m_Cache.m_nValue
                                : TextToNum(node->m_szText ? node->m_szText->c_str() : ""));
         return true;
       case NodeKind::IdT: {
@@ -388,6 +388,16 @@ class LoopCompiler {
     switch (node->m_nKind) {
       case NodeKind::AssignT:
         return Assignment(node, false);
+      case NodeKind::AssignInitializingT: {
+        // `num x = value` of a num scalar: the node names the variable.
+        if (NumVariable(node, false) == nullptr || !Operand(node->m_pChild0.get(), 1, steps)) {
+          return false;
+        }
+        const int slot = NameSlot(node);
+        if (slot < 0) return false;
+        Emit(kStore, 0, slot, 0);
+        return true;
+      }
       case NodeKind::OpT:
         return IsCompound(node->m_nOp) && Assignment(node, true);
       case NodeKind::BreakT:
@@ -465,7 +475,7 @@ class LoopCompiler {
     ++m_nSwitches;
     for (SyntaxNode* s = sections; s != nullptr; s = s->m_pNext.get()) {
       if (s->m_nKind == NodeKind::CaseT) {
-        cases.push_back(LoopCase{s->m_nValue, Here()});
+        cases.push_back(LoopCase{s->m_Cache.m_nValue, Here()});
         Chain(s->m_pChild2.get(), inner, s);
       } else if (s->m_nKind == NodeKind::DefaultT) {
         m_Code.m_Switches[static_cast<std::size_t>(index)].m_nDefault = Here();
@@ -561,16 +571,16 @@ void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
   std::vector<Variable*> globals;
   for (const SyntaxNode* name : code.m_Names) {
     const NameBinding& binding = name->m_Cache.m_Binding;
-    if (!binding.Valid() || binding.Function() != function) return;
+    if (!binding.Valid() || binding.Function() != function->m_nId) return;
     const std::int32_t place = binding.IsGlobal() ? -1 : binding.FrameSlot();
     if (place < 0) {
-      if (binding.GlobalVariable() == nullptr) return;
+      if (BoundGlobal(binding) == nullptr) return;
     } else if (static_cast<std::size_t>(place) == params ||
                static_cast<std::size_t>(place) > locals) {
       return;  // the marker, or outside the frame
     }
     places.push_back(place);
-    globals.push_back(place < 0 ? binding.GlobalVariable() : nullptr);
+    globals.push_back(place < 0 ? BoundGlobal(binding) : nullptr);
   }
   code.m_Places = std::move(places);
   code.m_Globals = std::move(globals);
@@ -583,8 +593,8 @@ void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
 // statement of a body would run on the machine.
 const LoopCode* CodeOf(SyntaxNode* owner, SyntaxNode* body) {
   auto& cache = owner->m_Cache.m_Loop;
-  if (cache.m_nState == 0) {
-    cache.m_nState = 2;
+  if (cache.State() == 0) {
+    cache.Set(nullptr);
     auto* code = new (std::nothrow) LoopCode;
     if (code == nullptr) return nullptr;
     bool built = false;
@@ -605,10 +615,9 @@ const LoopCode* CodeOf(SyntaxNode* owner, SyntaxNode* body) {
       delete code;
       return nullptr;
     }
-    cache.m_pCode = code;
-    cache.m_nState = 1;
+    cache.Set(code);
   }
-  return cache.m_nState == 1 ? cache.m_pCode : nullptr;
+  return cache.Get();
 }
 
 const char* TraceOf(const SyntaxNode* construct) {
@@ -1075,14 +1084,14 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
 }  // namespace
 
 int RunLoopCode(SyntaxNode* node) {
-  if (node->m_Cache.m_Loop.m_nState == 2 || !FastPathsMayRun()) return -1;
+  if (node->m_Cache.m_Loop.State() == 2 || !FastPathsMayRun()) return -1;
   const LoopCode* code = CodeOf(node, nullptr);
   if (code == nullptr) return -1;
   return Execute(node, *code, nullptr);
 }
 
 int RunBodyCode(SyntaxNode* definition, SyntaxNode* body) {
-  if (body == nullptr || definition->m_Cache.m_Loop.m_nState == 2 || !FastPathsMayRun()) {
+  if (body == nullptr || definition->m_Cache.m_Loop.State() == 2 || !FastPathsMayRun()) {
     return -1;
   }
   const LoopCode* code = CodeOf(definition, body);

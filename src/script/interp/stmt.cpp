@@ -27,7 +27,7 @@ bool EvaluateCondition(SyntaxNode* condition, const char* statement, bool& truth
 // byte with two missing texts equal.
 bool LabelMatches(const Value& selector, const SyntaxNode& section, bool& matches) {
   if (selector.m_nType == ValueType::Num) {
-    matches = selector.m_nNum == section.m_nValue;
+    matches = selector.m_nNum == section.m_Cache.m_nValue;
     return true;
   }
   if (selector.m_nType == ValueType::String) {

@@ -204,19 +204,17 @@ void SyntaxNode::SetArray(std::unique_ptr<ArrayStore> store) {
 }
 
 void DropNumProgram(SyntaxNode& node) {
-  if (node.m_nKind == NodeKind::OpT && node.m_Cache.m_Num.m_nState == 1) {
-    delete node.m_Cache.m_Num.m_pProgram;
-    node.m_Cache.m_Num.m_pProgram = nullptr;
-    node.m_Cache.m_Num.m_nState = 2;
+  if (node.m_nKind == NodeKind::OpT && node.m_Cache.m_Num.State() == 1) {
+    delete node.m_Cache.m_Num.Get();
+    node.m_Cache.m_Num.Set(nullptr);
   }
 }
 
 void DropLoopCode(SyntaxNode& node) {
   if ((node.m_nKind == NodeKind::WhileT || node.m_nKind == NodeKind::ExternalFunT) &&
-      node.m_Cache.m_Loop.m_nState == 1) {
-    delete node.m_Cache.m_Loop.m_pCode;
-    node.m_Cache.m_Loop.m_pCode = nullptr;
-    node.m_Cache.m_Loop.m_nState = 2;
+      node.m_Cache.m_Loop.State() == 1) {
+    delete node.m_Cache.m_Loop.Get();
+    node.m_Cache.m_Loop.Set(nullptr);
   }
 }
 
@@ -226,7 +224,6 @@ NodePtr NewNode(NodeKind kind) {
   NodePtr node(new (memory) SyntaxNode());
   ++s_Arena.m_nLive;
   node->m_nKind = kind;
-  node->m_nLine = theGlobal.m_nLineNo;
   return node;
 }
 

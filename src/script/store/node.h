@@ -55,40 +55,54 @@ struct BuiltinEntry;
 // same places (parameters, marker, locals), and the globals do not change
 // while a script runs, so the remembered place is the one the lookup would
 // find again as long as the innermost frame belongs to the same function.
-// Two words: the function, and the place packed into one (a global's address,
-// which is aligned; a frame slot shifted left with the low bit set; 2 for an
-// undefined global; 0 before the first lookup).
+// Two 32-bit words, so that the run cache of every node stays one word: the
+// function's id (FunctionEntry::m_nId, 0 at top level), and the place: a
+// frame slot (slot << 2 | 1), a global (its position among the globals, from
+// 1, << 2 | 2; 0 << 2 | 2 when the name is undefined), or 0 before the first
+// lookup.
 class NameBinding {
  public:
   NameBinding() = default;
-  static NameBinding Global(const FunctionEntry* function, Variable* global) {
-    return NameBinding(function,
-                       global != nullptr ? reinterpret_cast<std::uintptr_t>(global) : kUndefined);
+  static NameBinding Global(std::uint32_t function, std::uint32_t position) {
+    return NameBinding(function, (position << 2) | kGlobalTag);
   }
-  static NameBinding Slot(const FunctionEntry* function, std::int32_t slot) {
-    return NameBinding(function, (static_cast<std::uintptr_t>(slot) << kSlotShift) | kSlotTag);
+  static NameBinding Slot(std::uint32_t function, std::int32_t slot) {
+    return NameBinding(function, (static_cast<std::uint32_t>(slot) << 2) | kSlotTag);
   }
 
   bool Valid() const { return m_nPlace != 0; }
-  // The innermost frame's function when the place was found; none at top level.
-  const FunctionEntry* Function() const { return m_pFunction; }
-  bool IsGlobal() const { return (m_nPlace & kSlotTag) == 0; }
-  // The global found; none when the name is undefined. Only for IsGlobal.
-  Variable* GlobalVariable() const {
-    return m_nPlace == kUndefined ? nullptr : reinterpret_cast<Variable*>(m_nPlace);
-  }
+  // The id of the innermost frame's function when the place was found.
+  std::uint32_t Function() const { return m_nFunction; }
+  bool IsGlobal() const { return (m_nPlace & 3) == kGlobalTag; }
+  // The global's position among the globals, from 1; 0 when the name is
+  // undefined. Only for IsGlobal.
+  std::uint32_t GlobalPosition() const { return m_nPlace >> 2; }
   // The place in the frame from its first parameter. Only when not IsGlobal.
-  std::int32_t FrameSlot() const { return static_cast<std::int32_t>(m_nPlace >> kSlotShift); }
+  std::int32_t FrameSlot() const { return static_cast<std::int32_t>(m_nPlace >> 2); }
 
  private:
-  static constexpr std::uintptr_t kSlotTag = 1;
-  static constexpr std::uintptr_t kUndefined = 2;
-  static constexpr int kSlotShift = 3;
-  NameBinding(const FunctionEntry* function, std::uintptr_t place)
-      : m_pFunction(function), m_nPlace(place) {}
+  static constexpr std::uint32_t kSlotTag = 1;
+  static constexpr std::uint32_t kGlobalTag = 2;
+  NameBinding(std::uint32_t function, std::uint32_t place)
+      : m_nFunction(function), m_nPlace(place) {}
 
-  const FunctionEntry* m_pFunction = nullptr;
-  std::uintptr_t m_nPlace = 0;
+  std::uint32_t m_nFunction = 0;
+  std::uint32_t m_nPlace = 0;
+};
+
+// A pointer that a node looks up once, with the state of the lookup in the
+// same word: 0 not looked up yet, 1 looked up and none (or not possible),
+// else the pointer.
+template <typename T>
+struct CachedPtr {
+  std::uintptr_t m_nBits;
+
+  // 0 not looked up, 1 found, 2 looked up and none.
+  int State() const { return m_nBits == 0 ? 0 : m_nBits == 1 ? 2 : 1; }
+  T* Get() const { return m_nBits > 1 ? reinterpret_cast<T*>(m_nBits) : nullptr; }
+  void Set(T* pointer) {
+    m_nBits = pointer != nullptr ? reinterpret_cast<std::uintptr_t>(pointer) : 1;
+  }
 };
 
 // An operator tree on nums (operators that fold, num literals, names, num
@@ -153,7 +167,7 @@ struct LoopCode {
   std::vector<LoopInstr> m_Code;
   std::vector<LoopUnit> m_Units;
   std::vector<LoopContext> m_Contexts;
-  std::vector<SyntaxNode*> m_Names;   // IdT and Id_ArrayT nodes, one per name slot
+  std::vector<SyntaxNode*> m_Names;   // nodes naming a variable, one per name slot
   std::vector<SyntaxNode*> m_Walked;  // num calls evaluated by the tree walk
   std::vector<LoopCase> m_Cases;
   std::vector<LoopSwitch> m_Switches;
@@ -171,56 +185,45 @@ struct LoopCode {
 // The run-time part of a node, none of it visible to a script. Which member
 // is in use follows from the node's kind.
 union RunCache {
-  RunCache() : m_Binding() {}
-  NameBinding m_Binding;  // IdT, Id_ArrayT: where the name lives
+  RunCache() : m_nBits(0) {}
+  std::uintptr_t m_nBits;  // all zero on a new node
+  NameBinding m_Binding;   // IdT, Id_ArrayT: where the name lives
   // CallT: the callee (FindFunction of m_szText); the function table does not
   // change during a run.
-  struct {
-    FunctionEntry* m_pEntry;
-    bool m_bKnown;
-  } m_Call;
+  CachedPtr<FunctionEntry> m_Call;
   // InLineFunT: the built-in table's row.
-  struct {
-    const BuiltinEntry* m_pEntry;
-    bool m_bKnown;
-  } m_Builtin;
-  // OpT: the tree's num program; m_nState 0 not tried, 1 built (owned here),
-  // 2 not possible.
-  struct {
-    NumProgram* m_pProgram;
-    std::int32_t m_nState;
-  } m_Num;
-  // WhileT: the compiled loop; ExternalFunT: the compiled body; with the
-  // same states.
-  struct {
-    LoopCode* m_pCode;
-    std::int32_t m_nState;
-  } m_Loop;
+  CachedPtr<const BuiltinEntry> m_Builtin;
+  // OpT: the tree's num program, owned here; none when not possible.
+  CachedPtr<NumProgram> m_Num;
+  // WhileT: the compiled loop; ExternalFunT: the compiled body; owned here.
+  CachedPtr<LoopCode> m_Loop;
   // ArrayContentT: the initializer's element values, owned by the node and
   // set when it is parsed (SetArray).
   ArrayStore* m_pArray;
+  // NumT: the literal's number (once m_bNumKnown); CaseT: a num label;
+  // ConstT: a num constant.
+  std::int32_t m_nValue;
 };
+static_assert(sizeof(RunCache) == sizeof(void*), "the run cache is one word");
 
 // One node. A node owns its children, its item list, its array initializer
 // and everything chained behind it through m_pNext. Nodes live in the run's
-// node arena; the fields are ordered to leave no padding (80 bytes on a
+// node arena; the fields are ordered to leave no padding (64 bytes on a
 // 64-bit build): a large script makes millions of them.
 struct SyntaxNode {
   NodePtr m_pNext;  // next statement of a list / next item
   NodePtr m_pChild0;
   NodePtr m_pChild1;
   NodePtr m_pChild2;
-  NodePtr m_pItems;           // first node of the item list
-  NodeText m_szText;          // name or literal text; none for ""
-  RunCache m_Cache;           // filled by the node's first execution (or its parse)
-  std::int32_t m_nValue = 0;  // num case label / num constant / cached number of a NumT
-  std::int32_t m_nLine = 0;   // the lexer's line count when the node was made
-  std::int16_t m_nOp = 0;     // operator token code of an OpT
+  NodePtr m_pItems;        // first node of the item list
+  NodeText m_szText;       // name or literal text; none for ""
+  RunCache m_Cache;        // filled by the node's first execution (or its parse)
+  std::int16_t m_nOp = 0;  // operator token code of an OpT
   ValueType m_nElemType = ValueType::None;
   ValueType m_nConstType = ValueType::None;
   ValueType m_nType = ValueType::None;  // static type of the expression
   NodeKind m_nKind = NodeKind::ItemT;
-  bool m_bNumKnown = false;  // NumT: m_nValue holds m_szText converted
+  bool m_bNumKnown = false;  // NumT: m_Cache.m_nValue holds m_szText converted
   // Another node consumes this node's value (an operand, an argument, an
   // initializer), as opposed to a statement, whose value nobody takes.
   bool m_bConsumed = false;
@@ -238,14 +241,14 @@ struct SyntaxNode {
   SyntaxNode(const SyntaxNode&) = delete;
   SyntaxNode& operator=(const SyntaxNode&) = delete;
 };
-static_assert(sizeof(void*) != 8 || sizeof(SyntaxNode) == 80, "a node grew");
+static_assert(sizeof(void*) != 8 || sizeof(SyntaxNode) == 64, "a node grew");
 
 // Releases the num program of an OpT node, which then runs without one.
 void DropNumProgram(SyntaxNode& node);
 // Releases the compiled loop of a WhileT node or body of an ExternalFunT node.
 void DropLoopCode(SyntaxNode& node);
-// A zeroed node of `kind` stamped with the current line count, from the
-// run's node arena; none when memory runs out.
+// A zeroed node of `kind` from the run's node arena; none when memory runs
+// out.
 NodePtr NewNode(NodeKind kind);
 // Frees the node in the holder (and its chain) and clears the holder.
 void FreeNode(NodePtr& holder);

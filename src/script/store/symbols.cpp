@@ -51,6 +51,12 @@ Variable* FunctionEntry::FindLocal(const std::string& name) const {
 
 // ---- Compile-time lookups ------------------------------------------------------
 
+std::uint32_t NewFunctionId() {
+  static std::uint32_t s_nLast = 0;
+  if (++s_nLast == 0) s_nLast = 1;  // after 2^32 entries: 0 stays the top level's
+  return s_nLast;
+}
+
 FunctionEntry* FindFunction(const std::string& name) {
   if (name.empty()) return nullptr;
   return theFunctions.Find(name);
@@ -146,6 +152,7 @@ void AddVariable(VariablePtr variable) {
     return;
   }
   const std::string name = variable->m_szName.value_or(std::string());
+  variable->m_nGlobal = static_cast<std::uint32_t>(theVariables.Size() + 1);
   theVariables.Append(std::move(variable), name);
 }
 
@@ -188,6 +195,19 @@ Variable* FindValue(const std::string& name) {
   return theVariables.Find(name);
 }
 
+namespace {
+
+// Whether a binding can remember `global` (none: an undefined name), and
+// where: only a global that AddVariable placed knows its position.
+bool Bindable(const Variable* global) {
+  return global == nullptr || global->m_nGlobal != 0;
+}
+std::uint32_t GlobalPosition(const Variable* global) {
+  return global != nullptr ? global->m_nGlobal : 0;
+}
+
+}  // namespace
+
 Variable* BindValue(const std::string& name, NameBinding& binding) {
   const CallFrame* frame = TopFrame();
   std::int64_t first = 0;
@@ -195,7 +215,8 @@ Variable* BindValue(const std::string& name, NameBinding& binding) {
   if (!FrameWindow(frame, first, end)) {
     // Top level (or no usable frame): the globals, fixed while a script runs.
     Variable* global = theVariables.Find(name);
-    if (frame == nullptr) binding = NameBinding::Global(nullptr, global);
+    if (frame == nullptr && Bindable(global))
+      binding = NameBinding::Global(0, GlobalPosition(global));
     return global;
   }
   const FunctionEntry* function = frame->m_pFunction;
@@ -205,12 +226,14 @@ Variable* BindValue(const std::string& name, NameBinding& binding) {
   for (std::int64_t i = first; i < end; ++i) {
     Variable* value = theValueStack[static_cast<std::size_t>(i)].get();
     if (HasName(*value, name)) {
-      if (whole) binding = NameBinding::Slot(function, static_cast<std::int32_t>(i - first));
+      if (whole) binding = NameBinding::Slot(function->m_nId, static_cast<std::int32_t>(i - first));
       return value;
     }
   }
   Variable* global = theVariables.Find(name);
-  if (whole) binding = NameBinding::Global(function, global);
+  if (whole && Bindable(global)) {
+    binding = NameBinding::Global(function->m_nId, GlobalPosition(global));
+  }
   return global;
 }
 

@@ -25,7 +25,11 @@ struct ParamEntry {
   std::string m_szName;                 // empty for built-ins
 };
 
+// A new id for a function entry (never 0, which stands for the top level).
+std::uint32_t NewFunctionId();
+
 struct FunctionEntry {
+  std::uint32_t m_nId = NewFunctionId();  // what name bindings remember
   std::string m_szName;
   ValueType m_nRetType = ValueType::None;
   std::vector<ParamEntry> m_Params;
@@ -172,11 +176,17 @@ CallFrame* TopFrame();
 void EnterFrame(FunctionEntry* function);
 [[nodiscard]] bool LeaveFrame();
 
+// The global of a binding that found one; none for an undefined name.
+inline Variable* BoundGlobal(const NameBinding& binding) {
+  const std::uint32_t position = binding.GlobalPosition();
+  return position != 0 ? theVariables.Entries()[position - 1].get() : nullptr;
+}
+
 inline Variable* FindValueBound(const std::string& name, NameBinding& binding) {
   if (binding.Valid()) {
     const FunctionEntry* function = theTopFunction;
-    if (binding.Function() == function) {
-      if (function == nullptr) return binding.GlobalVariable();
+    if (binding.Function() == (function != nullptr ? function->m_nId : 0)) {
+      if (function == nullptr) return BoundGlobal(binding);
       // The remembered place holds while the frame is whole, as BindValue
       // required; anything else takes the full lookup.
       const auto size = static_cast<std::int64_t>(theValueStack.size());
@@ -184,7 +194,7 @@ inline Variable* FindValueBound(const std::string& name, NameBinding& binding) {
           theFrameBase - static_cast<std::int64_t>(function->m_Params.size());
       if (theFrameBase < size && first >= 0 &&
           first + static_cast<std::int64_t>(function->m_Locals.size()) + 1 <= size) {
-        if (binding.IsGlobal()) return binding.GlobalVariable();
+        if (binding.IsGlobal()) return BoundGlobal(binding);
         return theValueStack[static_cast<std::size_t>(first + binding.FrameSlot())].get();
       }
     }

@@ -75,6 +75,7 @@ std::size_t s_nPoolCapacity = 0;
 
 void Variable::Clear() {
   m_nType = ValueType::None;
+  m_nGlobal = 0;
   m_szName.reset();
   m_szValue.reset();
   m_nNum = 0;

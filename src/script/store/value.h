@@ -75,6 +75,9 @@ inline bool IsBorrowed(const ArrayPtr& array) {
 
 struct Variable {
   ValueType m_nType = ValueType::None;
+  // A global's position among the globals, from 1 (name bindings refer to
+  // it); 0 for every other record.
+  std::uint32_t m_nGlobal = 0;
   // The variable's name; none for temporaries.
   NodeText m_szName;
   // Text of a string scalar; none = no text storage (how the empty string is

@@ -80,6 +80,14 @@ num pick(num n) {
   return r
 }
 
+// Declarations with initializers run on the machine too.
+num declared(num n) {
+  num early = total + n
+  num later = early * 2
+  num product = early * later
+  return product * 1000 + early * 10 + later
+}
+
 // No return: the num function's empty value.
 num silent(num v) {
   total += v
@@ -139,6 +147,7 @@ num main() {
     show("pick", pick(k))
     k += 1
   }
+  show("declared", declared(3) + declared(4) * 0)
   show("silent", silent(5) + total)
   show("swapped", swapped(1, 2))
   show("useDivide", useDivide(9, 3))
