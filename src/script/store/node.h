@@ -204,7 +204,7 @@ union RunCache {
   // ConstT: a num constant.
   std::int32_t m_nValue;
 };
-static_assert(sizeof(RunCache) == sizeof(void*), "the run cache is one word");
+static_assert(sizeof(RunCache) == 8, "the run cache is one 64-bit word");
 
 // One node. A node owns its children, its item list, its array initializer
 // and everything chained behind it through m_pNext. Nodes live in the run's
