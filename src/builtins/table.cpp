@@ -3,9 +3,9 @@
 
 #include <cstring>
 #include <string_view>
-#include <unordered_map>
 
 #include "base/global.h"
+#include "base/hash.h"
 #include "builtins/handlers.h"
 #include "diag/report.h"
 #include "script/store/symbols.h"
@@ -117,15 +117,13 @@ namespace {
 
 // Name -> first row of that name, built on first use: the lexer looks every
 // identifier up here. Row names are fixed at construction.
-const std::unordered_map<std::string_view, int>& BuiltinIndex() {
-  static std::unordered_map<std::string_view, int> index;
+const NameIndex& BuiltinIndex() {
+  static NameIndex index;
   static int rows = -1;
   if (rows != theGlobal.m_nBuiltinCount) {
-    index.clear();
+    index.Clear();
     for (int i = 0; i < theGlobal.m_nBuiltinCount && i < kBuiltinCount; ++i) {
-      if (theGlobal.m_Builtins[i].szName != nullptr) {
-        index.emplace(theGlobal.m_Builtins[i].szName, i);
-      }
+      if (theGlobal.m_Builtins[i].szName != nullptr) index.Add(theGlobal.m_Builtins[i].szName, i);
     }
     rows = theGlobal.m_nBuiltinCount;
   }
@@ -136,9 +134,8 @@ const std::unordered_map<std::string_view, int>& BuiltinIndex() {
 
 BuiltinEntry* GetBuiltinEntry(const char* name) {
   if (name == nullptr) return nullptr;
-  const auto& index = BuiltinIndex();
-  const auto found = index.find(name);
-  return found == index.end() ? nullptr : &theGlobal.m_Builtins[found->second];
+  const int row = BuiltinIndex().Find(name);
+  return row < 0 ? nullptr : &theGlobal.m_Builtins[row];
 }
 
 // ---- Argument convention ---------------------------------------------------------------

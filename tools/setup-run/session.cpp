@@ -40,7 +40,19 @@ bool ReadHostFile(const std::string& path, std::string* bytes) {
   if (fs::is_directory(path, ec)) return false;
   std::ifstream in(path, std::ios::binary);
   if (!in) return false;
-  bytes->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  // The size the file has now in one read, then whatever is left byte by
+  // byte: nothing for a regular file, everything for a pipe.
+  std::streamoff size = -1;
+  if (in.seekg(0, std::ios::end)) size = in.tellg();
+  in.clear();
+  bytes->clear();
+  if (size > 0 && in.seekg(0)) {
+    bytes->resize(static_cast<std::size_t>(size));
+    in.read(bytes->data(), size);
+    bytes->resize(static_cast<std::size_t>(in.gcount()));
+  }
+  in.clear();
+  bytes->append(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   return !in.bad();
 }
 

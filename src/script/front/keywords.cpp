@@ -2,9 +2,9 @@
 
 #include <cstring>
 #include <string_view>
-#include <unordered_map>
 
 #include "base/global.h"
+#include "base/hash.h"
 #include "script/front/lexer.h"
 
 namespace setup {
@@ -91,15 +91,13 @@ namespace {
 // Name -> first row of that name, so that the lexer does not compare every
 // identifier with all 43 rows. Built on first use; the rows' names are fixed
 // at construction (only the directory constants' values change later).
-const std::unordered_map<std::string_view, int>& KeywordIndex() {
-  static std::unordered_map<std::string_view, int> index;
+const NameIndex& KeywordIndex() {
+  static NameIndex index;
   static int rows = -1;
   if (rows != theGlobal.m_nKeywordCount) {
-    index.clear();
+    index.Clear();
     for (int i = 0; i < theGlobal.m_nKeywordCount && i < kKeywordCount; ++i) {
-      if (theGlobal.m_Keywords[i].szName != nullptr) {
-        index.emplace(theGlobal.m_Keywords[i].szName, i);
-      }
+      if (theGlobal.m_Keywords[i].szName != nullptr) index.Add(theGlobal.m_Keywords[i].szName, i);
     }
     rows = theGlobal.m_nKeywordCount;
   }
@@ -110,9 +108,8 @@ const std::unordered_map<std::string_view, int>& KeywordIndex() {
 
 std::int32_t FindKeyword(const char* name) {
   if (name == nullptr) return TK_IDENT;
-  const auto& index = KeywordIndex();
-  const auto found = index.find(name);
-  return found == index.end() ? TK_IDENT : theGlobal.m_Keywords[found->second].nToken;
+  const int row = KeywordIndex().Find(name);
+  return row < 0 ? TK_IDENT : theGlobal.m_Keywords[row].nToken;
 }
 
 int GetConstValue(const char* name, std::optional<std::string>* text, std::int32_t* number,

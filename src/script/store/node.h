@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/hash.h"
 #include "script/store/text.h"
 #include "script/store/value.h"
 
@@ -261,13 +262,6 @@ void ReleaseNodeArena();
 // The name pool's copy of `text`, which lasts as long as the pool: until the
 // end of the run (ReleaseNodeArena).
 const std::string& PooledText(std::string_view text);
-// The hash of the name pool and the name indexes (FNV-1a: names and literals
-// are short, and an inline loop beats the library's out-of-line hash on them).
-inline std::size_t HashText(std::string_view text) {
-  std::uint32_t hash = 2166136261u;
-  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
-  return hash;
-}
 // Distinct texts in the name pool (for tests).
 std::size_t NamePoolSize();
 // Builds a list chained through m_pNext in O(1) per node: it remembers the
