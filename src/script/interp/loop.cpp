@@ -45,7 +45,6 @@ namespace setup {
 namespace {
 
 enum LoopOp : std::uint8_t {
-  kUnit,     // a statement starts (m_nValue: its unit)
   kLiteral,  // push m_nValue
   kName,     // push the num of name slot m_nName
   kElement,  // pop m_nSub indexes (the first lowest), push the element
@@ -56,10 +55,22 @@ enum LoopOp : std::uint8_t {
   kMod,
   kLess,
   kGreater,
-  kOther,          // another operator that folds (m_nValue: its token)
+  kOther,  // another operator that folds (m_nValue: its token)
+  // The operators above with a literal right operand in m_nValue (the
+  // literal's instruction fused into them): a op m_nValue.
+  kAddK,
+  kSubK,
+  kMulK,
+  kDivK,  // the literal is not 0
+  kModK,
+  kLessK,
+  kGreaterK,
+  kOtherK,         // m_nSub: the operator's token
   kStore,          // pop into the num variable of slot m_nName
+  kStoreK,         // store m_nValue into the num variable of slot m_nName
   kStoreElement,   // pop the value, then m_nSub indexes; store into the element
   kUpdate,         // pop r; compound assignment m_nValue on the variable
+  kUpdateK,        // compound assignment m_nSub on the variable, with r = m_nValue
   kUpdateElement,  // pop r, then the indexes; compound assignment on the element
   kJumpIfZero,     // pop; jump to m_nValue when 0
   kLoopTest,       // kJumpIfZero for a while's condition: one loop pass
@@ -156,7 +167,6 @@ class LoopCompiler {
 
   bool CompileLoop(SyntaxNode* loop) {
     m_Code.m_Units.push_back(LoopUnit{loop, nullptr, 0, -1});
-    Emit(kUnit, 0, 0, 0);
     std::int32_t steps = 0;
     if (!Operand(loop->m_pChild2.get(), 1, steps)) return false;
     const std::size_t exitJump = Emit(kLoopTest, 0, 0, 0);
@@ -178,11 +188,64 @@ class LoopCompiler {
  private:
   std::int32_t Here() const { return static_cast<std::int32_t>(m_Code.m_Code.size()); }
 
+  // Appends an instruction of the statement being compiled. An operator, a
+  // store or a compound assignment whose (right) operand is a literal just
+  // emitted takes the literal into itself instead: the literal's place stays
+  // the same, so a jump to it reaches the fused instruction.
   std::size_t Emit(LoopOp op, int sub, int name, std::int32_t value) {
+    if (!m_Code.m_Code.empty() && m_Code.m_Code.back().m_nOp == kLiteral &&
+        m_Code.m_UnitOf.back() == m_nUnit) {
+      LoopInstr& last = m_Code.m_Code.back();
+      const std::int32_t literal = last.m_nValue;
+      const LoopOp fused = Fused(op, literal);
+      if (fused != op) {
+        const int op2 = (op == kOther || op == kUpdate) ? value : 0;
+        if (op2 >= 0 && op2 <= 255) {
+          last = LoopInstr{static_cast<std::uint8_t>(fused), static_cast<std::uint8_t>(op2),
+                           static_cast<std::int16_t>(name), literal};
+          return m_Code.m_Code.size() - 1;
+        }
+      }
+    }
     if (m_Code.m_Code.size() >= kMaxCode) m_bTooLarge = true;
     m_Code.m_Code.push_back(LoopInstr{static_cast<std::uint8_t>(op), static_cast<std::uint8_t>(sub),
                                       static_cast<std::int16_t>(name), value});
+    m_Code.m_UnitOf.push_back(m_nUnit);
     return m_Code.m_Code.size() - 1;
+  }
+
+  // The instruction that takes a literal operand into `op`; `op` itself when
+  // there is none (a division by 0 must stay one that fails).
+  static LoopOp Fused(LoopOp op, std::int32_t literal) {
+    switch (op) {
+      case kAdd:
+        return kAddK;
+      case kSub:
+        return kSubK;
+      case kMul:
+        return kMulK;
+      case kDiv:
+        return literal != 0 ? kDivK : op;
+      case kMod:
+        return literal != 0 ? kModK : op;
+      case kLess:
+        return kLessK;
+      case kGreater:
+        return kGreaterK;
+      case kOther:
+        return kOtherK;
+      case kStore:
+        return kStoreK;
+      case kUpdate:
+        return literal != 0 ? kUpdateK : op;
+      default:
+        return op;
+    }
+  }
+
+  void Truncate(std::size_t size) {
+    m_Code.m_Code.resize(size);
+    m_Code.m_UnitOf.resize(size);
   }
   void Patch(std::size_t jump) { m_Code.m_Code[jump].m_nValue = Here(); }
 
@@ -361,8 +424,9 @@ class LoopCompiler {
   void Statement(SyntaxNode* node, std::int32_t context, SyntaxNode* section) {
     const auto unit = static_cast<std::int32_t>(m_Code.m_Units.size());
     m_Code.m_Units.push_back(LoopUnit{node, section, 0, context});
+    const std::int32_t outer = m_nUnit;
+    m_nUnit = unit;
     const std::int32_t start = Here();
-    Emit(kUnit, 0, 0, unit);
     const std::size_t codeMark = m_Code.m_Code.size();
     const std::size_t nameMark = m_Code.m_Names.size();
     const std::size_t walkedMark = m_Code.m_Walked.size();
@@ -370,7 +434,7 @@ class LoopCompiler {
     m_bCalled = false;
     if (!Construct(node, unit, context, start)) {
       // The tree walk runs it; nothing compiled for it stays.
-      m_Code.m_Code.resize(codeMark);
+      Truncate(codeMark);
       m_Code.m_Names.resize(nameMark);
       m_Code.m_Walked.resize(walkedMark);
       m_Code.m_Calls.resize(callMark);
@@ -379,9 +443,10 @@ class LoopCompiler {
     }
     m_bCalled = false;
     m_Code.m_Units[static_cast<std::size_t>(unit)].m_nResume = Here();
+    m_nUnit = outer;
   }
 
-  // The instructions of one statement after its kUnit; false when the tree
+  // The instructions of one statement; false when the tree
   // walk must run it (before anything of its body was compiled).
   bool Construct(SyntaxNode* node, std::int32_t unit, std::int32_t context, std::int32_t start) {
     std::int32_t steps = 0;
@@ -524,7 +589,7 @@ class LoopCompiler {
     }
     m_bInArguments = false;
     if (!compiled || item != nullptr || k != params.size()) {
-      m_Code.m_Code.resize(codeMark);
+      Truncate(codeMark);
       m_Code.m_Names.resize(nameMark);
       steps = stepMark;
       m_bClosed = closed;
@@ -543,7 +608,8 @@ class LoopCompiler {
   LoopCode& m_Code;
   const FunctionEntry* m_pFunction;
   int m_nNesting = 0;
-  int m_nSwitches = 0;  // switches around the statement being compiled
+  int m_nSwitches = 0;       // switches around the statement being compiled
+  std::int32_t m_nUnit = 0;  // the statement being compiled (0: the loop's condition)
   bool m_bTooLarge = false;
   bool m_bCalled = false;       // the statement being compiled has a call operand
   bool m_bInArguments = false;  // compiling the arguments of a kCall
@@ -608,7 +674,7 @@ const LoopCode* CodeOf(SyntaxNode* owner, SyntaxNode* body) {
     if (built && body != nullptr) {
       built = false;
       for (const LoopInstr& in : code->m_Code) {
-        if (in.m_nOp != kUnit && in.m_nOp != kWalk && in.m_nOp != kEnd) built = true;
+        if (in.m_nOp != kWalk && in.m_nOp != kEnd) built = true;
       }
     }
     if (!built || code->m_Names.size() > kMaxNames) {
@@ -839,14 +905,14 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   int top = 0;
   const LoopInstr* const base = code.m_Code.data();
   const LoopInstr* pc = base;
-  std::int32_t unit = 0;
+  // The statement of the instruction just run, for the slow paths.
+  const auto unitOf = [&code, base](const LoopInstr* next) {
+    return code.m_UnitOf[static_cast<std::size_t>(next - 1 - base)];
+  };
   for (;;) {
     const LoopInstr& in = *pc++;
     bool raising = false;  // the statement raised a flag
     switch (static_cast<LoopOp>(in.m_nOp)) {
-      case kUnit:
-        unit = in.m_nValue;
-        continue;
       case kLiteral:
         stack[top++] = in.m_nValue;
         continue;
@@ -896,10 +962,40 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         --top;
         stack[top - 1] = NumOperator(in.m_nValue, stack[top - 1], stack[top]);
         continue;
+      case kAddK:
+        stack[top - 1] = Wrap(std::int64_t{stack[top - 1]} + in.m_nValue);
+        continue;
+      case kSubK:
+        stack[top - 1] = Wrap(std::int64_t{stack[top - 1]} - in.m_nValue);
+        continue;
+      case kMulK:
+        stack[top - 1] = Wrap(std::int64_t{stack[top - 1]} * in.m_nValue);
+        continue;
+      case kDivK:
+        stack[top - 1] = Quotient(stack[top - 1], in.m_nValue);
+        continue;
+      case kModK:
+        stack[top - 1] = Remainder(stack[top - 1], in.m_nValue);
+        continue;
+      case kLessK:
+        stack[top - 1] = stack[top - 1] < in.m_nValue ? 1 : 0;
+        continue;
+      case kGreaterK:
+        stack[top - 1] = stack[top - 1] > in.m_nValue ? 1 : 0;
+        continue;
+      case kOtherK:
+        stack[top - 1] = NumOperator(in.m_nSub, stack[top - 1], in.m_nValue);
+        continue;
       case kStore: {
         Variable* var = get(in.m_nName);
         if (!IsNumScalar(var)) break;
         var->m_nNum = stack[--top];
+        continue;
+      }
+      case kStoreK: {
+        Variable* var = get(in.m_nName);
+        if (!IsNumScalar(var)) break;
+        var->m_nNum = in.m_nValue;
         continue;
       }
       case kStoreElement: {
@@ -920,6 +1016,13 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         UpdateCell(in.m_nValue, var->m_nNum, r);
         continue;
       }
+      case kUpdateK: {
+        // The literal is not 0, so a division by it cannot fail.
+        Variable* var = get(in.m_nName);
+        if (!IsNumScalar(var)) break;
+        UpdateCell(in.m_nSub, var->m_nNum, in.m_nValue);
+        continue;
+      }
       case kUpdateElement: {
         const std::int32_t r = stack[--top];
         if (r == 0 && (in.m_nValue == TK_SLASH_ASSIGN || in.m_nValue == TK_PERCENT_ASSIGN)) break;
@@ -931,7 +1034,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
       case kLoopTest:
         // The walk counts the pass after the condition and fails the loop
         // when the budget is used up.
-        if (!TakePass()) return FailUnit(code, unit);
+        if (!TakePass()) return FailUnit(code, unitOf(pc));
         [[fallthrough]];
       case kJumpIfZero:
         if (stack[--top] == 0) pc = base + in.m_nValue;
@@ -969,7 +1072,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         std::int32_t number = 0;
         // A call with a num result gives a num or fails.
         if (EvalInt(code.m_Walked[static_cast<std::size_t>(in.m_nValue)], number, other) != 1) {
-          return FailUnit(code, unit);
+          return FailUnit(code, unitOf(pc));
         }
         slots = frame.Slots();
         stack = frame.Stack();
@@ -984,11 +1087,11 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         if (done < 0) {
           // The walk makes the call, its arguments evaluated afresh (they
           // have no effects). A direct body only calls direct bodies.
-          if (frame.Direct()) return FailUnit(code, unit);
+          if (frame.Direct()) return FailUnit(code, unitOf(pc));
           Value other;
           done = EvalInt(call.m_pNode, number, other) == 1 ? 1 : 0;
         }
-        if (done == 0) return FailUnit(code, unit);
+        if (done == 0) return FailUnit(code, unitOf(pc));
         slots = frame.Slots();
         stack = frame.Stack();
         stack[top++] = number;
@@ -1011,6 +1114,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         return 1;
     }
 
+    const std::int32_t unit = unitOf(pc);
     if (!raising) {
       // The statement goes to the tree walk; it has changed nothing yet. A
       // direct body has no statement that gets here.

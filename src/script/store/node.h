@@ -166,6 +166,7 @@ struct LoopCall {
 };
 struct LoopCode {
   std::vector<LoopInstr> m_Code;
+  std::vector<std::int32_t> m_UnitOf;  // the statement (unit) of each instruction
   std::vector<LoopUnit> m_Units;
   std::vector<LoopContext> m_Contexts;
   std::vector<SyntaxNode*> m_Names;   // nodes naming a variable, one per name slot
