@@ -5,8 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "base/global.h"
-
 namespace setup {
 
 namespace {
