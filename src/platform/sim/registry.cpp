@@ -341,7 +341,10 @@ std::vector<std::string> Redirected(int root, std::vector<std::string> p) {
       if (!Is(p, 0, "SOFTWARE")) break;
       if (Is(p, 1, kWow6432Node)) {
         // SOFTWARE\WOW6432Node\Classes is a link to SOFTWARE\Classes\WOW6432Node.
-        if (Is(p, 2, "Classes")) std::swap(p[1], p[2]);
+        if (Is(p, 2, "Classes")) {
+          std::swap(p[1], p[2]);
+          RedirectClasses(&p, 2, true);
+        }
       } else if (Is(p, 1, "Classes")) {
         RedirectClasses(&p, 2, true);
       } else if (!SharedSoftwareKey(p)) {

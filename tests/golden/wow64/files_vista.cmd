@@ -1,2 +1,2 @@
 --profile vista-64 --wow64 --add data/payload.bin
-# wine: win32 (the 32-bit DLL in a WoW64 prefix); Wine follows Windows 7 and later
+# not under Wine: Wine redirects as Windows 7 and later do
