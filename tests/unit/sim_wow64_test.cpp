@@ -238,6 +238,16 @@ TEST_F(SimWow64, ClassRegistrationsFollowTheVersion) {
   ASSERT_EQ(RegOpenKeyA(HKEY_CLASSES_ROOT, "", &root), 0);
   EXPECT_EQ(Subkeys(root), (std::vector<std::string>{".acme", "CLSID"}));
 
+  RegCloseKey(root);
+  // A key whose only subkey is WOW6432Node lists nothing.
+  sim::CreateRegistryKey(HKEY_USERS, ".DEFAULT\\Software\\Classes\\WOW6432Node\\.x");
+  HKEY classes = nullptr;
+  ASSERT_EQ(RegOpenKeyA(HKEY_USERS, ".DEFAULT\\Software\\Classes", &classes), 0);
+  EXPECT_EQ(Subkeys(classes), std::vector<std::string>{});
+  char name[16];
+  EXPECT_EQ(RegEnumKeyA(classes, 0, name, sizeof name), static_cast<LONG>(ERROR_NO_MORE_ITEMS));
+  RegCloseKey(classes);
+
   // Before Windows 7 the classes are redirected as a whole (HCP excepted),
   // and keys shared from Windows 7 on are redirected too.
   Windows64(6, 0);

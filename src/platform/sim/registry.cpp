@@ -311,14 +311,25 @@ void RedirectClasses(std::vector<std::string>* p, std::size_t at, bool hcpShared
   if (redirected) p->insert(p->begin() + static_cast<long>(at), kWow6432Node);
 }
 
+// The shared keys' paths split into components, in table order.
+const std::vector<std::vector<std::string>>& SharedKeyParts() {
+  static const std::vector<std::vector<std::string>> parts = [] {
+    std::vector<std::vector<std::string>> all;
+    for (const SharedKey& shared : kSharedKeys) {
+      LONG status = 0;
+      SplitPath(shared.path, &all.emplace_back(), &status);
+    }
+    return all;
+  }();
+  return parts;
+}
+
 // Whether SOFTWARE\<p[1]>\... is shared on this version.
 bool SharedSoftwareKey(const std::vector<std::string>& p) {
   const int version = ProfileVersion();
-  for (const SharedKey& shared : kSharedKeys) {
-    if (version < shared.since) continue;
-    std::vector<std::string> parts;
-    LONG status = 0;
-    SplitPath(shared.path, &parts, &status);
+  for (std::size_t k = 0; k < std::size(kSharedKeys); ++k) {
+    if (version < kSharedKeys[k].since) continue;
+    const std::vector<std::string>& parts = SharedKeyParts()[k];
     if (parts.size() + 1 > p.size()) continue;
     bool match = true;
     for (std::size_t i = 0; i < parts.size() && match; ++i) match = EqualNoCase(parts[i], p[i + 1]);
@@ -391,10 +402,7 @@ std::vector<std::string> ViewSubkeys(int root, const std::vector<std::string>& l
   }
   std::vector<std::string> candidates;
   if (root == 2 && Is(logical, 0, "SOFTWARE")) {
-    for (const SharedKey& shared : kSharedKeys) {
-      std::vector<std::string> parts;
-      LONG status = 0;
-      SplitPath(shared.path, &parts, &status);
+    for (const std::vector<std::string>& parts : SharedKeyParts()) {
       if (parts.size() != logical.size()) continue;
       bool below = true;
       for (std::size_t i = 0; i + 1 < parts.size() && below; ++i) {
@@ -1121,6 +1129,7 @@ LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, L
   if (name == nullptr || nameSize == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
   // The 32-bit view lists the subkeys as it shows them.
   std::vector<std::string> viewed;
+  bool inView = false;
   if (Wow64View()) {
     int root = RootIndex(key);
     const std::vector<std::string>* logical = nullptr;
@@ -1133,13 +1142,13 @@ LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, L
     }
     if (logical) {
       viewed = ViewSubkeys(root, *logical);
-      if (index >= viewed.size()) return static_cast<LONG>(ERROR_NO_MORE_ITEMS);
+      inView = true;
     }
   }
-  if (viewed.empty() && index >= target->children.size()) {
+  if (index >= (inView ? viewed.size() : target->children.size())) {
     return static_cast<LONG>(ERROR_NO_MORE_ITEMS);
   }
-  const std::string& child = viewed.empty() ? target->children[index]->name : viewed[index];
+  const std::string& child = inView ? viewed[index] : target->children[index]->name;
   if (child.size() + 1 > *nameSize) return static_cast<LONG>(ERROR_MORE_DATA);
   std::memcpy(name, child.c_str(), child.size() + 1);
   *nameSize = static_cast<DWORD>(child.size());
