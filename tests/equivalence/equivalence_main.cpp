@@ -7,6 +7,9 @@
 //   equivalence [--seed N] [--count N] [--pass-limit N] [--show N]
 //   equivalence --print SEED        the script of one seed
 //   equivalence --script FILE       one script file both ways, both outputs
+//   equivalence --minimize SEED     the script of SEED cut down to the lines
+//                                   that keep a difference (or --script FILE
+//                                   --minimize)
 //
 // Script i of a run is generated from seed N + i, so a reported seed replays
 // with `--seed S --count 1`. SETUP_EQUIV_SEED and SETUP_EQUIV_COUNT set the
@@ -15,6 +18,7 @@
 // arguments, 3 the scripts lost their power (too few compile, run to the
 // end or fail while running).
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -22,6 +26,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/package_writer.h"
@@ -39,6 +44,7 @@ struct Settings {
   std::uint32_t passLimit = kDefaultPassLimit;
   std::uint64_t show = 3;
   bool print = false;
+  bool minimize = false;
   std::string scriptFile;
 };
 
@@ -78,6 +84,11 @@ bool Parse(int argc, char** argv, Settings* settings) {
     } else if (arg == "--print" && ParseNumber(next, &settings->seed)) {
       settings->print = true;
       ++i;
+    } else if (arg == "--minimize" && next != nullptr && ParseNumber(next, &settings->seed)) {
+      settings->minimize = true;
+      ++i;
+    } else if (arg == "--minimize" && !settings->scriptFile.empty()) {
+      settings->minimize = true;
     } else if (arg == "--script" && next != nullptr) {
       settings->scriptFile = next;
       ++i;
@@ -130,13 +141,87 @@ bool RunBothWays(const std::string& script, std::uint32_t passLimit, twoways::Ru
   return !*compared || twoways::Agree(*fast, *walk);
 }
 
-int RunFile(const Settings& settings) {
-  std::ifstream in(settings.scriptFile, std::ios::binary);
-  if (!in) {
-    std::fprintf(stderr, "equivalence: cannot read %s\n", settings.scriptFile.c_str());
-    return 2;
+bool Differs(const std::string& script, std::uint32_t passLimit) {
+  twoways::RunTrace fast, walk;
+  bool compared = false;
+  return !RunBothWays(script, passLimit, &fast, &walk, &compared);
+}
+
+std::vector<std::string> SplitLines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string JoinLines(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  return text;
+}
+
+// The last line of the block that `lines[first]` opens (its closing brace at
+// the same indentation), or `first` when the line opens none.
+std::size_t BlockEnd(const std::vector<std::string>& lines, std::size_t first) {
+  const std::string& head = lines[first];
+  if (head.empty() || head.back() != '{') return first;
+  const std::size_t indent = head.find_first_not_of(' ');
+  for (std::size_t i = first + 1; i < lines.size(); ++i) {
+    const std::size_t at = lines[i].find_first_not_of(' ');
+    if (at == indent && lines[i][at] == '}') {
+      // "} else {" goes on: the block ends with the else part.
+      if (lines[i].back() == '{') continue;
+      return i;
+    }
   }
-  const std::string script{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  return first;
+}
+
+// Removes whole blocks and single lines as long as the script still shows a
+// difference; a removal that breaks the script makes both runs fail alike and
+// is undone. The result is small enough to read, not minimal in every sense.
+std::string Minimize(const std::string& script, std::uint32_t passLimit) {
+  std::vector<std::string> lines = SplitLines(script);
+  for (bool progress = true; progress;) {
+    progress = false;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      for (const bool block : {true, false}) {
+        const std::size_t last = block ? BlockEnd(lines, i) : i;
+        if (block && last == i) continue;
+        std::vector<std::string> shorter = lines;
+        shorter.erase(shorter.begin() + static_cast<std::ptrdiff_t>(i),
+                      shorter.begin() + static_cast<std::ptrdiff_t>(last) + 1);
+        if (Differs(JoinLines(shorter), passLimit)) {
+          lines = std::move(shorter);
+          progress = true;
+          break;
+        }
+      }
+    }
+  }
+  return JoinLines(lines);
+}
+
+int RunFile(const Settings& settings) {
+  std::string script;
+  if (settings.scriptFile.empty()) {
+    script = equiv::GenerateScript(settings.seed);
+  } else {
+    std::ifstream in(settings.scriptFile, std::ios::binary);
+    if (!in) {
+      std::fprintf(stderr, "equivalence: cannot read %s\n", settings.scriptFile.c_str());
+      return 2;
+    }
+    script.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+  if (settings.minimize) {
+    if (!Differs(script, settings.passLimit)) {
+      std::printf("==== no difference to keep\n");
+      return 0;
+    }
+    script = Minimize(script, settings.passLimit);
+    std::printf("---- script\n%s", script.c_str());
+  }
   twoways::RunTrace fast, walk;
   bool compared = false;
   const bool agree = RunBothWays(script, settings.passLimit, &fast, &walk, &compared);
@@ -171,7 +256,7 @@ int main(int argc, char** argv) {
   if (!Parse(argc, argv, &settings)) {
     std::fprintf(stderr,
                  "usage: equivalence [--seed N] [--count N] [--pass-limit N] [--show N]\n"
-                 "       equivalence --print SEED | --script FILE\n"
+                 "       equivalence --print SEED | --script FILE | --minimize SEED\n"
                  "(SETUP_EQUIV_SEED and SETUP_EQUIV_COUNT set the defaults of --seed and "
                  "--count)\n");
     return 2;
@@ -180,7 +265,7 @@ int main(int argc, char** argv) {
     std::fputs(equiv::GenerateScript(settings.seed).c_str(), stdout);
     return 0;
   }
-  if (!settings.scriptFile.empty()) return RunFile(settings);
+  if (!settings.scriptFile.empty() || settings.minimize) return RunFile(settings);
 
   const auto start = std::chrono::steady_clock::now();
   Tally tally;
