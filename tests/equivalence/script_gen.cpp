@@ -237,8 +237,12 @@ class Generator {
     main.name = "main";
     functions_.push_back(main);
     current_ = static_cast<int>(functions_.size()) - 1;
+    if (rng_.Chance(15)) {
+      // Parameters of main are 0 and empty.
+      functions_.back().params = {{"p1", Type::Num, {}, false}, {"p2", Type::Str, {}, false}};
+    }
     EnterFunction(&functions_.back());
-    Open("num main() {");
+    Open(Header(functions_.back()) + " {");
     if (rng_.Chance(3)) Line("num broken = undeclared + 1");  // does not compile
     budget_ = rng_.Range(6, 24);
     while (budget_ > 0) Statement(0);
@@ -347,6 +351,11 @@ class Generator {
     if (form < 5 || depth <= 0) return std::to_string(rng_.Below(dim));
     if (form < 8 && !counters_.empty()) return rng_.Pick(counters_) + " % " + std::to_string(dim);
     const std::string d = std::to_string(dim);
+    const auto vars = Visible(Type::Num, false, true);
+    if (form == 8 && !vars.empty()) {
+      // An index with an effect: a store evaluates it twice.
+      return "((" + rng_.Pick(vars)->name + " += 1) % " + d + " + " + d + ") % " + d;
+    }
     return "(" + AtLeast(NumExpr(depth - 1), kMulLevel).text + " % " + d + " + " + d + ") % " + d;
   }
 
@@ -388,7 +397,8 @@ class Generator {
   Expr NumAtom(int depth, bool literal) {
     if (literal) return {NumLiteral(), kAtomLevel};
     for (int tries = 0; tries < 8; ++tries) {
-      switch (rng_.Weighted({6, 6, 2, Pure() ? 1 : 2, Pure() ? 0 : 2, 2, Pure() ? 0 : 1, 1})) {
+      switch (rng_.Weighted(
+          {6, 6, 2, Pure() ? 1 : 2, Pure() ? 0 : 2, 2, Pure() ? 0 : 1, 1, 1, Pure() ? 0 : 1})) {
         case 0:
           return {NumLiteral(), kAtomLevel};
         case 1: {
@@ -439,6 +449,21 @@ class Generator {
             // is num, its value a string.
             const std::string target = Target(Type::Str, 0);
             if (!target.empty()) return {"(" + target + " += \"x\")", kAtomLevel};
+          }
+          break;
+        case 8: {
+          // An array's name: its scalar part, which no statement can set.
+          const auto arrays = Visible(Type::Num, true, false);
+          if (!arrays.empty()) return {rng_.Pick(arrays)->name, kAtomLevel};
+          break;
+        }
+        case 9:
+          if (depth > 0) {
+            // A built-in with an effect among the operands: its place in the
+            // order of evaluation shows.
+            return {"msgbox(numtostring(" + NumExpr(depth - 1).text + "), \"m" +
+                        std::to_string(++shows_) + "\", 0)",
+                    kAtomLevel};
           }
           break;
       }
@@ -768,9 +793,35 @@ class Generator {
     } else if (form < 95 && !Pure()) {
       text = rng_.Pick(kStrings);  // reported, the run goes on
     } else if (Hazard()) {
+      // Statements that fail when they run.
       const auto vars = Visible(Type::Num, false, false);
-      text = vars.empty() || rng_.Chance(50) ? std::to_string(rng_.Below(10))
-                                             : rng_.Pick(vars)->name;  // fails
+      const auto arrays = Visible(Type::Num, true, false);
+      switch (rng_.Below(5)) {
+        case 0:
+          if (!vars.empty()) {
+            text = rng_.Pick(vars)->name;
+            break;
+          }
+          [[fallthrough]];
+        case 1:
+          if (!arrays.empty()) {
+            text = Element(*rng_.Pick(arrays), 1);
+            break;
+          }
+          [[fallthrough]];
+        case 2:
+          if (!arrays.empty()) {
+            text = rng_.Pick(arrays)->name + " = 1";  // an array's scalar part
+            break;
+          }
+          [[fallthrough]];
+        case 3:
+          text = "_mscall { 1 }";
+          break;
+        default:
+          text = std::to_string(rng_.Below(10));
+          break;
+      }
     } else {
       return false;
     }
