@@ -62,6 +62,7 @@ wine_loader32() {
   echo "$program"
 }
 
+# shellcheck disable=SC2034 # the variables are for the scripts that source this file
 wine_setup() {
   bits=$1
   dll_dir=$(realpath -m "$2")
@@ -90,7 +91,6 @@ wine_setup() {
   for tool in "$@"; do
     [ -x "$tool" ] || skip "$tool has not been built"
   done
-  # shellcheck disable=SC2034 # used by the scripts that source this file
   host="$dll_dir/setup-host.exe"
   export WINEPREFIX="$work/wineprefix"
   export WINEARCH=win64
