@@ -6,8 +6,8 @@
 # "Action returned N" lines and the message boxes shown must be the same.
 #   agree.sh BITS SETUP_PACK SETUP_RUN DLL_DIR WORK_DIR GOLDEN_DIR
 # BITS 64: the 64-bit DLL under the 64-bit loader, against setup-run's 64-bit
-# Windows 7 (--amd64); BITS 32: the 32-bit DLL in the same WoW64 prefix,
-# against 64-bit Windows 7 running the 32-bit DLL (--wow64). See lib.sh.
+# Windows 7 (--profile 7-64); BITS 32: the 32-bit DLL in the same WoW64
+# prefix, against 64-bit Windows 7 running the 32-bit DLL (--wow64). See lib.sh.
 #
 # A case runs when its options are only packed files (--add), and those that
 # leave it independent of the machine: --put of a relative file (copied into
@@ -32,12 +32,6 @@ fresh_dir "$scratch"
 # Wine reads the script's bytes above 0x7F in the ANSI code page of the
 # locale; the simulator reads them as Windows-1252.
 export LC_ALL=C.UTF-8
-
-# The Wine prefix reports Windows 7, like the simulated machine.
-if [ ! -f "$WINEPREFIX/.agree-win7" ]; then
-  timeout 600 "$wine64_bin" reg add 'HKCU\Software\Wine' /v Version /d win7 /f >/dev/null 2>&1
-  touch "$WINEPREFIX/.agree-win7"
-fi
 
 list="$scratch/batch.txt"
 : >"$list"

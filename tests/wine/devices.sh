@@ -10,7 +10,7 @@
 # installation (ERROR_IN_WOW64, as setup-run --wow64 does) but Wine does not:
 # Wine's 32-bit SetupAPI and newdev install as the 64-bit ones do. So the
 # 32-bit DLL's results are compared with the simulated 64-bit machine without
-# that refusal (--amd64), which checks the 32-bit calls into the system's
+# that refusal (no --wow64), which checks the 32-bit calls into the system's
 # 32-bit libraries; and setup-run --wow64 must refuse the installation.
 # Exit 0 agree, 1 differ, 77 skipped (Wine, DLL or harness missing).
 set -u
@@ -41,7 +41,7 @@ grep '^Action returned' "$dir/wine.err" | tr -d '\r' >"$dir/wine.results"
 mkdir -p "$dir/sim"
 sed 's|@INF@|C:\\pkg\\vdev.inf|' "$data/wine_devices.cxx" >"$dir/sim/wine_devices.cxx"
 machine=("${sim_machine[@]}")
-[ "$bits" = 32 ] && machine=("${machine[@]/#--wow64/--amd64}")
+[ "$bits" = 32 ] && machine=("${machine[@]/#--wow64/--amd64}")  # the same machine, no refusal
 "$setup_run" --fixed-time "${machine[@]}" --put "$dir/vdev.inf=C:\\pkg\\vdev.inf" --put "$dir/vdev.sys=C:\\pkg\\vdev.sys" \
   "$dir/sim/wine_devices.cxx" "${commands[@]}" >"$dir/sim.out" 2>"$dir/sim.err"
 grep '^Action returned' "$dir/sim.err" >"$dir/sim.results"

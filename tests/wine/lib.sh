@@ -12,8 +12,9 @@
 #   dll_dir     DLL_DIR, work WORK_DIR (absolute)
 #   host        the setup-host harness built beside the DLL (same width)
 #   sim_machine the setup-run options of the simulated machine that the
-#               prefix is: Windows 7 (the prefix reports win7), 64-bit, with
-#               Wine's lower-case system directory; --wow64 for the 32-bit DLL
+#               prefix is: 64-bit Windows 7 SP1 (the prefix is set to report
+#               win7), with Wine's lower-case system directory; --wow64 for
+#               the 32-bit DLL
 # and exports WINEPREFIX (one prefix under WORK_DIR for all Wine tests, made
 # on first use; the tests hold the ctest resource lock "wineprefix"),
 # WINEARCH, WINEDEBUG and WINESERVER.
@@ -72,13 +73,13 @@ wine_setup() {
   case "$bits" in
     64)
       wine_bin=$wine64_bin
-      sim_machine=(--os 6.1 --lcid 409 --sysdir 'C:\windows\system32' --amd64)
+      sim_machine=(--profile 7-64 --sysdir 'C:\windows\system32')
       ;;
     32)
       wine_bin=$(wine_loader32) ||
         skip "the 32-bit Wine loader is not installed (Debian: wine32:i386, which" \
           "scripts/install-tools.sh all installs; see its messages for why it could not)"
-      sim_machine=(--os 6.1 --lcid 409 --sysdir 'C:\windows\system32' --wow64)
+      sim_machine=(--profile 7-64 --sysdir 'C:\windows\system32' --wow64)
       ;;
     *)
       echo "wine_setup: BITS must be 64 or 32, not '$bits'"
@@ -108,6 +109,11 @@ wine_setup() {
     [ ! -f "$WINEPREFIX/drive_c/windows/syswow64/kernel32.dll" ]; then
     "$wine64_bin" wineboot --shutdown >/dev/null 2>&1
     fresh_dir "$WINEPREFIX"
+  fi
+  # The prefix reports Windows 7 (6.1.7601 SP1), like the simulated machine.
+  if [ ! -f "$WINEPREFIX/.win7" ]; then
+    timeout 600 "$wine64_bin" reg add 'HKCU\Software\Wine' /v Version /d win7 /f \
+      >/dev/null 2>&1 && touch "$WINEPREFIX/.win7"
   fi
   # Wine's null display driver: windows and message boxes work without an X
   # display (where Wine would fail every MessageBox), and none pops up on a
