@@ -12,7 +12,8 @@
 # A case runs when its options are only packed files (--add), and those that
 # leave it independent of the machine: --put of a relative file (copied into
 # the working directory on both sides), --check (the compiler's messages,
-# which Action prints too) and --fixed-time. Left out, each
+# which Action prints too) and --fixed-time, and those that name the machine
+# the prefix is: --profile 7-64, and --wow64 (32-bit DLL only). Left out, each
 # with its reason in docs/wine.md: cases whose .cmd says "# not under Wine:
 # REASON" (for both DLLs) or "# not under Wine 32: REASON" (32-bit DLL only),
 # and cases where the runner itself fails (an "exit N" line in the .err).
@@ -64,6 +65,12 @@ while IFS= read -r -d '' script; do
               esac
               puts+=("${words[$((i + 1))]}"); i=$((i + 2)) ;;
             --fixed-time | --check) i=$((i + 1)) ;;
+            # The machine the prefix is: 64-bit Windows 7, running the
+            # 32-bit DLL under WOW64 for a --wow64 case.
+            --wow64) [ "$bits" = 32 ] || { usable=0; break; }; i=$((i + 1)) ;;
+            --profile)
+              [ "${words[$((i + 1))]:-}" = 7-64 ] || { usable=0; break; }
+              i=$((i + 2)) ;;
             *) usable=0; break ;;
           esac
         done
