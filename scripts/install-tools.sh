@@ -32,7 +32,8 @@ ALL=(
   "binutils-mingw-w64|i686-w64-mingw32-objdump"
   "lua5.4|lua5.4"
 )
-OPTIONAL=("wine64|wine" "wine|wine" "nsis|makensis")
+WINE=("wine64|wine" "wine|wine")
+NSIS=("nsis|makensis")
 
 have() {
   case "$1" in
@@ -95,9 +96,13 @@ if [ "$WHAT" = all ]; then
 fi
 
 if [ "$WHAT" = all ]; then
-  mapfile -t NEED < <(missing_packages "${OPTIONAL[@]}")
+  mapfile -t NEED < <(missing_packages "${WINE[@]}")
   if [ ${#NEED[@]} -gt 0 ] && ! apt_install "${NEED[@]}"; then
-    echo "Wine or NSIS could not be installed: the tests that need them will be skipped." >&2
+    echo "Wine could not be installed: the Wine tests will be skipped." >&2
+  fi
+  mapfile -t NEED < <(missing_packages "${NSIS[@]}")
+  if [ ${#NEED[@]} -gt 0 ] && ! apt_install "${NEED[@]}"; then
+    echo "NSIS could not be installed: the NSIS installer test will be skipped." >&2
   fi
 fi
 
@@ -118,16 +123,19 @@ wine32_installed() {
 install_wine32() {
   local codename prefs twins=() line pkg
   if ! command -v dpkg >/dev/null 2>&1 || ! command -v apt-get >/dev/null 2>&1; then
-    echo "no dpkg/apt-get" ; return 1
+    echo "dpkg and apt-get are not available"
+    return 1
   fi
   if [ "$(id -u)" -ne 0 ] && [ ${#SUDO[@]} -eq 0 ]; then
-    echo "not root and no sudo"; return 1
+    echo "not root and no sudo"
+    return 1
   fi
   if ! dpkg --print-foreign-architectures | grep -qx i386; then
     "${SUDO[@]}" dpkg --add-architecture i386 || { echo "dpkg --add-architecture i386 failed"; return 1; }
     APT_UPDATED=0
   fi
   apt_update
+  # shellcheck source=/dev/null
   codename=$(. /etc/os-release 2>/dev/null && echo "${VERSION_CODENAME:-}")
   [ -n "$codename" ] || { echo "the Debian release has no code name in /etc/os-release"; return 1; }
   prefs=$(mktemp)
