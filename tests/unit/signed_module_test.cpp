@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -274,12 +273,6 @@ TEST(ModuleSignature, RemoveCutsTheTableAndWhatCameWithIt) {
     ASSERT_TRUE(pack::RemoveSignature(module, pack::PackageStart(module), &removed, &error));
     EXPECT_EQ(module, image);
 
-    // Unsigned: nothing changes.
-    module = Packed(is64);
-    ASSERT_TRUE(pack::RemoveSignature(module, pack::PackageStart(module), &removed, &error));
-    EXPECT_FALSE(removed);
-    EXPECT_EQ(module, Packed(is64));
-
     // Bytes behind the table that are no package, or a damaged directory: refused.
     module = image;
     testsupport::AppendCertificateTable(module, is64);
@@ -290,39 +283,6 @@ TEST(ModuleSignature, RemoveCutsTheTableAndWhatCameWithIt) {
     EXPECT_FALSE(pack::RemoveSignature(module, std::nullopt, &removed, &error));
     EXPECT_NE(error.find("reaches past the end of the file"), std::string::npos) << error;
   }
-}
-
-TEST(ModuleSignature, CreateOnASignedBaseRemovesTheSignatureWithAWarning) {
-  namespace fs = std::filesystem;
-  const fs::path dir = fs::path(::testing::TempDir()) / "signed_base";
-  fs::remove_all(dir);
-  fs::create_directories(dir);
-  const std::string base = (dir / "signed.dll").string();
-  const std::string script = (dir / "new.cxx").string();
-  const std::string out = (dir / "out.dll").string();
-  std::string error;
-  ASSERT_TRUE(pack::WriteFileBytes(base, Signed(false, 2), &error));
-  ASSERT_TRUE(pack::WriteFileBytes(script, Bytes("num main()"), &error));
-
-  std::vector<std::string> notes, warnings;
-  ASSERT_TRUE(pack::CreatePackageFile(out, base, {script}, &error, &notes, &warnings)) << error;
-  ASSERT_EQ(notes.size(), 2u);
-  EXPECT_NE(notes[1].find("replacing the package it already carries (2 entries)"),
-            std::string::npos);
-  ASSERT_EQ(warnings.size(), 1u);
-  EXPECT_EQ(warnings[0], "base '" + base +
-                             "' is signed: its signature is removed, since it would not cover "
-                             "the new package; sign '" +
-                             out + "' again");
-  std::vector<char> module;
-  ASSERT_TRUE(pack::ReadFileBytes(out, module, &error));
-  EXPECT_EQ(pack::InspectSignature(module).state, pack::SignatureFacts::State::Unsigned);
-  std::vector<pack::EntryInfo> entries;
-  ASSERT_TRUE(pack::ReadPackageTable(module, entries, &error)) << error;
-  ASSERT_EQ(entries.size(), 1u);
-  EXPECT_EQ(entries[0].name, "new.cxx");
-  EXPECT_EQ(pack::PackageStart(module), testsupport::MakePe(false, true, {}).size() + 2);
-  fs::remove_all(dir);
 }
 
 }  // namespace
