@@ -23,6 +23,8 @@ HOST=(
   "libgmock-dev|/usr/include/gmock/gmock.h"
   "nlohmann-json3-dev|/usr/include/nlohmann/json.hpp"
   "libcli11-dev|/usr/include/CLI/CLI.hpp"
+  "openssl|openssl"
+  "osslsigncode|osslsigncode"
 )
 ALL=(
   "clang|clang++"
