@@ -14,6 +14,7 @@ namespace setup {
 
 struct KeywordEntry;
 struct BuiltinEntry;
+class ScriptObserver;
 
 constexpr int kLineSize = 4096;     // m_szLine and m_szToken
 constexpr int kMaxTokenLen = 4095;  // longer tokens are read and cut
@@ -102,6 +103,11 @@ class Global {
   // may take; the run fails once they are used up. Set by the host, never reset.
   std::uint32_t m_nStepLimit = 0;
   std::uint32_t m_nSteps = 0;  // evaluator steps taken in this run (RunMain clears it)
+  // Host settings, never reset: the observer of a trace or of coverage (none:
+  // nothing is watched), and whether the num programs and the loop machine
+  // give way to the tree walk, which alone runs statement by statement.
+  ScriptObserver* m_pObserver = nullptr;
+  std::uint8_t m_bWalkOnly = 0;
   // Test hook for fuzzers: when non-zero, the loop passes and script calls one
   // run may make. Unlike the step budget it counts the same on every
   // evaluation path, so it bounds runs that keep the fast paths.
