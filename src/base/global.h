@@ -88,6 +88,7 @@ class Global {
   std::uint8_t m_bGlobalInit = 0;
   std::uint8_t m_bGlobalAssign = 0;
   std::int32_t m_nMacroDepth = 0;  // macro expansions in progress (bounded)
+  std::int32_t m_nMacroLine = 0;   // line of the outermost macro use being expanded
   // Set by the front end once the compilation is abandoned for nesting too
   // deep: the unwinding levels then add no further reports.
   std::uint8_t m_bCompileAbandoned = 0;

@@ -226,7 +226,8 @@ namespace {
 // prelude) or the line of the included file.
 [[gnu::noinline]] void NotePlace(const SyntaxNode* node) {
   const char* file = nullptr;
-  std::int32_t line = theGlobal.m_nLineNo;
+  // Macro text counts at the line where the outermost macro is used.
+  std::int32_t line = theGlobal.m_nMacroDepth > 0 ? theGlobal.m_nMacroLine : theGlobal.m_nLineNo;
   if (!theIncludes.empty()) {
     file = theGlobal.m_szFileName;
   } else {
