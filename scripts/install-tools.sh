@@ -21,6 +21,7 @@ HOST=(
   "libgmock-dev|/usr/include/gmock/gmock.h"
   "nlohmann-json3-dev|/usr/include/nlohmann/json.hpp"
   "libcli11-dev|/usr/include/CLI/CLI.hpp"
+  "lcov|genhtml"
 )
 ALL=(
   "clang|clang++"
