@@ -250,7 +250,7 @@ void Watcher::EndAction() {
   for (const auto& [sequence, node] : order) {
     const Place place = PlaceOf(node);
     if (place.file < 0 || place.line <= 0) continue;  // the prelude
-    const Construct_& construct = m_Constructs.at(node);
+    const Counts& construct = m_Constructs.at(node);
     long long& count = lines[{place.file, place.line}];
     count = std::max(count, construct.runs);
     if (construct.branches == 0) continue;
@@ -293,7 +293,7 @@ void Watcher::SamePlace(const void* node, const void* place) {
 
 void Watcher::Construct(const void* node, setup::ObservedKind, const char* what,
                         std::int32_t branches) {
-  Construct_& construct = m_Constructs[node];
+  Counts& construct = m_Constructs[node];
   construct.order = m_nOrder++;
   construct.what = what;
   construct.branches = branches;

@@ -83,7 +83,9 @@ class Watcher : public setup::ScriptObserver {
     int file = -1;  // index in m_FileNames; 0 is the script; -1 unknown
     int line = 0;
   };
-  struct Construct_ {
+  // A statement of this run: the order it was described in, its words, how
+  // often it ran and how often each of its branches was taken.
+  struct Counts {
     std::uint64_t order = 0;
     std::string what;
     std::int32_t branches = 0;
@@ -105,7 +107,7 @@ class Watcher : public setup::ScriptObserver {
   std::vector<std::string> m_FileNames;  // [0] the script; then included files
   std::unordered_map<std::string, int> m_FileIndex;
   std::unordered_map<const void*, Place> m_Places;
-  std::unordered_map<const void*, Construct_> m_Constructs;
+  std::unordered_map<const void*, Counts> m_Constructs;
   std::vector<std::pair<std::string, const void*>> m_Functions;  // name, definition
   std::unordered_map<std::string, long long> m_Calls;
   std::uint64_t m_nOrder = 0;
