@@ -357,7 +357,8 @@ int ParseOptions(int argc, char** argv, Options* options) {
                  "Fail the run after N loop passes and script calls (0: no limit)")
       ->type_name("N");
   std::string trace;
-  app.add_flag("--trace{calls}", trace,
+  // A flag that takes an optional value: "true" for --trace alone.
+  app.add_flag("--trace", trace,
                "Trace built-in calls and script calls on standard error; --trace=statements "
                "adds every statement");
   app.add_option("--coverage", options->coverageFile,
@@ -459,7 +460,7 @@ int ParseOptions(int argc, char** argv, Options* options) {
     }
   }
   if (!trace.empty()) {
-    if (trace == "calls") {
+    if (trace == "true") {
       options->trace = Options::Trace::Calls;
     } else if (trace == "statements") {
       options->trace = Options::Trace::Statements;
