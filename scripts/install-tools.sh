@@ -25,6 +25,7 @@ HOST=(
   "libcli11-dev|/usr/include/CLI/CLI.hpp"
   "openssl|openssl"
   "osslsigncode|osslsigncode"
+  "lcov|genhtml"
 )
 ALL=(
   "clang|clang++"

@@ -14,6 +14,7 @@ namespace setup {
 
 struct KeywordEntry;
 struct BuiltinEntry;
+class ScriptObserver;
 
 constexpr int kLineSize = 4096;     // m_szLine and m_szToken
 constexpr int kMaxTokenLen = 4095;  // longer tokens are read and cut
@@ -87,6 +88,7 @@ class Global {
   std::uint8_t m_bGlobalInit = 0;
   std::uint8_t m_bGlobalAssign = 0;
   std::int32_t m_nMacroDepth = 0;  // macro expansions in progress (bounded)
+  std::int32_t m_nMacroLine = 0;   // line of the outermost macro use being expanded
   // Set by the front end once the compilation is abandoned for nesting too
   // deep: the unwinding levels then add no further reports.
   std::uint8_t m_bCompileAbandoned = 0;
@@ -102,6 +104,11 @@ class Global {
   // may take; the run fails once they are used up. Set by the host, never reset.
   std::uint32_t m_nStepLimit = 0;
   std::uint32_t m_nSteps = 0;  // evaluator steps taken in this run (RunMain clears it)
+  // Host settings, never reset: the observer of a trace or of coverage (none:
+  // nothing is watched), and whether the num programs and the loop machine
+  // give way to the tree walk, which alone runs statement by statement.
+  ScriptObserver* m_pObserver = nullptr;
+  std::uint8_t m_bWalkOnly = 0;
   // Test hook for fuzzers: when non-zero, the loop passes and script calls one
   // run may make. Unlike the step budget it counts the same on every
   // evaluation path, so it bounds runs that keep the fast paths.

@@ -20,6 +20,7 @@
 #include "entry/action.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
+#include "watch.h"
 
 namespace setuprun {
 
@@ -326,6 +327,21 @@ ScriptFacts ScriptFactsOf(const Options& options, const std::vector<char>& modul
   return InspectScript(label, bytes);
 }
 
+// Tells the watcher how to name the script and the files it may include: the
+// trace names the script as given, the tracefile by its absolute host path,
+// and an included file put on the machine by its host file.
+void PrepareWatcher(const Options& options, const std::string& label) {
+  std::vector<std::pair<std::string, std::string>> includes;
+  for (const PutFile& put : options.putFiles) {
+    const std::string windows =
+        put.windowsPath.empty() ? DefaultPutPath(put.hostPath) : put.windowsPath;
+    includes.emplace_back(windows, fs::absolute(put.hostPath).lexically_normal().string());
+  }
+  const std::string path =
+      options.module.empty() ? fs::absolute(options.script).lexically_normal().string() : label;
+  options.watcher->SetScript(label, path, std::move(includes));
+}
+
 // Reports the queued answers that no message box took.
 void ReportLeftoverAnswers() {
   for (const sim::QueuedAnswer& answer : sim::PendingAnswers()) {
@@ -409,7 +425,9 @@ int RunSession(const Options& options, SessionReport* report) {
   if (!ReadImports(options, &imports) || !CheckExportKeys(options)) return kExitUsage;
   std::vector<char> module;
   if (!options.show && !BuildModule(options, &module)) return kExitUsage;
-  RunObserver observer(ScriptFactsOf(options, module));
+  ScriptFacts facts = ScriptFactsOf(options, module);
+  if (options.watcher != nullptr) PrepareWatcher(options, facts.label);
+  RunObserver observer(std::move(facts));
 
   std::string error;
   if (!sim::Boot(options.machineDir, &error)) {
@@ -485,7 +503,9 @@ int RunSession(const Options& options, SessionReport* report) {
     if (commands.empty()) commands.emplace_back();
     for (const std::string& command : commands) {
       observer.Begin(command);
+      if (options.watcher != nullptr) options.watcher->BeginAction();
       const std::int32_t result = Action(command.c_str());
+      if (options.watcher != nullptr) options.watcher->EndAction();
       if (report != nullptr) {
         report->results.push_back(result);
         continue;

@@ -2,6 +2,7 @@
 #include "base/global.h"
 #include "diag/report.h"
 #include "script/interp/eval.h"
+#include "script/interp/observe.h"
 #include "script/store/symbols.h"
 
 namespace setup {
@@ -44,6 +45,7 @@ bool LabelMatches(const Value& selector, const SyntaxNode& section, bool& matche
 int IfT(SyntaxNode* node) {
   bool truth = false;
   if (!EvaluateCondition(node->m_pChild2.get(), "if", truth)) return FailWith("Error in IfT()");
+  if (theGlobal.m_pObserver != nullptr) ObserveBranch(node, truth ? 0 : 1);
   SyntaxNode* branch = truth ? node->m_pChild1.get() : node->m_pChild0.get();
   if (!Generate(branch)) return FailWith("Error in IfT()");
   return 1;
@@ -63,6 +65,7 @@ int WhileWalk(SyntaxNode* node) {
     if (!EvaluateCondition(node->m_pChild2.get(), "while", truth) || !TakePass()) {
       return FailWith("Error in WhileT()");
     }
+    if (theGlobal.m_pObserver != nullptr) ObserveBranch(node, truth ? 0 : 1);
     if (!truth) return 1;
     if (!Generate(node->m_pChild1.get())) return FailWith("Error in WhileT()");
     if (theGlobal.m_bBreak) {
@@ -122,6 +125,7 @@ int SwitchT(SyntaxNode* node) {
   if (sections == nullptr) return 1;
   Value selector;
   if (!Eval(node->m_pChild2.get(), selector)) return FailWith("Error in SwitchT()");
+  if (theGlobal.m_pObserver != nullptr) ObserveSwitch(node, selector);
   return RunSections(sections, &selector, false);
 }
 
