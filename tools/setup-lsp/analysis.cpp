@@ -101,16 +101,14 @@ Diagnostic DiagnosticHere(Severity severity, std::string message) {
     return d;
   }
   d.inInclude = here;
-  for (const auto& frame : setup::theIncludes) {
-    if (frame->m_szFileName != theCollector->scriptPath) continue;
-    d.at.line = std::max(frame->m_nLineNo - g.m_nPreludeLines - 1, 0);
-    const std::string_view line(frame->m_szLine);
-    d.at.column = static_cast<int>(line.find_first_not_of(" \t") == std::string_view::npos
-                                       ? 0
-                                       : line.find_first_not_of(" \t"));
-    std::size_t visible = line.size();
-    while (visible > 0 && (line[visible - 1] == '\n' || line[visible - 1] == '\r')) --visible;
-    d.at.endColumn = static_cast<int>(visible);
+  // The document's frame holds the line the reader was on when the include
+  // was opened (which may be past the include); the include itself is found
+  // by its tokens once the compilation ends (PlaceIncludes).
+  const auto& frames = setup::theIncludes;
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    if (frames[i]->m_szFileName != theCollector->scriptPath) continue;
+    d.at.line = std::max(frames[i]->m_nLineNo - g.m_nPreludeLines - 1, 0);
+    d.viaInclude = i + 1 < frames.size() ? frames[i + 1]->m_szFileName : here.file;
     break;
   }
   return d;
@@ -309,6 +307,36 @@ void ScanTokens(const std::string& path, std::size_t size, std::vector<Token>* t
   }
 }
 
+// The include directive of `path` at or before `line`: its range.
+std::optional<Place> IncludeDirective(const std::vector<Token>& tokens, const std::string& path,
+                                      int line) {
+  std::optional<Place> found;
+  for (std::size_t i = 0; i + 1 < tokens.size() && tokens[i].line <= line; ++i) {
+    if (tokens[i].code != setup::TK_INCLUDE || tokens[i + 1].text != path) continue;
+    found = Place{{}, false, tokens[i].line, tokens[i].column, tokens[i + 1].endColumn};
+    if (tokens[i + 1].line != tokens[i].line) found->endColumn = tokens[i].endColumn;
+  }
+  return found;
+}
+
+// Reports about an include go to its directive rather than to the line the
+// reader had gone on to.
+void PlaceIncludes(Analysis& result) {
+  for (Diagnostic& d : result.diagnostics) {
+    std::string path = d.viaInclude;
+    if (path.empty()) {
+      for (const char* form : {"cannot include '", "file "}) {
+        if (d.message.rfind(form, 0) != 0) continue;
+        const std::size_t start = std::strlen(form);
+        const std::size_t end = d.message.find(form[0] == 'c' ? "'." : " not found.", start);
+        if (end != std::string::npos) path = d.message.substr(start, end - start);
+      }
+    }
+    if (path.empty()) continue;
+    if (std::optional<Place> at = IncludeDirective(result.tokens, path, d.at.line)) d.at = *at;
+  }
+}
+
 bool Before(const Place& place, int line, int column) {
   return place.line < line || (place.line == line && place.column < column);
 }
@@ -434,7 +462,7 @@ Analysis Analyzer::Analyze(const std::string& text, const std::string& directory
   Analysis result;
   result.lineCount = static_cast<int>(std::count(text.begin(), text.end(), '\n')) + 1;
   if (!m_bReady) {
-    result.diagnostics.push_back({{}, Severity::Error, "setup-lsp: " + m_Problem, std::nullopt});
+    result.diagnostics.push_back({{}, Severity::Error, "setup-lsp: " + m_Problem, std::nullopt, {}});
     return result;
   }
   Collector collector;
@@ -461,8 +489,9 @@ Analysis Analyzer::Analyze(const std::string& text, const std::string& directory
   theCollector = nullptr;
   result.compiled = outcome == scriptcheck::Outcome::Compiled;
   if (outcome == scriptcheck::Outcome::NotPrepared || outcome == scriptcheck::Outcome::CommandRefused) {
-    result.diagnostics.push_back({{}, Severity::Error, "setup-lsp: " + problem, std::nullopt});
+    result.diagnostics.push_back({{}, Severity::Error, "setup-lsp: " + problem, std::nullopt, {}});
   }
+  PlaceIncludes(result);
   for (Diagnostic& d : result.diagnostics) {
     d.at.line = std::min(d.at.line, result.lineCount - 1);
     if (d.severity == Severity::Error && result.errorLine < 0) result.errorLine = d.at.line;
@@ -496,7 +525,19 @@ void KeepLastGood(Analysis& fresh, const Analysis& good) {
     return place.line > fresh.errorLine && place.line < fresh.lineCount;
   };
   for (const FunctionInfo& f : good.functions) {
-    if (fresh.FindFunction(f.name) != nullptr) continue;
+    if (fresh.FindFunction(f.name) != nullptr) {
+      // A prototype read before the error, its body past it.
+      for (FunctionInfo& mine : fresh.functions) {
+        Place at;
+        if (mine.name != f.name || mine.definition || !f.definition ||
+            !moved(*f.definition, &at)) {
+          continue;
+        }
+        mine.definition = at;
+        if (f.bodyEnd && moved(*f.bodyEnd, &at)) mine.bodyEnd = at;
+      }
+      continue;
+    }
     FunctionInfo copy = f;
     if (!f.prototype && !f.definition) continue;
     const Place& first = f.prototype ? *f.prototype : *f.definition;

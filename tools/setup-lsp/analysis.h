@@ -30,6 +30,7 @@ struct Diagnostic {
   Severity severity = Severity::Error;
   std::string message;
   std::optional<Place> inInclude;  // where an error in an included file really is
+  std::string viaInclude;          // then: the file the document's include names
 };
 
 struct Token {

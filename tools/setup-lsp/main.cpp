@@ -1,5 +1,6 @@
 // setup-lsp: a language server for the setup script language over standard
 // input and output.
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +12,23 @@
 #include "server.h"
 
 namespace {
+
+volatile sig_atomic_t theStopSignal = 0;
+
+// A termination signal interrupts the read and ends the loop, so that the
+// simulated machine's scratch directory goes with the server.
+void Stop(int signal) {
+  theStopSignal = signal;
+}
+
+void CatchTermination() {
+  struct sigaction action = {};
+  action.sa_handler = Stop;
+  sigemptyset(&action.sa_mask);
+  for (int signal : {SIGTERM, SIGINT, SIGHUP}) sigaction(signal, &action, nullptr);
+  // A client that went away shows as a failed write, not a signal.
+  ::signal(SIGPIPE, SIG_IGN);
+}
 
 bool WriteAll(const std::string& bytes) {
   std::size_t done = 0;
@@ -43,6 +61,7 @@ int main(int argc, char** argv) {
       return 2;
     }
   }
+  CatchTermination();
   bool broken = false;
   lsp::Server server([&broken](const std::string& body) {
     if (!broken && !WriteAll(lsp::Frame(body))) broken = true;
@@ -51,7 +70,7 @@ int main(int argc, char** argv) {
   char block[65536];
   for (;;) {
     const ssize_t n = ::read(STDIN_FILENO, block, sizeof block);
-    if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && errno == EINTR && theStopSignal == 0) continue;
     if (n <= 0) break;
     reader.Feed(std::string_view(block, static_cast<std::size_t>(n)));
     while (std::optional<lsp::MessageReader::Item> item = reader.Next()) {
@@ -62,9 +81,13 @@ int main(int argc, char** argv) {
       }
       if (server.Exited()) return server.ExitCode();
     }
-    if (broken) break;
+    if (broken || theStopSignal != 0) break;
   }
   // The input ended without `exit`: the client went away.
-  if (reader.Buffered() > 0) std::fprintf(stderr, "setup-lsp: the input ended inside a message\n");
+  if (theStopSignal != 0) {
+    std::fprintf(stderr, "setup-lsp: stopped by signal %d\n", static_cast<int>(theStopSignal));
+  } else if (reader.Buffered() > 0) {
+    std::fprintf(stderr, "setup-lsp: the input ended inside a message\n");
+  }
   return 1;
 }

@@ -393,9 +393,26 @@ std::optional<json> Server::Location(const Document& doc, const Place& place) {
   return json{{"uri", uri}, {"range", Range(open != m_Documents.end() ? &open->second : nullptr, place)}};
 }
 
+namespace {
+
+// The token at a position; a name that ends right at it wins over the
+// punctuation that starts there (the cursor just after a word).
+int WordAt(const Analysis& a, int line, int column) {
+  int index = a.TokenAt(line, column);
+  if (index < 0) return index;
+  const Token& t = a.tokens[static_cast<std::size_t>(index)];
+  if (index > 0 && !IsNameToken(t.code) && t.column == column) {
+    const Token& before = a.tokens[static_cast<std::size_t>(index) - 1];
+    if (IsNameToken(before.code) && before.line == line && before.endColumn == column) --index;
+  }
+  return index;
+}
+
+}  // namespace
+
 json Server::Hover(Document& doc, int line, int column) {
   const Analysis& a = doc.analysis;
-  const int index = a.TokenAt(line, column);
+  const int index = WordAt(a, line, column);
   if (index < 0) return nullptr;
   const Token& t = a.tokens[static_cast<std::size_t>(index)];
   if (t.line != line || column > t.endColumn) return nullptr;
@@ -503,7 +520,7 @@ json Server::Completion(Document& doc, int line, int column) {
 
 json Server::Definition(Document& doc, int line, int column) {
   const Analysis& a = doc.analysis;
-  const int index = a.TokenAt(line, column);
+  const int index = WordAt(a, line, column);
   if (index < 0) return nullptr;
   const Token& t = a.tokens[static_cast<std::size_t>(index)];
   if (t.line != line || column > t.endColumn) return nullptr;
