@@ -3,8 +3,8 @@
 #   scripts/install-tools.sh host   tools for the host build (setup-run, tests)
 #   scripts/install-tools.sh all    also the Windows cross compilers, Lua and Wine
 # Runs apt-get update at most once, and only when something is missing. Works
-# as root, or through sudo otherwise. Wine is optional: when it cannot be
-# installed, the Wine tests are skipped.
+# as root, or through sudo otherwise. Wine and Neovim are optional: when they
+# cannot be installed, the Wine tests and setup-lsp's Neovim test are skipped.
 set -euo pipefail
 
 WHAT=${1:-all}
@@ -30,7 +30,7 @@ ALL=(
   "binutils-mingw-w64|i686-w64-mingw32-objdump"
   "lua5.4|lua5.4"
 )
-OPTIONAL=("wine64|wine" "wine|wine")
+OPTIONAL=("wine64|wine" "wine|wine" "neovim|nvim")
 
 have() {
   case "$1" in
@@ -84,7 +84,7 @@ fi
 if [ "$WHAT" = all ]; then
   mapfile -t NEED < <(missing_packages "${OPTIONAL[@]}")
   if [ ${#NEED[@]} -gt 0 ] && ! apt_install "${NEED[@]}"; then
-    echo "Wine could not be installed: the Wine tests will be skipped." >&2
+    echo "Wine or Neovim could not be installed: their tests will be skipped." >&2
   fi
 fi
 exit 0
