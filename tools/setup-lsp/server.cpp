@@ -1,14 +1,18 @@
 // The language server's requests and notifications.
 #include "server.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "catalog.h"
+#include "framing.h"
 #include "script/front/lexer.h"
 
 namespace lsp {
@@ -146,6 +150,9 @@ std::string UriFromPath(const std::string& path) {
 
 Server::Server(std::function<void(const std::string&)> send) : m_Send(std::move(send)) {}
 
+Server::Server(std::function<void(const std::string&)> send, Analyzer* analyzer)
+    : m_Send(std::move(send)), m_pAnalyzer(analyzer) {}
+
 void Server::Reply(const json& id, json result) {
   m_Send(json{{"jsonrpc", "2.0"}, {"id", id}, {"result", std::move(result)}}.dump(
       -1, ' ', false, json::error_handler_t::replace));
@@ -275,7 +282,10 @@ void Server::Handle(const json& message) {
 
 json Server::Initialize(const json& params) {
   m_bInitialized = true;
-  if (!m_pAnalyzer) m_pAnalyzer = std::make_unique<Analyzer>();
+  if (m_pAnalyzer == nullptr) {
+    m_pOwnAnalyzer = std::make_unique<Analyzer>();
+    m_pAnalyzer = m_pOwnAnalyzer.get();
+  }
   const json* general = nullptr;
   if (params.is_object() && params.contains("capabilities") && params["capabilities"].is_object()) {
     const json& caps = params["capabilities"];
@@ -322,12 +332,26 @@ std::string Server::IncludeText(const std::string& hostPath, std::string* text) 
       return hostPath;
     }
   }
-  std::error_code ec;
-  if (!fs::is_regular_file(hostPath, ec)) return std::string();
-  std::ifstream in(hostPath, std::ios::binary);
-  if (!in) return std::string();
-  text->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return hostPath;
+  // Regular files only, opened without blocking: an include that names a
+  // pipe or a device must not stall the server.
+  const int fd = ::open(hostPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return std::string();
+  struct stat info = {};
+  bool ok = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+  text->clear();
+  char block[65536];
+  while (ok) {
+    const ssize_t n = ::read(fd, block, sizeof block);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      ok = n == 0;
+      break;
+    }
+    text->append(block, static_cast<std::size_t>(n));
+    ok = text->size() <= kMaxBody;
+  }
+  ::close(fd);
+  return ok ? hostPath : std::string();
 }
 
 void Server::Analyze(Document& doc) {

@@ -27,6 +27,9 @@ class Server {
  public:
   // `send` writes one framed message to the client.
   explicit Server(std::function<void(const std::string& body)> send);
+  // A server that uses `analyzer` (kept by the caller) instead of loading
+  // the library itself: many servers in one process, one after the other.
+  Server(std::function<void(const std::string& body)> send, Analyzer* analyzer);
 
   // One message body as it arrived (JSON or not).
   void HandleBody(std::string_view body);
@@ -73,7 +76,8 @@ class Server {
   std::string IncludeText(const std::string& hostPath, std::string* text) const;
 
   std::function<void(const std::string&)> m_Send;
-  std::unique_ptr<Analyzer> m_pAnalyzer;
+  std::unique_ptr<Analyzer> m_pOwnAnalyzer;  // loaded at initialize
+  Analyzer* m_pAnalyzer = nullptr;
   std::map<std::string, Document> m_Documents;
   bool m_bInitialized = false;
   bool m_bShutdown = false;
