@@ -5,9 +5,8 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <string>
-
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "framing.h"
 #include "server.h"
@@ -21,7 +20,8 @@ using nlohmann::json;
 std::string MakeScript(int lines) {
   std::string text = "define STEP 2\ndefine ADD(a, b) a + b\n";
   const int globals = lines / 4;
-  for (int i = 0; i < globals; ++i) text += "num g" + std::to_string(i) + " = " + std::to_string(i) + "\n";
+  for (int i = 0; i < globals; ++i)
+    text += "num g" + std::to_string(i) + " = " + std::to_string(i) + "\n";
   // Two macro lines, the globals, eleven lines a function, three of main.
   const int functions = (lines - 2 - globals - 3) / 11;
   for (int f = 0; f < functions; ++f) {
@@ -31,7 +31,8 @@ std::string MakeScript(int lines) {
     text += "  while (i < n) { i += STEP }\n";
     text += "  if (g" + std::to_string(f % globals) + " > ADD(i, 1)) { i = 1 } else { i -= 1 }\n";
     text += "  switch (s) { case \"a\": i = 1 default: { i = 2 } }\n";
-    text += f > 0 ? "  i = f" + std::to_string(f - 1) + "(n - 1, s + \"x\")\n" : "  i = getlen(s)\n";
+    text +=
+        f > 0 ? "  i = f" + std::to_string(f - 1) + "(n - 1, s + \"x\")\n" : "  i = getlen(s)\n";
     text += "  s = numtostring(i)\n";
     text += "  msgbox(s, WINDIR, MSG_YESNO)\n";
     text += "  return i + local[1]\n";
@@ -41,7 +42,8 @@ std::string MakeScript(int lines) {
 }
 
 std::string Message(const std::string& method, json params) {
-  return lsp::Frame(json{{"jsonrpc", "2.0"}, {"method", method}, {"params", std::move(params)}}.dump());
+  return lsp::Frame(
+      json{{"jsonrpc", "2.0"}, {"method", method}, {"params", std::move(params)}}.dump());
 }
 
 // state.range(0): 1 for a script with an error in its middle, 0 for one that compiles.
@@ -63,13 +65,18 @@ void BM_LspChangeToDiagnostics(benchmark::State& state) {
     reader.Feed(bytes);
     while (auto item = reader.Next()) server.HandleBody(item->body);
   };
-  deliver(lsp::Frame(json{{"jsonrpc", "2.0"}, {"id", 1}, {"method", "initialize"}, {"params", json::object()}}.dump()));
-  deliver(Message("textDocument/didOpen",
-                  {{"textDocument", {{"uri", uri}, {"languageId", "setup-script"}, {"version", 1}, {"text", script}}}}));
+  deliver(lsp::Frame(
+      json{{"jsonrpc", "2.0"}, {"id", 1}, {"method", "initialize"}, {"params", json::object()}}
+          .dump()));
+  deliver(Message(
+      "textDocument/didOpen",
+      {{"textDocument",
+        {{"uri", uri}, {"languageId", "setup-script"}, {"version", 1}, {"text", script}}}}));
   // Two texts in turn, so that every change is a real one.
   const std::string changes[2] = {
-      Message("textDocument/didChange", {{"textDocument", {{"uri", uri}, {"version", 2}}},
-                                         {"contentChanges", json::array({{{"text", script + "\n"}}})}}),
+      Message("textDocument/didChange",
+              {{"textDocument", {{"uri", uri}, {"version", 2}}},
+               {"contentChanges", json::array({{{"text", script + "\n"}}})}}),
       Message("textDocument/didChange", {{"textDocument", {{"uri", uri}, {"version", 3}}},
                                          {"contentChanges", json::array({{{"text", script}}})}})};
   int turn = 0;
@@ -78,7 +85,8 @@ void BM_LspChangeToDiagnostics(benchmark::State& state) {
     deliver(changes[turn ^= 1]);
     if (published != before + 1) state.SkipWithError("no diagnostics were published");
   }
-  if (empty == broken) state.SkipWithError(broken ? "the error was not reported" : "the script did not compile");
+  if (empty == broken)
+    state.SkipWithError(broken ? "the error was not reported" : "the script did not compile");
   state.counters["lines"] = static_cast<double>(std::count(script.begin(), script.end(), '\n'));
 }
 BENCHMARK(BM_LspChangeToDiagnostics)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);

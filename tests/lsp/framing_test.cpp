@@ -1,13 +1,14 @@
 // The message framing on its own: bytes in any pieces, bad headers, garbage.
-#include <gtest/gtest.h>
-
 #include "framing.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 
 using lsp::MessageReader;
 
-std::vector<std::string> Bodies(MessageReader& reader, std::vector<std::string>* problems = nullptr) {
+std::vector<std::string> Bodies(MessageReader& reader,
+                                std::vector<std::string>* problems = nullptr) {
   std::vector<std::string> bodies;
   while (std::optional<MessageReader::Item> item = reader.Next()) {
     if (item->ok) {
@@ -36,8 +37,11 @@ TEST(Framing, MessagesArriveWholeWhateverThePieces) {
 
 TEST(Framing, BadHeadersAreSkippedAndReadingGoesOn) {
   MessageReader reader;
-  reader.Feed("Content-Length: x1\r\n\r\n" "no colon here\r\n\r\n" "Content-Length: 99999999999999\r\n\r\n" +
-              lsp::Frame("ok"));
+  reader.Feed(
+      "Content-Length: x1\r\n\r\n"
+      "no colon here\r\n\r\n"
+      "Content-Length: 99999999999999\r\n\r\n" +
+      lsp::Frame("ok"));
   std::vector<std::string> problems;
   EXPECT_EQ(Bodies(reader, &problems), std::vector<std::string>{"ok"});
   EXPECT_EQ(problems, (std::vector<std::string>{"bad Content-Length", "header line without ':'",

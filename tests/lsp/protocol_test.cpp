@@ -17,15 +17,17 @@ namespace fs = std::filesystem;
 class LspTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    m_Dir = fs::temp_directory_path() / ("setup-lsp-test-" + std::to_string(getpid()) + "-" +
-                                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    m_Dir = fs::temp_directory_path() /
+            ("setup-lsp-test-" + std::to_string(getpid()) + "-" +
+             ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::create_directories(m_Dir);
     m_Server = std::make_unique<LspProcess>(SETUP_LSP_PATH);
-    m_Server->Request(1, "initialize",
-                      {{"processId", nullptr},
-                       {"rootUri", nullptr},
-                       {"capabilities",
-                        {{"textDocument", {{"completion", {{"completionItem", {{"snippetSupport", true}}}}}}}}}});
+    m_Server->Request(
+        1, "initialize",
+        {{"processId", nullptr},
+         {"rootUri", nullptr},
+         {"capabilities",
+          {{"textDocument", {{"completion", {{"completionItem", {{"snippetSupport", true}}}}}}}}}});
     m_Initialize = m_Server->Response(1);
     m_Server->Notify("initialized", json::object());
   }
@@ -42,8 +44,10 @@ class LspTest : public ::testing::Test {
   // Opens a document (also written to disk, for includes); its diagnostics.
   json Open(const std::string& name, const std::string& text) {
     WriteFile(name, text);
-    m_Server->Notify("textDocument/didOpen",
-                     {{"textDocument", {{"uri", Uri(name)}, {"languageId", "setup-script"}, {"version", 1}, {"text", text}}}});
+    m_Server->Notify(
+        "textDocument/didOpen",
+        {{"textDocument",
+          {{"uri", Uri(name)}, {"languageId", "setup-script"}, {"version", 1}, {"text", text}}}});
     return m_Server->Diagnostics(Uri(name));
   }
   json Change(const std::string& name, const std::string& text, int version = 2) {
@@ -73,19 +77,19 @@ class LspTest : public ::testing::Test {
 };
 
 const char* const kScript =
-    "define LIMIT 10\n"                                     // 0
-    "include \"lib.cxx\"\n"                                 // 1
-    "num total = 0\n"                                       // 2
-    "num add(num a, num b);\n"                              // 3
-    "num main() {\n"                                        // 4
-    "  num y = 2\n"                                         // 5
-    "  msgbox(\"hi\", WINDIR, MSG_YESNO)\n"                 // 6
+    "define LIMIT 10\n"                                       // 0
+    "include \"lib.cxx\"\n"                                   // 1
+    "num total = 0\n"                                         // 2
+    "num add(num a, num b);\n"                                // 3
+    "num main() {\n"                                          // 4
+    "  num y = 2\n"                                           // 5
+    "  msgbox(\"hi\", WINDIR, MSG_YESNO)\n"                   // 6
     "  total = add(y, LIMIT) + helper(HKEY_LOCAL_MACHINE)\n"  // 7
-    "  return total\n"                                      // 8
-    "}\n"                                                   // 9
-    "num add(num a, num b) {\n"                             // 10
-    "  return a + b\n"                                      // 11
-    "}\n";                                                  // 12
+    "  return total\n"                                        // 8
+    "}\n"                                                     // 9
+    "num add(num a, num b) {\n"                               // 10
+    "  return a + b\n"                                        // 11
+    "}\n";                                                    // 12
 const char* const kLibrary = "num helper(num x) {\n  return x + 1\n}\n";
 
 std::string HoverText(const json& response) {
@@ -120,24 +124,28 @@ TEST_F(LspTest, BrokenScriptGetsTheCompilersErrorAtItsLineAndAFixClearsIt) {
 
 TEST_F(LspTest, ErrorsOfIncludesAndMissingIncludesPointAtTheDirective) {
   WriteFile("bad.cxx", "num helper(num x) {\n  return x +\n}\n");
-  json diagnostics = Open("uses.cxx", "num g = 1\ninclude \"bad.cxx\"\nnum main() {\n  return helper(1)\n}\n");
+  json diagnostics =
+      Open("uses.cxx", "num g = 1\ninclude \"bad.cxx\"\nnum main() {\n  return helper(1)\n}\n");
   ASSERT_EQ(diagnostics.size(), 1u) << diagnostics.dump();
   EXPECT_EQ(diagnostics[0]["range"]["start"]["line"], 1);
   EXPECT_EQ(diagnostics[0]["relatedInformation"][0]["location"]["uri"], Uri("bad.cxx"));
   EXPECT_EQ(diagnostics[0]["relatedInformation"][0]["location"]["range"]["start"]["line"], 2);
 
-  diagnostics = Open("missing.cxx", "num g = 1\ninclude \"nowhere.cxx\"\nnum main() {\n  return 0\n}\n");
+  diagnostics =
+      Open("missing.cxx", "num g = 1\ninclude \"nowhere.cxx\"\nnum main() {\n  return 0\n}\n");
   ASSERT_FALSE(diagnostics.empty());
   EXPECT_EQ(diagnostics[0]["range"]["start"]["line"], 1);
   EXPECT_EQ(diagnostics[0]["message"], "file nowhere.cxx not found.");
 }
 
 TEST_F(LspTest, ParametersCompileAsWithOneCommandParameterAndTheServerSaysSo) {
-  json diagnostics = Open("params.cxx", "num main() {\n  msgbox(_Parameters[0], \"t\", 0)\n  return 0\n}\n");
+  json diagnostics =
+      Open("params.cxx", "num main() {\n  msgbox(_Parameters[0], \"t\", 0)\n  return 0\n}\n");
   ASSERT_EQ(diagnostics.size(), 1u) << diagnostics.dump();
   EXPECT_EQ(diagnostics[0]["severity"], 3);
   EXPECT_EQ(diagnostics[0]["range"]["start"]["line"], 1);
-  EXPECT_NE(diagnostics[0]["message"].get<std::string>().find("one command parameter"), std::string::npos);
+  EXPECT_NE(diagnostics[0]["message"].get<std::string>().find("one command parameter"),
+            std::string::npos);
   const std::string hover = HoverText(At("textDocument/hover", "params.cxx", 1, 12));
   EXPECT_NE(hover.find("string _Parameters[1]"), std::string::npos) << hover;
   EXPECT_NE(hover.find("one command parameter"), std::string::npos) << hover;
@@ -147,7 +155,8 @@ TEST_F(LspTest, HoverShowsBuiltinsConstantsFunctionsMacrosAndVariables) {
   WriteFile("lib.cxx", kLibrary);
   ASSERT_TRUE(Open("main.cxx", kScript).empty());
   std::string text = HoverText(At("textDocument/hover", "main.cxx", 6, 4));
-  EXPECT_NE(text.find("num msgbox(string text, string caption, num flags)"), std::string::npos) << text;
+  EXPECT_NE(text.find("num msgbox(string text, string caption, num flags)"), std::string::npos)
+      << text;
   EXPECT_NE(text.find("message box"), std::string::npos) << text;
   text = HoverText(At("textDocument/hover", "main.cxx", 6, 17));
   EXPECT_NE(text.find("string WINDIR = \"C:\\WINDOWS\""), std::string::npos) << text;
@@ -198,8 +207,9 @@ TEST_F(LspTest, CompletionAtTheStartOfAStatementOffersEverythingVisible) {
   const json items = At("textDocument/completion", "main.cxx", 7, 2)["result"]["items"];
   std::map<std::string, json> byLabel;
   for (const json& item : items) byLabel[item["label"]] = item;
-  for (const char* label : {"if", "while", "return", "num", "msgbox", "WINDIR", "HKEY_LOCAL_MACHINE",
-                            "LIMIT", "add", "main", "helper", "total", "y", "_Parameters_Num"}) {
+  for (const char* label :
+       {"if", "while", "return", "num", "msgbox", "WINDIR", "HKEY_LOCAL_MACHINE", "LIMIT", "add",
+        "main", "helper", "total", "y", "_Parameters_Num"}) {
     EXPECT_TRUE(byLabel.count(label)) << label;
   }
   EXPECT_EQ(byLabel["msgbox"]["insertText"],
@@ -220,7 +230,8 @@ TEST_F(LspTest, CompletionAtTheStartOfAStatementOffersEverythingVisible) {
 TEST_F(LspTest, DocumentSymbolsAndSignatureHelp) {
   WriteFile("lib.cxx", kLibrary);
   ASSERT_TRUE(Open("main.cxx", kScript).empty());
-  m_Server->Request(7, "textDocument/documentSymbol", {{"textDocument", {{"uri", Uri("main.cxx")}}}});
+  m_Server->Request(7, "textDocument/documentSymbol",
+                    {{"textDocument", {{"uri", Uri("main.cxx")}}}});
   const json symbols = m_Server->Response(7)["result"];
   std::vector<std::string> names;
   for (const json& s : symbols) names.push_back(s["name"]);
@@ -259,7 +270,8 @@ TEST_F(LspTest, AHalfWrittenDocumentKeepsTheSymbolsItHadPastTheError) {
 }
 
 TEST_F(LspTest, EveryKeystrokeOfARealScriptGetsDiagnostics) {
-  std::ifstream in(std::string(SETUP_SOURCE_DIR) + "/examples/acme_logger/install.cxx", std::ios::binary);
+  std::ifstream in(std::string(SETUP_SOURCE_DIR) + "/examples/acme_logger/install.cxx",
+                   std::ios::binary);
   std::stringstream whole;
   whole << in.rdbuf();
   const std::string script = whole.str();
@@ -272,7 +284,8 @@ TEST_F(LspTest, EveryKeystrokeOfARealScriptGetsDiagnostics) {
     for (const int line : {0, 5, 20}) At("textDocument/hover", "install.cxx", line, 3);
     At("textDocument/completion", "install.cxx", 10, 0);
   }
-  for (const json& d : Change("install.cxx", script, version)) EXPECT_NE(d["severity"], 1) << d.dump();
+  for (const json& d : Change("install.cxx", script, version))
+    EXPECT_NE(d["severity"], 1) << d.dump();
   EXPECT_EQ(ShutdownAndExit(), 0);
 }
 
@@ -295,7 +308,8 @@ TEST_F(LspTest, WrongRequestsGetErrorsAndTheServerCarriesOn) {
   m_Server->Request(4, "textDocument/hover", {{"textDocument", 5}});
   EXPECT_EQ(m_Server->Response(4)["error"]["code"], -32602);
   m_Server->Request(5, "textDocument/hover",
-                    {{"textDocument", {{"uri", Uri("closed.cxx")}}}, {"position", {{"line", 0}, {"character", 0}}}});
+                    {{"textDocument", {{"uri", Uri("closed.cxx")}}},
+                     {"position", {{"line", 0}, {"character", 0}}}});
   EXPECT_EQ(m_Server->Response(5)["error"]["code"], -32602);
   m_Server->Send(json::array({1, 2}));
   EXPECT_EQ(m_Server->Receive()->at("error")["code"], -32600);

@@ -4,9 +4,8 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
-
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 namespace {
 
@@ -26,8 +25,9 @@ TEST(VsCodeExtension, ManifestClientAndGrammarFitTogether) {
   const std::string client = ReadFile(dir / main);
   EXPECT_NE(client.find("require('vscode-languageclient/node')"), std::string::npos);
   EXPECT_TRUE(manifest["dependencies"].contains("vscode-languageclient"));
-  EXPECT_EQ(manifest["contributes"]["configuration"]["properties"]["setupScript.server.path"]["default"],
-            "setup-lsp");
+  EXPECT_EQ(
+      manifest["contributes"]["configuration"]["properties"]["setupScript.server.path"]["default"],
+      "setup-lsp");
   EXPECT_EQ(manifest["activationEvents"][0], "onLanguage:setup-script");
   // The grammar travels inside the folder, identical to the one in editors/.
   const nlohmann::json& grammar = manifest["contributes"]["grammars"][0];
@@ -36,7 +36,9 @@ TEST(VsCodeExtension, ManifestClientAndGrammarFitTogether) {
   EXPECT_EQ(copy, ReadFile(dir.parent_path() / "setup-script.tmLanguage.json"))
       << "editors/vscode/syntaxes/ must hold a copy of editors/setup-script.tmLanguage.json";
   EXPECT_EQ(nlohmann::json::parse(copy)["scopeName"], grammar["scopeName"]);
-  EXPECT_FALSE(ReadFile(dir / manifest["contributes"]["languages"][0]["configuration"].get<std::string>()).empty());
+  EXPECT_FALSE(
+      ReadFile(dir / manifest["contributes"]["languages"][0]["configuration"].get<std::string>())
+          .empty());
 }
 
 }  // namespace

@@ -70,7 +70,8 @@ Place Here(const char* text) {
   const std::size_t length = text != nullptr ? std::strlen(text) : 0;
   std::size_t end = std::min<std::size_t>(std::max(g.m_nLinePos, 0), content.size());
   std::size_t at = std::string_view::npos;
-  if (length > 0 && !g.m_bInMacro && end >= length && content.substr(end - length, length) == text) {
+  if (length > 0 && !g.m_bInMacro && end >= length &&
+      content.substr(end - length, length) == text) {
     at = end - length;
   } else if (length > 0) {
     at = content.rfind(text, end > 0 ? end - 1 : 0);
@@ -180,7 +181,8 @@ void NoteFunction(const std::string& name, bool definition) {
   FunctionInfo& f = FunctionNamed(name);
   f.result = TypeName(entry->m_nRetType);
   f.params.clear();
-  for (const setup::ParamEntry& p : entry->m_Params) f.params.emplace_back(TypeName(p.m_nType), p.m_szName);
+  for (const setup::ParamEntry& p : entry->m_Params)
+    f.params.emplace_back(TypeName(p.m_nType), p.m_szName);
   const Place place = PlaceOfDeclared(name);
   if (!definition) {
     f.prototype = place;
@@ -238,8 +240,8 @@ void NoteMacro(const std::string& name) {
 // when the host has none, so that the library reports it missing.
 void SupplyInclude(const std::string& path) {
   Collector* c = theCollector;
-  const bool absolute = (path.size() >= 2 && path[1] == ':') || path.front() == '\\' ||
-                        path.front() == '/';
+  const bool absolute =
+      (path.size() >= 2 && path[1] == ':') || path.front() == '\\' || path.front() == '/';
   if (absolute || c->source == nullptr) return;
   std::string relative = path;
   std::replace(relative.begin(), relative.end(), '\\', '/');
@@ -386,8 +388,8 @@ const FunctionInfo* Analysis::FunctionAt(int line, int column) const {
   for (const FunctionInfo& f : functions) {
     if (!f.definition || !f.definition->file.empty() || f.definition->prelude) continue;
     if (!Before(*f.definition, line, column)) continue;
-    if (f.bodyEnd && !Before(Place{{}, false, line, column, column}, f.bodyEnd->line,
-                             f.bodyEnd->column + 1)) {
+    if (f.bodyEnd &&
+        !Before(Place{{}, false, line, column, column}, f.bodyEnd->line, f.bodyEnd->column + 1)) {
       continue;
     }
     if (found == nullptr || Before(*found->definition, f.definition->line, f.definition->column)) {
@@ -462,7 +464,8 @@ Analysis Analyzer::Analyze(const std::string& text, const std::string& directory
   Analysis result;
   result.lineCount = static_cast<int>(std::count(text.begin(), text.end(), '\n')) + 1;
   if (!m_bReady) {
-    result.diagnostics.push_back({{}, Severity::Error, "setup-lsp: " + m_Problem, std::nullopt, {}});
+    result.diagnostics.push_back(
+        {{}, Severity::Error, "setup-lsp: " + m_Problem, std::nullopt, {}});
     return result;
   }
   Collector collector;
@@ -488,7 +491,8 @@ Analysis Analyzer::Analyze(const std::string& text, const std::string& directory
   collector.compiling = false;
   theCollector = nullptr;
   result.compiled = outcome == scriptcheck::Outcome::Compiled;
-  if (outcome == scriptcheck::Outcome::NotPrepared || outcome == scriptcheck::Outcome::CommandRefused) {
+  if (outcome == scriptcheck::Outcome::NotPrepared ||
+      outcome == scriptcheck::Outcome::CommandRefused) {
     result.diagnostics.push_back({{}, Severity::Error, "setup-lsp: " + problem, std::nullopt, {}});
   }
   PlaceIncludes(result);
@@ -529,8 +533,7 @@ void KeepLastGood(Analysis& fresh, const Analysis& good) {
       // A prototype read before the error, its body past it.
       for (FunctionInfo& mine : fresh.functions) {
         Place at;
-        if (mine.name != f.name || mine.definition || !f.definition ||
-            !moved(*f.definition, &at)) {
+        if (mine.name != f.name || mine.definition || !f.definition || !moved(*f.definition, &at)) {
           continue;
         }
         mine.definition = at;
@@ -550,7 +553,8 @@ void KeepLastGood(Analysis& fresh, const Analysis& good) {
   }
   for (const VariableInfo& v : good.variables) {
     bool known = false;
-    for (const VariableInfo& w : fresh.variables) known = known || (w.name == v.name && w.function == v.function);
+    for (const VariableInfo& w : fresh.variables)
+      known = known || (w.name == v.name && w.function == v.function);
     VariableInfo copy = v;
     if (known || !moved(v.at, &copy.at)) continue;
     fresh.variables.push_back(std::move(copy));

@@ -18,8 +18,8 @@ namespace lsp {
 struct Place {
   std::string file;
   bool prelude = false;
-  int line = 0;      // from 0
-  int column = 0;    // byte offset in the line
+  int line = 0;    // from 0
+  int column = 0;  // byte offset in the line
   int endColumn = 0;
 };
 
@@ -57,7 +57,7 @@ struct FunctionInfo {
   std::vector<std::pair<std::string, std::string>> params;  // type, name
   std::optional<Place> prototype;
   std::optional<Place> definition;
-  std::optional<Place> bodyEnd;  // the closing brace, once the body compiled
+  std::optional<Place> bodyEnd;     // the closing brace, once the body compiled
   std::string Declaration() const;  // "num add(num a, num b)"
 };
 
@@ -73,7 +73,7 @@ struct MacroInfo {
 struct Analysis {
   bool compiled = false;
   std::vector<Diagnostic> diagnostics;
-  int errorLine = -1;  // the document line where compilation stopped, -1 when it did not
+  int errorLine = -1;           // the document line where compilation stopped, -1 when it did not
   bool usesParameters = false;  // the document reads _Parameters
   std::string command;          // the command it was compiled for
   std::vector<Token> tokens;    // the document's tokens, in order

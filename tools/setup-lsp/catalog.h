@@ -11,10 +11,10 @@ namespace lsp {
 
 struct BuiltinInfo {
   std::string name;
-  std::string result;                               // "num" or "string"
+  std::string result;                                       // "num" or "string"
   std::vector<std::pair<std::string, std::string>> params;  // type, name
-  std::string description;                          // one line
-  std::string Signature() const;                    // "num copyfile(string from, string to)"
+  std::string description;                                  // one line
+  std::string Signature() const;  // "num copyfile(string from, string to)"
 };
 
 struct ConstantInfo {

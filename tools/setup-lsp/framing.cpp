@@ -76,7 +76,8 @@ void MessageReader::Feed(std::string_view bytes) {
 void MessageReader::Resynchronize() {
   const std::string lower = Lower(std::string_view(m_Buffer).substr(m_nStart));
   std::size_t at = lower.find("content-length", 1);
-  while (at != std::string::npos && lower[at - 1] != '\n') at = lower.find("content-length", at + 1);
+  while (at != std::string::npos && lower[at - 1] != '\n')
+    at = lower.find("content-length", at + 1);
   m_nStart = at == std::string::npos ? m_Buffer.size() : m_nStart + at;
 }
 

@@ -51,9 +51,10 @@ int main(int argc, char** argv) {
       return 0;
     }
     if (arg == "--help" || arg == "-h") {
-      std::puts("usage: setup-lsp [--stdio]\n"
-                "A Language Server Protocol server for setup scripts on standard input and\n"
-                "output; an editor starts it. See docs/setup-lsp.md.");
+      std::puts(
+          "usage: setup-lsp [--stdio]\n"
+          "A Language Server Protocol server for setup scripts on standard input and\n"
+          "output; an editor starts it. See docs/setup-lsp.md.");
       return 0;
     }
     if (arg != "--stdio") {

@@ -27,8 +27,7 @@ constexpr const char* kVersion = "1.0";
 // CompletionItemKind and SymbolKind values of the protocol.
 constexpr int kItemFunction = 3, kItemVariable = 6, kItemKeyword = 14, kItemConstant = 21,
               kItemSnippet = 15;
-constexpr int kSymbolFunction = 12, kSymbolVariable = 13, kSymbolConstant = 14,
-              kSymbolArray = 18;
+constexpr int kSymbolFunction = 12, kSymbolVariable = 13, kSymbolConstant = 14, kSymbolArray = 18;
 
 int HexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -122,7 +121,8 @@ std::string PathFromUri(const std::string& uri) {
     i = slash;
   }
   for (; i < uri.size(); ++i) {
-    if (uri[i] == '%' && i + 2 < uri.size() && HexValue(uri[i + 1]) >= 0 && HexValue(uri[i + 2]) >= 0) {
+    if (uri[i] == '%' && i + 2 < uri.size() && HexValue(uri[i + 1]) >= 0 &&
+        HexValue(uri[i + 2]) >= 0) {
       path += static_cast<char>(HexValue(uri[i + 1]) * 16 + HexValue(uri[i + 2]));
       i += 2;
     } else {
@@ -159,8 +159,9 @@ void Server::Reply(const json& id, json result) {
 }
 
 void Server::ReplyError(const json& id, int code, const std::string& message) {
-  m_Send(json{{"jsonrpc", "2.0"}, {"id", id}, {"error", {{"code", code}, {"message", message}}}}
-             .dump(-1, ' ', false, json::error_handler_t::replace));
+  m_Send(
+      json{{"jsonrpc", "2.0"}, {"id", id}, {"error", {{"code", code}, {"message", message}}}}.dump(
+          -1, ' ', false, json::error_handler_t::replace));
 }
 
 void Server::Notify(const std::string& method, json params) {
@@ -217,7 +218,8 @@ void Server::Handle(const json& message) {
       m_bShutdown = true;
       Reply(id, nullptr);
     } else if (method == "textDocument/didOpen") {
-      if (m_bInitialized) Open(params.at("textDocument").at("uri"), params.at("textDocument").at("text"));
+      if (m_bInitialized)
+        Open(params.at("textDocument").at("uri"), params.at("textDocument").at("text"));
     } else if (method == "textDocument/didChange") {
       Document* doc = Find(params);
       const json& changes = params.at("contentChanges");
@@ -245,7 +247,8 @@ void Server::Handle(const json& message) {
       }
     } else if (method == "textDocument/didClose") {
       if (Document* doc = Find(params)) {
-        Notify("textDocument/publishDiagnostics", {{"uri", doc->uri}, {"diagnostics", json::array()}});
+        Notify("textDocument/publishDiagnostics",
+               {{"uri", doc->uri}, {"diagnostics", json::array()}});
         m_Documents.erase(doc->uri);
       }
     } else if (method == "textDocument/hover" || method == "textDocument/completion" ||
@@ -299,14 +302,16 @@ json Server::Initialize(const json& params) {
   }
   json capabilities = {
       {"positionEncoding", m_bUtf8 ? "utf-8" : "utf-16"},
-      {"textDocumentSync", {{"openClose", true}, {"change", 1}, {"save", {{"includeText", false}}}}},
+      {"textDocumentSync",
+       {{"openClose", true}, {"change", 1}, {"save", {{"includeText", false}}}}},
       {"hoverProvider", true},
       {"completionProvider", {{"triggerCharacters", json::array()}, {"resolveProvider", false}}},
       {"definitionProvider", true},
       {"documentSymbolProvider", true},
       {"signatureHelpProvider", {{"triggerCharacters", {"(", ","}}}},
   };
-  return {{"capabilities", capabilities}, {"serverInfo", {{"name", "setup-lsp"}, {"version", kVersion}}}};
+  return {{"capabilities", capabilities},
+          {"serverInfo", {{"name", "setup-lsp"}, {"version", kVersion}}}};
 }
 
 Server::Document* Server::Find(const json& params) {
@@ -358,9 +363,10 @@ void Server::Analyze(Document& doc) {
   doc.lineStarts = LineStarts(doc.text);
   const std::string directory =
       doc.path.empty() ? std::string() : fs::path(doc.path).parent_path().string();
-  doc.analysis = m_pAnalyzer->Analyze(
-      doc.text, directory,
-      [this](const std::string& hostPath, std::string* text) { return IncludeText(hostPath, text); });
+  doc.analysis = m_pAnalyzer->Analyze(doc.text, directory,
+                                      [this](const std::string& hostPath, std::string* text) {
+                                        return IncludeText(hostPath, text);
+                                      });
   if (doc.analysis.compiled) {
     doc.lastGood = doc.analysis;
     doc.lastGood->tokens.clear();  // only its symbols are kept
@@ -382,7 +388,8 @@ void Server::Publish(const Document& doc) {
       item["message"] = d.message + " (in " + where + ")";
       if (host != doc.analysis.includes.end()) {
         item["relatedInformation"] = json::array(
-            {{{"location", {{"uri", UriFromPath(host->second)}, {"range", Range(nullptr, *d.inInclude)}}},
+            {{{"location",
+               {{"uri", UriFromPath(host->second)}, {"range", Range(nullptr, *d.inInclude)}}},
               {"message", "the error is here"}}});
       }
     }
@@ -398,7 +405,8 @@ int Server::ByteColumn(const Document& doc, int line, int character) const {
 
 json Server::Position(const Document* doc, int line, int column) const {
   int character = column;
-  if (doc != nullptr && !m_bUtf8) character = Utf16Units(LineText(doc->text, doc->lineStarts, line), column);
+  if (doc != nullptr && !m_bUtf8)
+    character = Utf16Units(LineText(doc->text, doc->lineStarts, line), column);
   return {{"line", std::max(line, 0)}, {"character", std::max(character, 0)}};
 }
 
@@ -414,7 +422,8 @@ std::optional<json> Server::Location(const Document& doc, const Place& place) {
   if (host == doc.analysis.includes.end()) return std::nullopt;
   const std::string uri = UriFromPath(host->second);
   auto open = m_Documents.find(uri);
-  return json{{"uri", uri}, {"range", Range(open != m_Documents.end() ? &open->second : nullptr, place)}};
+  return json{{"uri", uri},
+              {"range", Range(open != m_Documents.end() ? &open->second : nullptr, place)}};
 }
 
 namespace {
@@ -444,8 +453,9 @@ json Server::Hover(Document& doc, int line, int column) {
   json contents;
   if (const MacroInfo* m = a.FindMacro(t.text)) {
     contents = Markdown(m->Definition(), "Macro, defined at " + WhereText(m->at) + ".");
-  } else if (const BuiltinInfo* b = FindBuiltinInfo(t.text);
-             b != nullptr && t.code >= setup::TK_BUILTIN_FIRST && t.code <= setup::TK_BUILTIN_LAST) {
+  } else if (const BuiltinInfo* b = FindBuiltinInfo(t.text); b != nullptr &&
+                                                             t.code >= setup::TK_BUILTIN_FIRST &&
+                                                             t.code <= setup::TK_BUILTIN_LAST) {
     std::string text = b->description;
     if (!b->params.empty()) {
       text += "\n\nParameters:";
@@ -453,22 +463,31 @@ json Server::Hover(Document& doc, int line, int column) {
     }
     text += "\n\nResult: " + b->result + ".";
     contents = Markdown(b->Signature(), "Built-in. " + text);
-  } else if (const ConstantInfo* c = FindConstant(t.text); c != nullptr && t.code == setup::TK_CONST) {
+  } else if (const ConstantInfo* c = FindConstant(t.text);
+             c != nullptr && t.code == setup::TK_CONST) {
     std::string note = "Predefined constant.";
-    if (t.text.rfind("WINDIR", 0) == 0) note += " The value the default machine profile gives it; it follows the Windows directory of the machine that runs the script.";
-    contents = Markdown(c->type + " " + c->name + " = " + (c->type == "string" ? "\"" + c->value + "\"" : c->value), note);
+    if (t.text.rfind("WINDIR", 0) == 0)
+      note +=
+          " The value the default machine profile gives it; it follows the Windows directory of "
+          "the machine that runs the script.";
+    contents = Markdown(
+        c->type + " " + c->name + " = " + (c->type == "string" ? "\"" + c->value + "\"" : c->value),
+        note);
   } else if (const FunctionInfo* f = a.FindFunction(t.text)) {
     std::string text = "Function";
     if (f->definition) text += ", defined at " + WhereText(*f->definition);
-    if (f->prototype) text += std::string(f->definition ? "; " : ", ") + "declared at " + WhereText(*f->prototype);
+    if (f->prototype)
+      text += std::string(f->definition ? "; " : ", ") + "declared at " + WhereText(*f->prototype);
     if (!f->definition) text += " (no body yet)";
     contents = Markdown(f->Declaration(), text + ".");
   } else if (const VariableInfo* v = a.VariableAt(t.text, line, column)) {
     std::string text;
     if (v->at.prelude) {
       text = v->name == "_Parameters"
-                 ? std::string("Declared by the prelude: the command's parameters. Checked as with one "
-                               "command parameter (") + Analyzer::kParameterCommand +
+                 ? std::string(
+                       "Declared by the prelude: the command's parameters. Checked as with one "
+                       "command parameter (") +
+                       Analyzer::kParameterCommand +
                        "); its size is the number of parameters the installer passes."
                  : "Declared by the prelude: the number of the command's parameters.";
     } else if (v->parameter) {
@@ -501,7 +520,8 @@ json Server::Completion(Document& doc, int line, int column) {
     items.push_back(std::move(item));
   };
   for (const std::string& keyword : Keywords()) add(keyword, kItemKeyword, "keyword", nullptr, "");
-  for (const ConstantInfo& c : Constants()) add(c.name, kItemConstant, c.type + " = " + c.value, nullptr, "");
+  for (const ConstantInfo& c : Constants())
+    add(c.name, kItemConstant, c.type + " = " + c.value, nullptr, "");
   for (const BuiltinInfo& b : Builtins()) {
     add(b.name, kItemFunction, b.Signature(), json{{"kind", "markdown"}, {"value", b.description}},
         Snippet(b.name, b.params));
@@ -511,13 +531,15 @@ json Server::Completion(Document& doc, int line, int column) {
     if (m.hasParams) {
       snippet = m.name + "(";
       for (std::size_t i = 0; i < m.params.size(); ++i) {
-        snippet += (i ? ", " : "") + std::string("${") + std::to_string(i + 1) + ":" + m.params[i] + "}";
+        snippet +=
+            (i ? ", " : "") + std::string("${") + std::to_string(i + 1) + ":" + m.params[i] + "}";
       }
       snippet += ")";
     }
     add(m.name, m.hasParams ? kItemSnippet : kItemConstant, m.Definition(), nullptr, snippet);
   }
-  for (const FunctionInfo& f : a.functions) add(f.name, kItemFunction, f.Declaration(), nullptr, Snippet(f.name, f.params));
+  for (const FunctionInfo& f : a.functions)
+    add(f.name, kItemFunction, f.Declaration(), nullptr, Snippet(f.name, f.params));
   // Variables: the enclosing function's parameters and earlier locals, then
   // the globals declared before the position (or in the prelude and includes).
   const FunctionInfo* here = a.FunctionAt(line, column);
@@ -529,13 +551,15 @@ json Server::Completion(Document& doc, int line, int column) {
   };
   for (const VariableInfo& v : a.variables) {
     if (here == nullptr || v.function != here->name) continue;
-    if (v.parameter || !v.at.file.empty() || v.at.line < line || (v.at.line == line && v.at.endColumn <= column)) {
+    if (v.parameter || !v.at.file.empty() || v.at.line < line ||
+        (v.at.line == line && v.at.endColumn <= column)) {
       visible(v);
     }
   }
   for (const VariableInfo& v : a.variables) {
     if (!v.function.empty()) continue;
-    if (v.at.prelude || !v.at.file.empty() || v.at.line < line || (v.at.line == line && v.at.endColumn <= column)) {
+    if (v.at.prelude || !v.at.file.empty() || v.at.line < line ||
+        (v.at.line == line && v.at.endColumn <= column)) {
       visible(v);
     }
   }
@@ -550,21 +574,26 @@ json Server::Definition(Document& doc, int line, int column) {
   if (t.line != line || column > t.endColumn) return nullptr;
   json locations = json::array();
   auto add = [&](const Place& place) {
-    if (std::optional<json> location = Location(doc, place)) locations.push_back(std::move(*location));
+    if (std::optional<json> location = Location(doc, place))
+      locations.push_back(std::move(*location));
   };
   // The path of an include.
-  if (t.code == setup::TK_STRING && index > 0 && a.tokens[static_cast<std::size_t>(index) - 1].code == setup::TK_INCLUDE) {
+  if (t.code == setup::TK_STRING && index > 0 &&
+      a.tokens[static_cast<std::size_t>(index) - 1].code == setup::TK_INCLUDE) {
     auto host = a.includes.find(t.text);
     std::string path = host != a.includes.end() ? host->second : std::string();
     if (path.empty() && !doc.path.empty()) {
       std::string relative = t.text;
       std::replace(relative.begin(), relative.end(), '\\', '/');
       std::string text;
-      path = IncludeText((fs::path(doc.path).parent_path() / relative).lexically_normal().string(), &text);
+      path = IncludeText((fs::path(doc.path).parent_path() / relative).lexically_normal().string(),
+                         &text);
     }
     if (path.empty()) return nullptr;
-    return json{{"uri", UriFromPath(path)},
-                {"range", {{"start", {{"line", 0}, {"character", 0}}}, {"end", {{"line", 0}, {"character", 0}}}}}};
+    return json{
+        {"uri", UriFromPath(path)},
+        {"range",
+         {{"start", {{"line", 0}, {"character", 0}}}, {"end", {{"line", 0}, {"character", 0}}}}}};
   }
   if (!IsNameToken(t.code)) return nullptr;
   if (const MacroInfo* m = a.FindMacro(t.text)) {
@@ -591,16 +620,22 @@ json Server::Symbols(Document& doc) {
     Place last = end;
     json range = {{"start", Position(&doc, at.line, 0)},
                   {"end", Position(&doc, last.line, std::max(last.endColumn, last.column))}};
-    if (last.line == at.line && last.endColumn <= at.endColumn) range["end"] = Position(&doc, at.line, at.endColumn);
-    return json{{"name", name}, {"detail", detail}, {"kind", kind}, {"range", range},
+    if (last.line == at.line && last.endColumn <= at.endColumn)
+      range["end"] = Position(&doc, at.line, at.endColumn);
+    return json{{"name", name},
+                {"detail", detail},
+                {"kind", kind},
+                {"range", range},
                 {"selectionRange", Range(&doc, at)}};
   };
   for (const MacroInfo& m : a.macros) {
-    if (inDocument(m.at)) symbols.push_back(symbol(m.name, m.Definition(), kSymbolConstant, m.at, m.at));
+    if (inDocument(m.at))
+      symbols.push_back(symbol(m.name, m.Definition(), kSymbolConstant, m.at, m.at));
   }
   for (const VariableInfo& v : a.variables) {
     if (v.function.empty() && inDocument(v.at)) {
-      symbols.push_back(symbol(v.name, v.Declaration(), v.dims.empty() ? kSymbolVariable : kSymbolArray, v.at, v.at));
+      symbols.push_back(symbol(v.name, v.Declaration(),
+                               v.dims.empty() ? kSymbolVariable : kSymbolArray, v.at, v.at));
     }
   }
   for (const FunctionInfo& f : a.functions) {
@@ -614,7 +649,8 @@ json Server::Symbols(Document& doc) {
     if (at == &*f.definition) {
       for (const VariableInfo& v : a.variables) {
         if (v.function == f.name && inDocument(v.at)) {
-          children.push_back(symbol(v.name, v.Declaration(), v.dims.empty() ? kSymbolVariable : kSymbolArray, v.at, v.at));
+          children.push_back(symbol(v.name, v.Declaration(),
+                                    v.dims.empty() ? kSymbolVariable : kSymbolArray, v.at, v.at));
         }
       }
     }
@@ -622,7 +658,8 @@ json Server::Symbols(Document& doc) {
     symbols.push_back(std::move(item));
   }
   std::sort(symbols.begin(), symbols.end(), [](const json& x, const json& y) {
-    return x["selectionRange"]["start"]["line"].get<int>() < y["selectionRange"]["start"]["line"].get<int>();
+    return x["selectionRange"]["start"]["line"].get<int>() <
+           y["selectionRange"]["start"]["line"].get<int>();
   });
   return symbols;
 }
@@ -641,7 +678,8 @@ json Server::SignatureHelp(Document& doc, int line, int column) {
   for (; index >= 0; --index) {
     const Token& t = a.tokens[static_cast<std::size_t>(index)];
     if (t.code == setup::TK_RPAREN) ++depth;
-    if (t.code == setup::TK_SEMICOLON || t.code == setup::TK_LBRACE || t.code == setup::TK_RBRACE) return nullptr;
+    if (t.code == setup::TK_SEMICOLON || t.code == setup::TK_LBRACE || t.code == setup::TK_RBRACE)
+      return nullptr;
     if (t.code == setup::TK_COMMA && depth == 0) ++commas;
     if (t.code == setup::TK_LPAREN) {
       if (depth == 0) break;
@@ -674,7 +712,8 @@ json Server::SignatureHelp(Document& doc, int line, int column) {
   if (!documentation.empty()) signature["documentation"] = documentation;
   return {{"signatures", json::array({signature})},
           {"activeSignature", 0},
-          {"activeParameter", params.empty() ? 0 : std::min<int>(commas, static_cast<int>(params.size()) - 1)}};
+          {"activeParameter",
+           params.empty() ? 0 : std::min<int>(commas, static_cast<int>(params.size()) - 1)}};
 }
 
 }  // namespace lsp

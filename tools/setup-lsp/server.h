@@ -5,12 +5,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "analysis.h"
 
@@ -82,7 +81,7 @@ class Server {
   bool m_bInitialized = false;
   bool m_bShutdown = false;
   bool m_bExited = false;
-  bool m_bUtf8 = false;     // positions count bytes instead of UTF-16 units
+  bool m_bUtf8 = false;      // positions count bytes instead of UTF-16 units
   bool m_bSnippets = false;  // the client takes snippet completions
 };
 
