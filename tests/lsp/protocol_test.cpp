@@ -313,6 +313,22 @@ TEST_F(LspTest, WrongRequestsGetErrorsAndTheServerCarriesOn) {
   EXPECT_EQ(m_Server->Response(5)["error"]["code"], -32602);
   m_Server->Send(json::array({1, 2}));
   EXPECT_EQ(m_Server->Receive()->at("error")["code"], -32600);
+  // Positions that are not integers or lie far outside the document.
+  Open("small.cxx", "num main() {\n  return 0\n}\n");
+  m_Server->Request(6, "textDocument/hover",
+                    {{"textDocument", {{"uri", Uri("small.cxx")}}},
+                     {"position", {{"line", 1e300}, {"character", 0}}}});
+  EXPECT_EQ(m_Server->Response(6)["error"]["code"], -32602);
+  m_Server->Request(7, "textDocument/completion",
+                    {{"textDocument", {{"uri", Uri("small.cxx")}}},
+                     {"position", {{"line", -5}, {"character", 18446744073709551615u}}}});
+  EXPECT_TRUE(m_Server->Response(7)["result"]["items"].is_array());
+  // Deep nesting in a request's parameters.
+  const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+  m_Server->SendRaw("Content-Length: " + std::to_string(deep.size() + 64) + "\r\n\r\n" +
+                    R"({"jsonrpc":"2.0","id":8,"method":"textDocument/hover","params":)" + deep +
+                    "}");
+  EXPECT_EQ(m_Server->Response(8)["error"]["code"], -32602);
   EXPECT_EQ(ShutdownAndExit(), 0);
 }
 

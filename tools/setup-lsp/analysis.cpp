@@ -315,7 +315,7 @@ std::optional<Place> IncludeDirective(const std::vector<Token>& tokens, const st
   std::optional<Place> found;
   for (std::size_t i = 0; i + 1 < tokens.size() && tokens[i].line <= line; ++i) {
     if (tokens[i].code != setup::TK_INCLUDE || tokens[i + 1].text != path) continue;
-    found = Place{{}, false, tokens[i].line, tokens[i].column, tokens[i + 1].endColumn};
+    found = Place::InDocument(tokens[i].line, tokens[i].column, tokens[i + 1].endColumn);
     if (tokens[i + 1].line != tokens[i].line) found->endColumn = tokens[i].endColumn;
   }
   return found;
@@ -389,7 +389,7 @@ const FunctionInfo* Analysis::FunctionAt(int line, int column) const {
     if (!f.definition || !f.definition->file.empty() || f.definition->prelude) continue;
     if (!Before(*f.definition, line, column)) continue;
     if (f.bodyEnd &&
-        !Before(Place{{}, false, line, column, column}, f.bodyEnd->line, f.bodyEnd->column + 1)) {
+        !Before(Place::InDocument(line, column, column), f.bodyEnd->line, f.bodyEnd->column + 1)) {
       continue;
     }
     if (found == nullptr || Before(*found->definition, f.definition->line, f.definition->column)) {
@@ -464,8 +464,9 @@ Analysis Analyzer::Analyze(const std::string& text, const std::string& directory
   Analysis result;
   result.lineCount = static_cast<int>(std::count(text.begin(), text.end(), '\n')) + 1;
   if (!m_bReady) {
-    result.diagnostics.push_back(
-        {{}, Severity::Error, "setup-lsp: " + m_Problem, std::nullopt, {}});
+    Diagnostic d;
+    d.message = "setup-lsp: " + m_Problem;
+    result.diagnostics.push_back(std::move(d));
     return result;
   }
   Collector collector;
@@ -493,7 +494,9 @@ Analysis Analyzer::Analyze(const std::string& text, const std::string& directory
   result.compiled = outcome == scriptcheck::Outcome::Compiled;
   if (outcome == scriptcheck::Outcome::NotPrepared ||
       outcome == scriptcheck::Outcome::CommandRefused) {
-    result.diagnostics.push_back({{}, Severity::Error, "setup-lsp: " + problem, std::nullopt, {}});
+    Diagnostic d;
+    d.message = "setup-lsp: " + problem;
+    result.diagnostics.push_back(std::move(d));
   }
   PlaceIncludes(result);
   for (Diagnostic& d : result.diagnostics) {
@@ -505,7 +508,7 @@ Analysis Analyzer::Analyze(const std::string& text, const std::string& directory
     for (const Token& t : result.tokens) {
       if (t.code != setup::TK_IDENT || t.text != "_Parameters") continue;
       Diagnostic note;
-      note.at = Place{{}, false, t.line, t.column, t.endColumn};
+      note.at = Place::InDocument(t.line, t.column, t.endColumn);
       note.severity = Severity::Information;
       note.message = std::string("checked as with one command parameter (") + kParameterCommand +
                      "): the library declares _Parameters only when the command has one";

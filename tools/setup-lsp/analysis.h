@@ -21,6 +21,15 @@ struct Place {
   int line = 0;    // from 0
   int column = 0;  // byte offset in the line
   int endColumn = 0;
+
+  // A place in the document itself.
+  static Place InDocument(int line, int column, int endColumn) {
+    Place place;
+    place.line = line;
+    place.column = column;
+    place.endColumn = endColumn;
+    return place;
+  }
 };
 
 enum class Severity { Error = 1, Warning = 2, Information = 3 };

@@ -8,8 +8,11 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 
 #include "catalog.h"
 #include "framing.h"
@@ -96,6 +99,16 @@ std::string WhereText(const Place& place) {
 bool IsNameToken(std::int32_t code) {
   return code == setup::TK_IDENT || code == setup::TK_CONST ||
          (code >= setup::TK_BUILTIN_FIRST && code <= setup::TK_BUILTIN_LAST);
+}
+
+// A line or character of a position: an integer, clamped to what a document
+// can have.
+int Coordinate(const json& value) {
+  if (!value.is_number_integer()) throw std::invalid_argument("a position needs integers");
+  if (value.is_number_unsigned()) {
+    return static_cast<int>(std::min<std::uint64_t>(value.get<std::uint64_t>(), INT_MAX));
+  }
+  return static_cast<int>(std::clamp<std::int64_t>(value.get<std::int64_t>(), 0, INT_MAX));
 }
 
 std::string Snippet(const std::string& name,
@@ -196,7 +209,9 @@ void Server::Handle(const json& message) {
     return;
   }
   const std::string method = message["method"];
-  const json params = message.contains("params") ? message["params"] : json::object();
+  // A reference: copying a deeply nested value would recurse.
+  static const json kNoParams = json::object();
+  const json& params = message.contains("params") ? message["params"] : kNoParams;
   const bool request = message.contains("id");
 
   if (method == "exit") {
@@ -258,8 +273,8 @@ void Server::Handle(const json& message) {
         ReplyError(id, kInvalidParams, "the document is not open");
         return;
       }
-      const int line = params.at("position").at("line").get<int>();
-      const int column = ByteColumn(*doc, line, params.at("position").at("character").get<int>());
+      const int line = Coordinate(params.at("position").at("line"));
+      const int column = ByteColumn(*doc, line, Coordinate(params.at("position").at("character")));
       if (method == "textDocument/hover") Reply(id, Hover(*doc, line, column));
       if (method == "textDocument/completion") Reply(id, Completion(*doc, line, column));
       if (method == "textDocument/definition") Reply(id, Definition(*doc, line, column));
@@ -278,7 +293,7 @@ void Server::Handle(const json& message) {
     } else if (request) {
       ReplyError(id, kMethodNotFound, "unknown method: " + method);
     }
-  } catch (const json::exception& e) {
+  } catch (const std::exception& e) {
     if (request) ReplyError(id, kInvalidParams, std::string("invalid parameters: ") + e.what());
   }
 }
@@ -449,7 +464,7 @@ json Server::Hover(Document& doc, int line, int column) {
   if (index < 0) return nullptr;
   const Token& t = a.tokens[static_cast<std::size_t>(index)];
   if (t.line != line || column > t.endColumn) return nullptr;
-  json range = Range(&doc, Place{{}, false, t.line, t.column, t.endColumn});
+  json range = Range(&doc, Place::InDocument(t.line, t.column, t.endColumn));
   json contents;
   if (const MacroInfo* m = a.FindMacro(t.text)) {
     contents = Markdown(m->Definition(), "Macro, defined at " + WhereText(m->at) + ".");
