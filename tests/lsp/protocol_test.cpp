@@ -138,6 +138,19 @@ TEST_F(LspTest, ErrorsOfIncludesAndMissingIncludesPointAtTheDirective) {
   EXPECT_EQ(diagnostics[0]["message"], "file nowhere.cxx not found.");
 }
 
+TEST_F(LspTest, LinesLongerThanTheReaderTakesKeepTheirPlaces) {
+  // The reader splits a line of more than 4,094 bytes into pieces and counts
+  // each as a line; the server gives the places of the author's lines.
+  const std::string longLine = "num s = 1" + std::string(5000, ' ') + "\r\n";
+  json diagnostics = Open("long.cxx", longLine + "num main() {\r\n  s = s +\r\n}\r\n");
+  ASSERT_EQ(diagnostics.size(), 1u) << diagnostics.dump();
+  EXPECT_EQ(diagnostics[0]["range"]["start"]["line"], 3);
+  Change("long.cxx", std::string(5000, ' ') + "num s = 1\nnum main() {\n  return s\n}\n");
+  const json result = At("textDocument/definition", "long.cxx", 2, 10)["result"];
+  ASSERT_EQ(result.size(), 1u) << result.dump();
+  EXPECT_EQ(result[0]["range"]["start"], (json{{"line", 0}, {"character", 5004}}));
+}
+
 TEST_F(LspTest, ParametersCompileAsWithOneCommandParameterAndTheServerSaysSo) {
   json diagnostics =
       Open("params.cxx", "num main() {\n  msgbox(_Parameters[0], \"t\", 0)\n  return 0\n}\n");

@@ -43,8 +43,46 @@ struct Collector {
   std::string pendingName;  // the name of the declaration being compiled
   Place pendingPlace;
   std::vector<std::pair<std::string, Place>> pendingParams;
+  // The reader's lines of the document when one of its lines is longer than
+  // the reader takes at once (the reader counts each piece as a line): the
+  // document line and the offset of each piece. Empty when they agree.
+  std::vector<std::pair<int, int>> pieces;
 };
 Collector* theCollector = nullptr;
+
+// The pieces the reader splits the document's lines into, or none when no
+// line is split.
+std::vector<std::pair<int, int>> ReaderPieces(const std::string& text) {
+  constexpr std::size_t kPiece = setup::kLineSize - 2;  // what one GetLine takes
+  std::vector<std::pair<int, int>> pieces;
+  bool split = false;
+  int line = 0;
+  for (std::size_t start = 0; start < text.size(); ++line) {
+    std::size_t end = text.find('\n', start);
+    end = end == std::string::npos ? text.size() : end + 1;
+    // The reader sees a CR LF as one LF.
+    std::size_t length = end - start;
+    if (length >= 2 && text[end - 1] == '\n' && text[end - 2] == '\r') --length;
+    split = split || length > kPiece;
+    for (std::size_t offset = 0; offset < length; offset += kPiece) {
+      pieces.emplace_back(line, static_cast<int>(offset));
+    }
+    start = end;
+  }
+  if (!split) pieces.clear();
+  return pieces;
+}
+
+// A document place in the reader's lines moved to the document's lines.
+void ToDocumentLines(Place& place) {
+  const auto& pieces = theCollector->pieces;
+  if (!place.file.empty() || place.prelude || pieces.empty()) return;
+  if (place.line < 0 || static_cast<std::size_t>(place.line) >= pieces.size()) return;
+  const auto [line, offset] = pieces[static_cast<std::size_t>(place.line)];
+  place.line = line;
+  place.column += offset;
+  place.endColumn += offset;
+}
 
 std::string CurrentFile() {
   const setup::Global& g = setup::theGlobal;
@@ -85,6 +123,7 @@ Place Here(const char* text) {
     while (visible > 0 && (content[visible - 1] == '\n' || content[visible - 1] == '\r')) --visible;
     place.endColumn = static_cast<int>(visible);
   }
+  ToDocumentLines(place);
   return place;
 }
 
@@ -109,6 +148,7 @@ Diagnostic DiagnosticHere(Severity severity, std::string message) {
   for (std::size_t i = 0; i < frames.size(); ++i) {
     if (frames[i]->m_szFileName != theCollector->scriptPath) continue;
     d.at.line = std::max(frames[i]->m_nLineNo - g.m_nPreludeLines - 1, 0);
+    ToDocumentLines(d.at);
     d.viaInclude = i + 1 < frames.size() ? frames[i + 1]->m_szFileName : here.file;
     break;
   }
@@ -305,6 +345,11 @@ void ScanTokens(const std::string& path, std::size_t size, std::vector<Token>* t
     t.endColumn = std::max(g.m_nLinePos, 0);
     const int width = static_cast<int>(t.text.size()) + (code == setup::TK_STRING ? 2 : 0);
     t.column = std::max(t.endColumn - width, 0);
+    Place place = Place::InDocument(t.line, t.column, t.endColumn);
+    ToDocumentLines(place);
+    t.line = place.line;
+    t.column = place.column;
+    t.endColumn = place.endColumn;
     tokens->push_back(std::move(t));
   }
 }
@@ -474,6 +519,7 @@ Analysis Analyzer::Analyze(const std::string& text, const std::string& directory
   collector.scriptPath = CurrentFile();
   collector.directory = directory;
   collector.source = &source;
+  collector.pieces = ReaderPieces(text);
   theCollector = &collector;
 
   sim::PutFile(collector.scriptPath, text);
