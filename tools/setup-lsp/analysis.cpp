@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string_view>
+#include <unordered_set>
 
 #include "base/global.h"
 #include "catalog.h"
@@ -600,12 +601,11 @@ void KeepLastGood(Analysis& fresh, const Analysis& good) {
     if (copy.bodyEnd) moved(*f.bodyEnd, &*copy.bodyEnd);
     fresh.functions.push_back(std::move(copy));
   }
+  std::unordered_set<std::string> known;  // name and function of each variable
+  for (const VariableInfo& w : fresh.variables) known.insert(w.name + '\0' + w.function);
   for (const VariableInfo& v : good.variables) {
-    bool known = false;
-    for (const VariableInfo& w : fresh.variables)
-      known = known || (w.name == v.name && w.function == v.function);
     VariableInfo copy = v;
-    if (known || !moved(v.at, &copy.at)) continue;
+    if (known.count(v.name + '\0' + v.function) != 0 || !moved(v.at, &copy.at)) continue;
     fresh.variables.push_back(std::move(copy));
   }
   for (const MacroInfo& m : good.macros) {

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <stdexcept>
+#include <unordered_set>
 
 #include "catalog.h"
 #include "framing.h"
@@ -513,8 +514,6 @@ json Server::Hover(Document& doc, int line, int column) {
       text = "Global variable, declared at " + WhereText(v->at) + ".";
     }
     contents = Markdown(v->Declaration(), text);
-  } else if (t.text == "_Parameters" && !a.usesParameters) {
-    return nullptr;
   } else {
     return nullptr;
   }
@@ -558,10 +557,9 @@ json Server::Completion(Document& doc, int line, int column) {
   // Variables: the enclosing function's parameters and earlier locals, then
   // the globals declared before the position (or in the prelude and includes).
   const FunctionInfo* here = a.FunctionAt(line, column);
-  std::vector<std::string> seen;
+  std::unordered_set<std::string> seen;
   auto visible = [&](const VariableInfo& v) {
-    if (std::find(seen.begin(), seen.end(), v.name) != seen.end()) return;
-    seen.push_back(v.name);
+    if (!seen.insert(v.name).second) return;
     add(v.name, kItemVariable, v.Declaration(), nullptr, "");
   };
   for (const VariableInfo& v : a.variables) {
