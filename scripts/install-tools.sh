@@ -2,10 +2,10 @@
 # Installs the build tools that are missing, from Debian packages.
 #   scripts/install-tools.sh host   tools for the host build (setup-run, tests)
 #   scripts/install-tools.sh all    also the Windows cross compilers, Lua, Wine
-#                                   (64- and 32-bit) and NSIS
+#                                   (64- and 32-bit), NSIS and Neovim
 # Runs apt-get update at most once, and only when something is missing. Works
-# as root, or through sudo otherwise. Wine and NSIS are optional: when they
-# cannot be installed, the tests that need them report SKIPPED, and this
+# as root, or through sudo otherwise. Wine, NSIS and Neovim are optional: when
+# they cannot be installed, the tests that need them report SKIPPED, and this
 # script says why.
 set -euo pipefail
 
@@ -37,6 +37,7 @@ ALL=(
 )
 WINE=("wine64|wine" "wine|wine")
 NSIS=("nsis|makensis")
+NEOVIM=("neovim|nvim")
 
 have() {
   case "$1" in
@@ -106,6 +107,10 @@ if [ "$WHAT" = all ]; then
   mapfile -t NEED < <(missing_packages "${NSIS[@]}")
   if [ ${#NEED[@]} -gt 0 ] && ! apt_install "${NEED[@]}"; then
     echo "NSIS could not be installed: the NSIS installer test will be skipped." >&2
+  fi
+  mapfile -t NEED < <(missing_packages "${NEOVIM[@]}")
+  if [ ${#NEED[@]} -gt 0 ] && ! apt_install "${NEED[@]}"; then
+    echo "Neovim could not be installed: setup-lsp's Neovim test will be skipped." >&2
   fi
 fi
 

@@ -256,6 +256,7 @@ void define_stmt() {
   std::string body;
   if (!ReadMacroBody(&body)) return;
   entry->m_szBody = std::move(body);
+  NotifyCompile(CompileEvent::Macro, name.c_str());
   g.m_bDefineStmt = 1;
   GetToken();
 }
@@ -345,6 +346,7 @@ void include_stmt() {
     FailInclude(path);
     return;
   }
+  NotifyCompile(CompileEvent::Include, path.c_str());
   if (!OpenInclude(path)) {
     FailInclude(path);
     return;
