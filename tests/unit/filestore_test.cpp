@@ -175,6 +175,86 @@ TEST(MemoryStore, ACloneAndItsSourceNeverSeeEachOthersWrites) {
   EXPECT_TRUE(clone->HostPath("C/D/a").empty());
 }
 
+// How many scratch files of large memory-store files this process holds open.
+int ScratchFilesOpen() {
+  int count = 0;
+  std::error_code ec;
+  for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd", ec)) {
+    std::error_code link;
+    const std::string target = std::filesystem::read_symlink(fd.path(), link).string();
+    if (!link && target.find("setup-scratch-") != std::string::npos) ++count;
+  }
+  return count;
+}
+
+TEST_P(Stores, FilesLargerThanMemoryHoldReadWriteAndCopy) {
+  const std::uint64_t limit = sim::detail::kMemoryFileLimit;
+  const int scratchBefore = ScratchFilesOpen();
+  DWORD error = 0;
+  std::size_t done = 0;
+  std::unique_ptr<OpenFile> file = m_Store->Open("C/Dir/big.bin", true, false, &error);
+  ASSERT_NE(file, nullptr);
+  // Some bytes in memory, then a write far past the limit: the gap reads as zeros.
+  ASSERT_TRUE(file->Write(0, "head", 4, &done, &error));
+  std::string tail(100000, 'T');
+  ASSERT_TRUE(file->Write(limit + 5, tail.data(), tail.size(), &done, &error));
+  std::uint64_t size = 0;
+  ASSERT_TRUE(file->Size(&size, &error));
+  EXPECT_EQ(size, limit + 5 + tail.size());
+  if (!OnHost()) {
+    EXPECT_EQ(ScratchFilesOpen(), scratchBefore + 1);
+  }
+  char buffer[8] = {};
+  ASSERT_TRUE(file->Read(limit + 1, buffer, sizeof buffer, &done, &error));
+  EXPECT_EQ(std::string(buffer, done), std::string("\0\0\0\0TTTT", 8));
+  ASSERT_TRUE(file->Write(1, "EA", 2, &done, &error));  // overwrite inside
+  ASSERT_TRUE(file->Read(0, buffer, 4, &done, &error));
+  EXPECT_EQ(std::string(buffer, done), "hEAd");
+  EXPECT_EQ(m_Store->Stat("C/Dir/big.bin")->size, size);
+
+  // A copy has the same bytes and goes its own way.
+  EXPECT_EQ(m_Store->Copy("C/Dir/big.bin", "C/Dir/copy.bin"), 0u);
+  ASSERT_TRUE(file->Truncate(2, &error));
+  std::string content;
+  ASSERT_TRUE(m_Store->ReadAll("C/Dir/copy.bin", &content));
+  ASSERT_EQ(content.size(), size);
+  EXPECT_EQ(content.substr(0, 4), "hEAd");
+  EXPECT_EQ(content.substr(limit + 5), tail);
+  EXPECT_EQ(content.find_first_not_of('\0', 4), limit + 5);
+  ASSERT_TRUE(m_Store->ReadAll("C/Dir/big.bin", &content));
+  EXPECT_EQ(content, "hE");
+
+  // A small write replaces a large file's bytes.
+  ASSERT_TRUE(m_Store->WriteAll("C/Dir/copy.bin", "small"));
+  ASSERT_TRUE(m_Store->ReadAll("C/Dir/copy.bin", &content));
+  EXPECT_EQ(content, "small");
+
+  // The scratch files go with the store.
+  file.reset();
+  m_Store.reset();
+  EXPECT_EQ(ScratchFilesOpen(), scratchBefore);
+}
+
+TEST(MemoryStore, ACloneOfALargeFileCopiesItOnWrite) {
+  std::unique_ptr<FileStore> source = sim::detail::MakeMemoryStore();
+  ASSERT_TRUE(source->MakeDirectories("C/D"));
+  std::string big(sim::detail::kMemoryFileLimit + 10, 'b');
+  ASSERT_TRUE(source->WriteAll("C/D/big", big));
+  std::unique_ptr<FileStore> clone = source->Clone();
+  ASSERT_NE(clone, nullptr);
+  DWORD error = 0;
+  std::size_t done = 0;
+  std::unique_ptr<OpenFile> handle = clone->Open("C/D/big", false, false, &error);
+  ASSERT_NE(handle, nullptr);
+  ASSERT_TRUE(handle->Write(big.size() - 1, "X", 1, &done, &error));
+  std::string content;
+  ASSERT_TRUE(source->ReadAll("C/D/big", &content));
+  EXPECT_EQ(content, big);
+  ASSERT_TRUE(clone->ReadAll("C/D/big", &content));
+  EXPECT_EQ(content.back(), 'X');
+  EXPECT_EQ(content.size(), big.size());
+}
+
 std::string Listing() {
   std::string text;
   for (const sim::FileEntry& entry : sim::FileTree()) {

@@ -2,6 +2,8 @@
 // simulated machine, the way the library compiles it for a command.
 #include "verify.h"
 
+#include <unistd.h>
+
 #include <cctype>
 #include <cstdio>
 #include <optional>
@@ -36,7 +38,7 @@ void Problem(const std::string& path, const std::string& text) {
 
 // Loads the module on a fresh simulated machine and compiles its script with
 // the prelude of `command`. `output` receives what the library printed.
-bool CompileOnMachine(const std::vector<char>& module, const std::string& command,
+bool CompileOnMachine(const pack::FileSource& module, const std::string& command,
                       std::string* output, std::string* problem) {
   std::string error;
   if (!sim::Boot("", &error)) {
@@ -47,7 +49,9 @@ bool CompileOnMachine(const std::vector<char>& module, const std::string& comman
       [output](const char* text, std::size_t length) { output->append(text, length); });
   sim::SetEventSink([](const std::string&) {});
   bool compiled = false;
-  if (!sim::SetModule(kModuleHandle, kModulePath, module)) {
+  // The module is copied onto the machine in pieces, from the file's start.
+  if (::lseek(module.Descriptor(), 0, SEEK_SET) != 0 ||
+      !sim::SetModuleFile(kModuleHandle, kModulePath, module.Descriptor())) {
     *problem = "cannot put the module on the simulated machine";
   } else if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
     *problem = "the library refuses to load this module";
@@ -74,13 +78,15 @@ bool CompileOnMachine(const std::vector<char>& module, const std::string& comman
 }  // namespace
 
 int Verify(const std::string& path, const std::string& command) {
-  std::vector<char> bytes;
+  // The module is read in pieces: the table, the image in front of the
+  // package, and the copy onto the machine.
+  pack::FileSource bytes;
   std::string error;
-  if (!pack::ReadFileBytes(path, bytes, &error)) {
+  if (!bytes.Open(path, &error)) {
     Problem(path, error);
     return 1;
   }
-  std::optional<std::size_t> start = pack::PackageStart(bytes);
+  std::optional<std::uint64_t> start = pack::PackageStart(bytes);
   std::vector<pack::EntryInfo> entries;
   if (!start || !pack::ReadPackageTable(bytes, entries, &error)) {
     Problem(path, "carries no package" + (error.empty() ? std::string() : " (" + error + ")"));
@@ -92,8 +98,11 @@ int Verify(const std::string& path, const std::string& command) {
     ++problems;
   } else {
     std::string summary;
-    const std::vector<char> image(bytes.begin(),
-                                  bytes.begin() + static_cast<std::ptrdiff_t>(*start));
+    std::vector<char> image(static_cast<std::size_t>(*start));
+    if (!bytes.Read(0, image.data(), image.size())) {
+      Problem(path, "cannot read the module");
+      return 1;
+    }
     if (pack::CheckSetupBase(image, &summary, &error)) {
       Found(path, summary);
     } else {

@@ -6,12 +6,14 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
 #include <fstream>
 #include <limits>
 #include <map>
+#include <new>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -671,7 +673,44 @@ bool MakeParents(const Resolved& r) {
   if (r.error != 0 || r.isDirectory || r.name.empty()) return false;
   return Files().MakeDirectories(r.path.substr(0, r.path.find_last_of('/')));
 }
+
+// Creates or replaces the file at `windowsPath` (and its missing
+// directories) with what `fd` reads to its end, one piece at a time.
+bool CopyIn(const std::string& windowsPath, int fd) {
+  EnsureDrive(windowsPath);
+  Resolved r = Resolve(windowsPath.c_str());
+  if (!MakeParents(r)) return false;
+  r = Resolve(windowsPath.c_str());
+  plat::DWORD error = 0;
+  std::unique_ptr<OpenFile> file = Files().Open(r.path, !r.exists, true, &error);
+  if (!file) return false;
+  constexpr std::size_t kPiece = 1024 * 1024;
+  std::unique_ptr<char[]> piece(new (std::nothrow) char[kPiece]);
+  if (!piece) return false;
+  std::uint64_t at = 0;
+  for (;;) {
+    const ssize_t got = ::read(fd, piece.get(), kPiece);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return false;
+    if (got == 0) return true;
+    std::size_t done = 0;
+    if (!file->Write(at, piece.get(), static_cast<std::size_t>(got), &done, &error)) return false;
+    at += static_cast<std::uint64_t>(got);
+  }
+}
 }  // namespace
+
+bool SetModuleFile(plat::HMODULE module, const std::string& windowsPath, int fd) {
+  if (!CopyIn(windowsPath, fd)) return false;
+  Machine& m = M();
+  m.module = module;
+  m.modulePath = windowsPath;
+  return true;
+}
+
+bool PutFileFrom(const std::string& windowsPath, int fd) {
+  return CopyIn(windowsPath, fd);
+}
 
 bool SetModule(plat::HMODULE module, const std::string& windowsPath,
                const std::vector<char>& bytes) {

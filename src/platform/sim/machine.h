@@ -97,6 +97,12 @@ Profile& GetProfile();
 bool SetModule(plat::HMODULE module, const std::string& windowsPath,
                const std::vector<char>& bytes);
 
+// SetModule and PutFile with the bytes read from the open host file `fd` (a
+// regular file from its current position, or a pipe) to its end, in pieces:
+// a file of any size passes through bounded memory.
+bool SetModuleFile(plat::HMODULE module, const std::string& windowsPath, int fd);
+bool PutFileFrom(const std::string& windowsPath, int fd);
+
 // The host path a Windows path maps to on a machine kept in a directory
 // (existing components in their host spelling); empty when the path is
 // invalid or names an unknown drive, and on a temporary machine, whose files
