@@ -2,8 +2,6 @@
 // simulated machine, the way the library compiles it for a command.
 #include "verify.h"
 
-#include <unistd.h>
-
 #include <cctype>
 #include <cstdio>
 #include <optional>
@@ -49,9 +47,8 @@ bool CompileOnMachine(const pack::FileSource& module, const std::string& command
       [output](const char* text, std::size_t length) { output->append(text, length); });
   sim::SetEventSink([](const std::string&) {});
   bool compiled = false;
-  // The module is copied onto the machine in pieces, from the file's start.
-  if (::lseek(module.Descriptor(), 0, SEEK_SET) != 0 ||
-      !sim::SetModuleFile(kModuleHandle, kModulePath, module.Descriptor())) {
+  // The module is copied onto the machine in pieces.
+  if (!sim::SetModuleFile(kModuleHandle, kModulePath, module.Descriptor())) {
     *problem = "cannot put the module on the simulated machine";
   } else if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
     *problem = "the library refuses to load this module";

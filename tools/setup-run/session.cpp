@@ -443,7 +443,7 @@ int RunSession(const Options& options, SessionReport* report) {
     std::fflush(stdout);
     return finish(kExitOk, nullptr);
   }
-  if (!PrepareMachine(options, imports) || ::lseek(module.Descriptor(), 0, SEEK_SET) != 0 ||
+  if (!PrepareMachine(options, imports) ||
       !sim::SetModuleFile(kModuleHandle, kModulePath, module.Descriptor())) {
     sim::ClearFailures();
     sim::Shutdown();

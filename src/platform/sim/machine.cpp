@@ -2,6 +2,7 @@
 // events, fault injection and the control interface of machine.h.
 #include "platform/sim/machine.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,6 +21,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "platform/sim/hostio.h"
 #include "platform/sim/simcore.h"
 #include "platform/sim/stateread.h"
 
@@ -675,7 +677,9 @@ bool MakeParents(const Resolved& r) {
 }
 
 // Creates or replaces the file at `windowsPath` (and its missing
-// directories) with what `fd` reads to its end, one piece at a time.
+// directories) with the bytes of `fd`, one piece at a time: a regular file's
+// from its start, its holes skipped (they stay holes where the store can keep
+// them), a pipe's to its end.
 bool CopyIn(const std::string& windowsPath, int fd) {
   EnsureDrive(windowsPath);
   Resolved r = Resolve(windowsPath.c_str());
@@ -687,13 +691,33 @@ bool CopyIn(const std::string& windowsPath, int fd) {
   constexpr std::size_t kPiece = 1024 * 1024;
   std::unique_ptr<char[]> piece(new (std::nothrow) char[kPiece]);
   if (!piece) return false;
-  std::uint64_t at = 0;
-  for (;;) {
+  std::size_t done = 0;
+  struct stat info {};
+  if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+    const auto size = static_cast<std::uint64_t>(info.st_size);
+    for (std::uint64_t at = 0; at < size;) {
+      off_t data = ::lseek(fd, static_cast<off_t>(at), SEEK_DATA);
+      if (data < 0 && errno == ENXIO) break;  // only a hole is left
+      if (data < 0) data = static_cast<off_t>(at);
+      off_t hole = ::lseek(fd, data, SEEK_HOLE);
+      if (hole < 0 || static_cast<std::uint64_t>(hole) > size) hole = static_cast<off_t>(size);
+      for (auto p = static_cast<std::uint64_t>(data); p < static_cast<std::uint64_t>(hole);) {
+        const auto want = static_cast<std::size_t>(
+            std::min<std::uint64_t>(kPiece, static_cast<std::uint64_t>(hole) - p));
+        std::size_t got = 0;
+        if (!hostio::ReadAt(fd, p, piece.get(), want, &got) || got == 0) return false;
+        if (!file->Write(p, piece.get(), got, &done, &error)) return false;
+        p += got;
+      }
+      at = static_cast<std::uint64_t>(hole);
+    }
+    return file->Truncate(size, &error);
+  }
+  for (std::uint64_t at = 0;;) {
     const ssize_t got = ::read(fd, piece.get(), kPiece);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return false;
     if (got == 0) return true;
-    std::size_t done = 0;
     if (!file->Write(at, piece.get(), static_cast<std::size_t>(got), &done, &error)) return false;
     at += static_cast<std::uint64_t>(got);
   }

@@ -97,9 +97,9 @@ Profile& GetProfile();
 bool SetModule(plat::HMODULE module, const std::string& windowsPath,
                const std::vector<char>& bytes);
 
-// SetModule and PutFile with the bytes read from the open host file `fd` (a
-// regular file from its current position, or a pipe) to its end, in pieces:
-// a file of any size passes through bounded memory.
+// SetModule and PutFile with the bytes of the open host file `fd` (a regular
+// file from its start, or a pipe to its end), copied in pieces: a file of any
+// size passes through bounded memory.
 bool SetModuleFile(plat::HMODULE module, const std::string& windowsPath, int fd);
 bool PutFileFrom(const std::string& windowsPath, int fd);
 
