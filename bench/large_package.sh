@@ -10,7 +10,9 @@
 #
 # The entry is a sparse file by default, so the benchmark needs little disk
 # and what it times is the tools' own work: reading, the bounded views, the
-# copies in pieces. `cat` reads the same file to /dev/null. Every file is
+# copies in pieces; `cat` reads the same file to /dev/null. With a dense entry
+# the tools must write every byte, and `cat` copies the file to another on the
+# same file system. Every file is
 # made in a scratch directory under $TMPDIR (default /tmp) that is removed at
 # the end. The tools are the release preset's; set SETUP_PACK and SETUP_RUN
 # to time other builds.
@@ -38,7 +40,7 @@ cd "$work"
 
 if [ "${BENCH_LARGE_DENSE:-0}" = 1 ]; then
   # Non-zero bytes throughout: nothing can be skipped as a hole.
-  yes 'dense entry bytes' | head -c "$((MIB * 1048576))" >big.bin
+  { yes 'dense entry bytes' || true; } | head -c "$((MIB * 1048576))" >big.bin
 else
   truncate -s "${MIB}M" big.bin
   printf 'end of the entry' | dd of=big.bin bs=1 seek=$((MIB * 1048576 - 16)) conv=notrunc status=none
@@ -59,7 +61,12 @@ measure() {
 }
 
 results=()
-results+=("$(measure "cat entry" cat big.bin)")
+if [ "${BENCH_LARGE_DENSE:-0}" = 1 ]; then
+  results+=("$(measure "cat entry" sh -c 'cat big.bin >copy.bin')")
+  rm -f copy.bin
+else
+  results+=("$(measure "cat entry" cat big.bin)")
+fi
 results+=("$(measure "pack create" "$SETUP_PACK" create module.bin copy.cxx big.bin)")
 results+=("$(measure "pack list" "$SETUP_PACK" list module.bin)")
 results+=("$(measure "pack extract" "$SETUP_PACK" extract module.bin big.bin out.bin)")
@@ -70,6 +77,7 @@ grep -q 'Action returned 1' err.txt || { echo "bench: extraction failed" >&2; ca
 results+=("$(measure "run --add" "$SETUP_RUN" --add big.bin copy.cxx /x)")
 results+=("$(measure "run kept" "$SETUP_RUN" --machine kept --module module.bin /x)")
 cmp -s big.bin kept/fs/C/big.bin || { echo "bench: the kept machine's copy differs" >&2; exit 1; }
+rm -rf kept
 
 printf '%s MiB entry (%s)\n' "$MIB" "$([ "${BENCH_LARGE_DENSE:-0}" = 1 ] && echo dense || echo sparse)"
 printf '%-14s %9s %9s %10s\n' step seconds "x cat" "peak MiB"
