@@ -188,6 +188,10 @@ TEST_F(PackCliLarge, APackageOverTheLimitIsRefusedBeforeAnythingIsWritten) {
   for (const auto& entry : fs::directory_iterator(m_Dir)) {
     EXPECT_EQ(entry.path().filename().string().find(".out.dll"), std::string::npos);
   }
+  // setup-run refuses the same package before it packs anything.
+  run = Shell("'" + std::string(SETUP_RUN_PATH) + "' --add huge.bin setup.cxx /x", m_Dir);
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.err.rfind("setup-run: the package would exceed 2 GiB", 0), 0u) << run.err;
 }
 
 TEST_F(PackCliLarge, LargeEntriesRoundTripAndRepackInPlace) {

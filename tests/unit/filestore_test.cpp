@@ -2,11 +2,13 @@
 // the same operations alike; a reset of a temporary machine leaves nothing
 // of the last run behind, in its files or its registry.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 
+#include "platform/sim/hostio.h"
 #include "platform/sim/machine.h"
 #include "platform/sim/simcore.h"
 #include "platform/sim/view.h"
@@ -233,6 +235,47 @@ TEST_P(Stores, FilesLargerThanMemoryHoldReadWriteAndCopy) {
   file.reset();
   m_Store.reset();
   EXPECT_EQ(ScratchFilesOpen(), scratchBefore);
+}
+
+TEST(HostIo, ZeroRunsPastTheEndStayHolesAndCopiesKeepThem) {
+  const int fd = hostio::OpenScratchFile();
+  ASSERT_GE(fd, 0);
+  const std::size_t size = 4 << 20;
+  std::string bytes(size, '\0');
+  bytes.replace(0, 4, "head");
+  bytes.replace(size - 4, 4, "tail");
+  ASSERT_TRUE(hostio::WriteSparse(fd, 0, bytes.data(), bytes.size(), 0));
+  struct stat info {};
+  ASSERT_EQ(fstat(fd, &info), 0);
+  EXPECT_EQ(static_cast<std::size_t>(info.st_size), size);
+  EXPECT_LT(static_cast<std::size_t>(info.st_blocks) * 512, size / 2);  // holes, not zeros
+
+  // Zeros written over existing bytes are written.
+  ASSERT_TRUE(hostio::WriteSparse(fd, 1, "\0\0", 2, size));
+  std::string back(size, 'x');
+  std::size_t done = 0;
+  ASSERT_TRUE(hostio::ReadAt(fd, 0, back.data(), back.size(), &done));
+  ASSERT_EQ(done, size);
+  bytes[1] = bytes[2] = '\0';
+  EXPECT_TRUE(back == bytes);
+
+  // A copy into a file that has bytes where the copy lands overwrites them,
+  // holes included; past its end the holes stay holes.
+  const int to = hostio::OpenScratchFile();
+  ASSERT_GE(to, 0);
+  const std::string filled(1 << 20, 'F');
+  ASSERT_TRUE(hostio::WriteSparse(to, 0, filled.data(), filled.size(), 0));
+  ASSERT_TRUE(hostio::CopyRange(fd, 0, to, 10, size, filled.size()));
+  ASSERT_EQ(fstat(to, &info), 0);
+  EXPECT_EQ(static_cast<std::size_t>(info.st_size), size + 10);
+  ASSERT_TRUE(hostio::ReadAt(to, 10, back.data(), back.size(), &done));
+  EXPECT_TRUE(back == bytes);
+  ASSERT_TRUE(hostio::ReadAt(to, 0, back.data(), 10, &done));
+  EXPECT_EQ(back.substr(0, 10), "FFFFFFFFFF");
+  // A source shorter than the range asked for is an error.
+  EXPECT_FALSE(hostio::CopyRange(fd, size - 4, to, 0, 8, size + 10));
+  close(to);
+  close(fd);
 }
 
 TEST(MemoryStore, ACloneOfALargeFileCopiesItOnWrite) {
