@@ -591,7 +591,7 @@ bool CreatePackageFile(const std::string& outPath, const std::string& basePath,
     SetError(error, "cannot open '" + outPath + "' for writing: " + HostReason());
     return false;
   }
-  ::fchmod(fd, 0644 & ~CurrentUmask());
+  ::fchmod(fd, 0666 & ~CurrentUmask());  // as a newly created OUT would be
   bool ok = StreamModule(fd, basePath.empty() ? nullptr : &base, imageSize, files, names, error);
   if (::close(fd) != 0 && ok) {
     SetError(error, "cannot write '" + outPath + "': " + HostReason());
