@@ -771,6 +771,25 @@ std::optional<std::string> GetFile(const std::string& windowsPath) {
   return content;
 }
 
+bool ReadFilePieces(const std::string& windowsPath,
+                    const std::function<void(const char* bytes, std::size_t size)>& piece) {
+  Resolved r = Resolve(windowsPath.c_str());
+  if (r.error != 0 || !r.exists || r.isDirectory) return false;
+  plat::DWORD error = 0;
+  std::unique_ptr<OpenFile> file = Files().Open(r.path, false, false, &error);
+  if (!file) return false;
+  constexpr std::size_t kPiece = 1024 * 1024;
+  std::unique_ptr<char[]> buffer(new (std::nothrow) char[kPiece]);
+  if (!buffer) return false;
+  for (std::uint64_t at = 0;;) {
+    std::size_t done = 0;
+    if (!file->Read(at, buffer.get(), kPiece, &done, &error)) return false;
+    if (done == 0) return true;
+    piece(buffer.get(), done);
+    at += done;
+  }
+}
+
 void QueueAnswer(int answer) {
   theSettings.answers.push_back({answer, std::nullopt});
 }

@@ -111,6 +111,10 @@ std::string HostPath(const std::string& windowsPath);
 // Creates or replaces a file (and its missing directories); reads a file.
 bool PutFile(const std::string& windowsPath, std::string_view content);
 std::optional<std::string> GetFile(const std::string& windowsPath);
+// Reads a file from start to end in pieces of at most 1 MiB, handing each to
+// `piece` (a file of any size in bounded memory); false when it cannot be read.
+bool ReadFilePieces(const std::string& windowsPath,
+                    const std::function<void(const char* bytes, std::size_t size)>& piece);
 
 // ---- Per-run settings (not persisted) -------------------------------------
 // Answers for the next message boxes, in order; without one a box answers its
