@@ -424,9 +424,9 @@ bool StreamModule(int fd, const ByteSource* image, std::uint64_t imageSize,
     ::close(in);
     if (size > room ||
         at + size + files.size() * std::uint64_t{kRecordSize} + kTrailerSize > kMaxModuleSize) {
-      SetError(error, "the package would exceed 2 GiB: '" + files[i] +
-                          "' grew while it was stored, and a package's 32-bit offsets allow at "
-                          "most " +
+      // Only a file that grew since it was measured, or a pipe, gets here.
+      SetError(error, "the package would exceed 2 GiB once '" + files[i] +
+                          "' is stored, and a package's 32-bit offsets allow at most " +
                           std::to_string(kMaxModuleSize) + " bytes");
       return false;
     }
