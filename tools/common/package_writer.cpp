@@ -177,7 +177,7 @@ bool CheckModuleSize(std::uint64_t imageSize, const std::vector<std::uint64_t>& 
   if (bytes <= kMaxModuleSize) return true;
   SetError(error, "the package would exceed 2 GiB: the module would be " + std::to_string(bytes) +
                       " bytes, and a package's 32-bit offsets allow at most " +
-                      std::to_string(kMaxModuleSize));
+                      std::to_string(kMaxModuleSize) + " bytes");
   return false;
 }
 
