@@ -4,7 +4,9 @@
 // (length 12, record count N, magic "KVX\0"), then N records of 272 bytes
 // (length, absolute data offset, 256-byte name, data size, index), then the
 // entries' data. Records are read one at a time by seeking from the end; an
-// entry is written straight out of a read-only view of the module file.
+// entry is written straight out of read-only views of the module file, one
+// bounded window at a time, so that even a 32-bit process, whose address space
+// has no room for a view of a large module, extracts any entry.
 //
 // A damaged package must never make the reader touch bytes outside the file or
 // the record, so the trailer and every record used are checked against the
@@ -30,6 +32,13 @@ namespace {
 // Largest module file the reader accepts: every position in it must be
 // reachable by a signed 32-bit seek from the end.
 constexpr std::uint32_t kMaxModuleSize = 0x7FFFFFFFu;
+
+// A view's file offset must be a multiple of the allocation granularity,
+// 64 KiB on every Windows version. An entry is written through views of at
+// most 8 MiB: small enough for a fragmented 32-bit address space, large
+// enough that the writes stay few.
+constexpr std::uint32_t kAllocationGranularity = 0x10000u;
+constexpr std::uint32_t kViewWindow = 128 * kAllocationGranularity;
 
 // The messages differ between the two operations; each row of this table
 // names the texts one of them uses.
@@ -83,15 +92,18 @@ class HandleGuard {
 // Unmaps a view when it goes out of scope.
 class ViewGuard {
  public:
-  explicit ViewGuard(const void* view) : m_pView(view) {}
-  ~ViewGuard() {
-    if (m_pView != nullptr) plat::UnmapViewOfFile(m_pView);
-  }
+  ViewGuard() = default;
+  ~ViewGuard() { Reset(nullptr); }
   ViewGuard(const ViewGuard&) = delete;
   ViewGuard& operator=(const ViewGuard&) = delete;
 
+  void Reset(const void* view) {
+    if (m_pView != nullptr) plat::UnmapViewOfFile(m_pView);
+    m_pView = view;
+  }
+
  private:
-  const void* m_pView;
+  const void* m_pView = nullptr;
 };
 
 // The open module file as ModuleBytes: absolute seeks and reads. Offsets stay
@@ -222,8 +234,40 @@ bool RangeIsValid(const ModuleFile& module, const Record& record) {
   return static_cast<std::uint64_t>(record.nOffset) + record.nSize <= module.nTableStart;
 }
 
-// Writes the record's data to `destination`. `writeName` is the text that a
-// failed or short write reports.
+// The part of an entry's data that one view holds: the window-aligned view
+// from the allocation-granularity boundary at or below `at`, ending at the
+// entry's end or after one window. A view of an empty entry still holds one
+// byte, which lies inside the file since the table and trailer follow.
+class Window {
+ public:
+  // Maps the view that starts the data at `at`; false with the platform's
+  // error when it cannot be mapped.
+  bool Map(plat::HANDLE mapping, std::uint32_t at, std::uint32_t end) {
+    const std::uint32_t base = at - at % kAllocationGranularity;
+    const std::uint32_t last = end > at ? end : at + 1;
+    const std::uint32_t viewEnd = last - base > kViewWindow ? base + kViewWindow : last;
+    m_view.Reset(nullptr);
+    const void* view =
+        plat::MapViewOfFile(mapping, plat::FILE_MAP_READ, 0, base, std::size_t{viewEnd - base});
+    if (view == nullptr) return false;
+    m_view.Reset(view);
+    m_pData = static_cast<const char*>(view) + (at - base);
+    m_nCount = (end < viewEnd ? end : viewEnd) - at;
+    return true;
+  }
+  const char* Data() const { return m_pData; }
+  std::uint32_t Count() const { return m_nCount; }
+
+ private:
+  ViewGuard m_view;
+  const char* m_pData = nullptr;
+  std::uint32_t m_nCount = 0;
+};
+
+// Writes the record's data to `destination`, one window of the module file
+// after the other. `writeName` is the text that a failed or short write
+// reports. A failure after the destination was created leaves it as far as
+// it was written.
 int ExtractRecord(ModuleFile& module, const Record& record, const char* destination,
                   const char* writeName, const Messages& messages) {
   if (!RangeIsValid(module, record)) {
@@ -241,13 +285,13 @@ int ExtractRecord(ModuleFile& module, const Record& record, const char* destinat
     theGlobal.ErrorFlag = 1;
     return 0;
   }
-  const void* view = plat::MapViewOfFile(mapping.Get(), plat::FILE_MAP_READ, 0, 0, 0);
-  if (view == nullptr) {
+  const std::uint32_t end = record.nOffset + record.nSize;
+  Window window;
+  if (!window.Map(mapping.Get(), record.nOffset, end)) {
     ReportError(messages.viewFailed, plat::GetLastError());
     theGlobal.ErrorFlag = 1;
     return 0;
   }
-  ViewGuard viewGuard(view);
 
   HandleGuard output(plat::CreateFileA(destination, plat::GENERIC_READ | plat::GENERIC_WRITE,
                                        plat::FILE_SHARE_READ | plat::FILE_SHARE_WRITE, nullptr,
@@ -258,15 +302,24 @@ int ExtractRecord(ModuleFile& module, const Record& record, const char* destinat
     return 0;
   }
 
-  const char* data = static_cast<const char*>(view) + record.nOffset;
-  plat::DWORD written = 0;
-  if (!plat::WriteFile(output.Get(), data, record.nSize, &written, nullptr) ||
-      written != record.nSize) {
-    ReportError(kWriteFailed, writeName, plat::GetLastError());
-    theGlobal.ErrorFlag = 1;
-    return 0;
+  // An empty entry is one write of no bytes, as any other entry of one window.
+  std::uint32_t at = record.nOffset;
+  for (;;) {
+    plat::DWORD written = 0;
+    if (!plat::WriteFile(output.Get(), window.Data(), window.Count(), &written, nullptr) ||
+        written != window.Count()) {
+      ReportError(kWriteFailed, writeName, plat::GetLastError());
+      theGlobal.ErrorFlag = 1;
+      return 0;
+    }
+    at += window.Count();
+    if (at >= end) return 1;
+    if (!window.Map(mapping.Get(), at, end)) {
+      ReportError(messages.viewFailed, plat::GetLastError());
+      theGlobal.ErrorFlag = 1;
+      return 0;
+    }
   }
-  return 1;
 }
 
 // Finds the first record in scan order that `matches` accepts. Answers 1 with

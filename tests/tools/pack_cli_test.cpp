@@ -178,3 +178,69 @@ TEST_F(PackCli, VerifyChecksStructureEntriesAndCompilation) {
 }
 
 }  // namespace
+
+// Large packages stream: sparse inputs keep these tests fast and small on disk.
+class PackCliLarge : public PackCli {
+ protected:
+  // A sparse file of `size` bytes with `marker` at its end.
+  void Sparse(const std::string& name, std::uint64_t size, const std::string& marker) {
+    {
+      std::ofstream out(m_Dir / name, std::ios::binary);
+      out << "start";
+    }
+    fs::resize_file(m_Dir / name, size - marker.size());
+    std::ofstream(m_Dir / name, std::ios::binary | std::ios::app) << marker;
+  }
+};
+
+TEST_F(PackCliLarge, APackageOverTheLimitIsRefusedBeforeAnythingIsWritten) {
+  Sparse("huge.bin", 0x7FFFFFFFull - 300, "end");  // with the script and table: over
+  Write("out.dll", "previous");
+  ShellRun run = Pack("create out.dll setup.cxx huge.bin");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("setup-pack: the package would exceed 2 GiB: the module would be "),
+            std::string::npos)
+      << run.err;
+  EXPECT_NE(run.err.find("allow at most 2147483647"), std::string::npos) << run.err;
+  EXPECT_EQ(toolstest::ReadWhole(m_Dir / "out.dll"), "previous");
+  for (const auto& entry : fs::directory_iterator(m_Dir)) {
+    EXPECT_EQ(entry.path().filename().string().find(".out.dll"), std::string::npos);
+  }
+  // setup-run refuses the same package before it packs anything.
+  run = Shell("'" + std::string(SETUP_RUN_PATH) + "' --add huge.bin setup.cxx /x", m_Dir);
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.err.rfind("setup-run: the package would exceed 2 GiB", 0), 0u) << run.err;
+}
+
+TEST_F(PackCliLarge, LargeEntriesRoundTripAndRepackInPlace) {
+  // 40 MiB with bytes only at its ends, behind a script.
+  const std::uint64_t size = 40ull << 20;
+  Sparse("big.bin", size, "tail marker");
+  ShellRun run = Pack("create mod.dll --base base32.dll setup.cxx big.bin drv.inf");
+  ASSERT_EQ(run.status, 0) << run.err;
+  run = Pack("list mod.dll");
+  EXPECT_NE(run.out.find("1 " + std::to_string(size) + " big.bin\n"), std::string::npos) << run.out;
+  run = Pack("extract mod.dll big.bin back.bin");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Shell("cmp big.bin back.bin", m_Dir).status, 0);
+  // The holes stayed holes.
+  EXPECT_LT(fs::file_size(m_Dir / "back.bin"), size + 1);
+  run = Pack("verify mod.dll");
+  EXPECT_EQ(run.status, 0) << run.err;
+
+  // The module is its own base: the new package replaces the old in place.
+  run = Pack("create mod.dll --base mod.dll other.cxx");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Pack("list mod.dll").out,
+            "0 " + std::to_string(fs::file_size(m_Dir / "other.cxx")) + " other.cxx\n");
+
+  // setup-run packs and extracts the same entry, on a temporary machine and
+  // onto a kept one.
+  Write("copy.cxx", "num main() {\n  return extractresfile(\"big.bin\", \"C:\\big.bin\")\n}\n");
+  const std::string runner = "'" + std::string(SETUP_RUN_PATH) + "' ";
+  run = Shell(runner + "--add big.bin copy.cxx /x", m_Dir);
+  EXPECT_NE(run.err.find("Action returned 1"), std::string::npos) << run.err;
+  run = Shell(runner + "--machine kept --add big.bin copy.cxx /x", m_Dir);
+  EXPECT_NE(run.err.find("Action returned 1"), std::string::npos) << run.err;
+  EXPECT_EQ(Shell("cmp big.bin kept/fs/C/big.bin", m_Dir).status, 0);
+}

@@ -2,11 +2,13 @@
 // the same operations alike; a reset of a temporary machine leaves nothing
 // of the last run behind, in its files or its registry.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 
+#include "platform/sim/hostio.h"
 #include "platform/sim/machine.h"
 #include "platform/sim/simcore.h"
 #include "platform/sim/view.h"
@@ -173,6 +175,127 @@ TEST(MemoryStore, ACloneAndItsSourceNeverSeeEachOthersWrites) {
   ASSERT_TRUE(again->ReadAll("C/D/b", &content));
   EXPECT_EQ(content, "TWO");
   EXPECT_TRUE(clone->HostPath("C/D/a").empty());
+}
+
+// How many scratch files of large memory-store files this process holds open.
+int ScratchFilesOpen() {
+  int count = 0;
+  std::error_code ec;
+  for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd", ec)) {
+    std::error_code link;
+    const std::string target = std::filesystem::read_symlink(fd.path(), link).string();
+    if (!link && target.find("setup-scratch-") != std::string::npos) ++count;
+  }
+  return count;
+}
+
+TEST_P(Stores, FilesLargerThanMemoryHoldReadWriteAndCopy) {
+  const std::uint64_t limit = sim::detail::kMemoryFileLimit;
+  const int scratchBefore = ScratchFilesOpen();
+  DWORD error = 0;
+  std::size_t done = 0;
+  std::unique_ptr<OpenFile> file = m_Store->Open("C/Dir/big.bin", true, false, &error);
+  ASSERT_NE(file, nullptr);
+  // Some bytes in memory, then a write far past the limit: the gap reads as zeros.
+  ASSERT_TRUE(file->Write(0, "head", 4, &done, &error));
+  std::string tail(100000, 'T');
+  ASSERT_TRUE(file->Write(limit + 5, tail.data(), tail.size(), &done, &error));
+  std::uint64_t size = 0;
+  ASSERT_TRUE(file->Size(&size, &error));
+  EXPECT_EQ(size, limit + 5 + tail.size());
+  if (!OnHost()) {
+    EXPECT_EQ(ScratchFilesOpen(), scratchBefore + 1);
+  }
+  char buffer[8] = {};
+  ASSERT_TRUE(file->Read(limit + 1, buffer, sizeof buffer, &done, &error));
+  EXPECT_EQ(std::string(buffer, done), std::string("\0\0\0\0TTTT", 8));
+  ASSERT_TRUE(file->Write(1, "EA", 2, &done, &error));  // overwrite inside
+  ASSERT_TRUE(file->Read(0, buffer, 4, &done, &error));
+  EXPECT_EQ(std::string(buffer, done), "hEAd");
+  EXPECT_EQ(m_Store->Stat("C/Dir/big.bin")->size, size);
+
+  // A copy has the same bytes and goes its own way.
+  EXPECT_EQ(m_Store->Copy("C/Dir/big.bin", "C/Dir/copy.bin"), 0u);
+  ASSERT_TRUE(file->Truncate(2, &error));
+  std::string content;
+  ASSERT_TRUE(m_Store->ReadAll("C/Dir/copy.bin", &content));
+  ASSERT_EQ(content.size(), size);
+  EXPECT_EQ(content.substr(0, 4), "hEAd");
+  EXPECT_EQ(content.substr(limit + 5), tail);
+  EXPECT_EQ(content.find_first_not_of('\0', 4), limit + 5);
+  ASSERT_TRUE(m_Store->ReadAll("C/Dir/big.bin", &content));
+  EXPECT_EQ(content, "hE");
+
+  // A small write replaces a large file's bytes.
+  ASSERT_TRUE(m_Store->WriteAll("C/Dir/copy.bin", "small"));
+  ASSERT_TRUE(m_Store->ReadAll("C/Dir/copy.bin", &content));
+  EXPECT_EQ(content, "small");
+
+  // The scratch files go with the store.
+  file.reset();
+  m_Store.reset();
+  EXPECT_EQ(ScratchFilesOpen(), scratchBefore);
+}
+
+TEST(HostIo, ZeroRunsPastTheEndStayHolesAndCopiesKeepThem) {
+  const int fd = hostio::OpenScratchFile();
+  ASSERT_GE(fd, 0);
+  const std::size_t size = 4 << 20;
+  std::string bytes(size, '\0');
+  bytes.replace(0, 4, "head");
+  bytes.replace(size - 4, 4, "tail");
+  ASSERT_TRUE(hostio::WriteSparse(fd, 0, bytes.data(), bytes.size(), 0));
+  struct stat info {};
+  ASSERT_EQ(fstat(fd, &info), 0);
+  EXPECT_EQ(static_cast<std::size_t>(info.st_size), size);
+  EXPECT_LT(static_cast<std::size_t>(info.st_blocks) * 512, size / 2);  // holes, not zeros
+
+  // Zeros written over existing bytes are written.
+  ASSERT_TRUE(hostio::WriteSparse(fd, 1, "\0\0", 2, size));
+  std::string back(size, 'x');
+  std::size_t done = 0;
+  ASSERT_TRUE(hostio::ReadAt(fd, 0, back.data(), back.size(), &done));
+  ASSERT_EQ(done, size);
+  bytes[1] = bytes[2] = '\0';
+  EXPECT_TRUE(back == bytes);
+
+  // A copy into a file that has bytes where the copy lands overwrites them,
+  // holes included; past its end the holes stay holes.
+  const int to = hostio::OpenScratchFile();
+  ASSERT_GE(to, 0);
+  const std::string filled(1 << 20, 'F');
+  ASSERT_TRUE(hostio::WriteSparse(to, 0, filled.data(), filled.size(), 0));
+  ASSERT_TRUE(hostio::CopyRange(fd, 0, to, 10, size, filled.size()));
+  ASSERT_EQ(fstat(to, &info), 0);
+  EXPECT_EQ(static_cast<std::size_t>(info.st_size), size + 10);
+  ASSERT_TRUE(hostio::ReadAt(to, 10, back.data(), back.size(), &done));
+  EXPECT_TRUE(back == bytes);
+  ASSERT_TRUE(hostio::ReadAt(to, 0, back.data(), 10, &done));
+  EXPECT_EQ(back.substr(0, 10), "FFFFFFFFFF");
+  // A source shorter than the range asked for is an error.
+  EXPECT_FALSE(hostio::CopyRange(fd, size - 4, to, 0, 8, size + 10));
+  close(to);
+  close(fd);
+}
+
+TEST(MemoryStore, ACloneOfALargeFileCopiesItOnWrite) {
+  std::unique_ptr<FileStore> source = sim::detail::MakeMemoryStore();
+  ASSERT_TRUE(source->MakeDirectories("C/D"));
+  std::string big(sim::detail::kMemoryFileLimit + 10, 'b');
+  ASSERT_TRUE(source->WriteAll("C/D/big", big));
+  std::unique_ptr<FileStore> clone = source->Clone();
+  ASSERT_NE(clone, nullptr);
+  DWORD error = 0;
+  std::size_t done = 0;
+  std::unique_ptr<OpenFile> handle = clone->Open("C/D/big", false, false, &error);
+  ASSERT_NE(handle, nullptr);
+  ASSERT_TRUE(handle->Write(big.size() - 1, "X", 1, &done, &error));
+  std::string content;
+  ASSERT_TRUE(source->ReadAll("C/D/big", &content));
+  EXPECT_EQ(content, big);
+  ASSERT_TRUE(clone->ReadAll("C/D/big", &content));
+  EXPECT_EQ(content.back(), 'X');
+  EXPECT_EQ(content.size(), big.size());
 }
 
 std::string Listing() {

@@ -218,6 +218,113 @@ TEST_F(PackageTest, NameWithoutTerminatorNeverMatches) {
   EXPECT_EQ(ExtractPackageFile((longName + ".cxx").c_str(), "C:\\long"), 0);
 }
 
+// ---- Windows of the module file ----------------------------------------------------
+
+// The reader writes an entry through views of 8 MiB at offsets that are
+// multiples of 64 KiB (what the simulated MapViewOfFile demands, as Windows
+// does). These modules place entries across, at and just short of those
+// boundaries.
+constexpr std::size_t kGranularity = 65536;
+constexpr std::size_t kWindow = 128 * kGranularity;
+
+// `size` bytes of a pattern that repeats only every 251 bytes, so a piece
+// written from the wrong place of the module shows.
+std::vector<char> Pattern(std::size_t size, unsigned seed) {
+  std::vector<char> bytes(size);
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>((i + seed) % 251);
+  return bytes;
+}
+
+// A module whose image is `imageSize` bytes, so that the first entry's data
+// begins at imageSize + 4.
+std::vector<char> ModuleWithImage(std::size_t imageSize, const std::vector<pack::Entry>& entries) {
+  std::vector<char> module(imageSize, 'I');
+  std::string error;
+  EXPECT_TRUE(pack::AppendPackage(module, entries, &error)) << error;
+  return module;
+}
+
+TEST_F(PackageTest, EntriesAcrossWindowBoundariesComeOutWhole) {
+  // First entry: unaligned start, crosses two window boundaries, ends inside
+  // the third window. Then an empty entry, one that ends exactly on a window
+  // boundary, and a small one in the last, partial window.
+  const std::size_t first = 2 * kWindow + 12345;
+  const std::size_t start = 3 * kGranularity + 100;  // data of entry 0
+  const std::size_t toBoundary = 3 * kWindow - (start + first);
+  std::vector<pack::Entry> entries = {{"big.bin", Pattern(first, 1)},
+                                      {"empty.cat", {}},
+                                      {"edge.bin", Pattern(toBoundary, 7)},
+                                      {"setup.cxx", Bytes("num main()\r\n")}};
+  Install(ModuleWithImage(start - 4, entries));
+  for (const pack::Entry& entry : entries) {
+    SCOPED_TRACE(entry.name);
+    const std::string target = "C:\\out\\" + entry.name;
+    ASSERT_TRUE(sim::PutFile(target, "old content"));
+    ASSERT_EQ(ExtractPackageFile(entry.name.c_str(), target.c_str()), 1);
+    std::optional<std::string> written = sim::GetFile(target);
+    ASSERT_TRUE(written.has_value());
+    EXPECT_TRUE(*written == std::string(entry.data.begin(), entry.data.end()));
+  }
+  EXPECT_EQ(m_Out, "");
+  ASSERT_EQ(GetScript(), 1);
+  EXPECT_EQ(sim::GetFile(*m_Path), "num main()\r\n");
+}
+
+TEST_F(PackageTest, EmptyEntryOnAWindowBoundary) {
+  // The empty entry's offset is a multiple of the window, and nothing but the
+  // table follows it.
+  Install(ModuleWithImage(kWindow - 4, {{"empty.cxx", {}}}));
+  ASSERT_EQ(GetScript(), 1);
+  EXPECT_EQ(sim::GetFile(*m_Path), "");
+  EXPECT_EQ(theGlobal.ErrorFlag, 0);
+}
+
+TEST_F(PackageTest, FailureInALaterWindowLeavesThePartlyWrittenFile) {
+  const std::size_t start = kGranularity + 10;
+  Install(ModuleWithImage(start - 4, {{"big.cxx", Pattern(kWindow + 5000, 3)}}));
+  // The first view runs from the boundary below the data to one window on.
+  const std::size_t firstPiece = kGranularity + kWindow - start;
+
+  sim::FailNext(sim::Op::MapViewOfFile, plat::ERROR_NOT_ENOUGH_MEMORY, 1);
+  EXPECT_EQ(ExtractPackageFile("big.cxx", "C:\\part.bin"), 0);
+  EXPECT_EQ(m_Out, "\n$ mapping file list failed:win error code:0x00000008 ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+  std::optional<std::string> part = sim::GetFile("C:\\part.bin");
+  ASSERT_TRUE(part.has_value());
+  const std::vector<char> expected = Pattern(firstPiece, 3);
+  EXPECT_TRUE(*part == std::string(expected.begin(), expected.end()));
+
+  m_Out.clear();
+  theGlobal.ErrorFlag = 0;
+  sim::FailNext(sim::Op::WriteFile, 112, 1);
+  EXPECT_EQ(GetScript(), 0);
+  EXPECT_EQ(m_Out, "\n$ can not generate 'big.cxx':win error code:0x00000070 ");
+  EXPECT_EQ(theGlobal.ErrorFlag, 1);
+  part = sim::GetFile("C:\\WINDOWS\\big.cxx");
+  ASSERT_TRUE(part.has_value());
+  EXPECT_EQ(part->size(), firstPiece);
+  sim::ClearFailures();
+}
+
+TEST_F(PackageTest, RecordReachingIntoTheTableOfALargeModuleIsRefused) {
+  std::vector<char> module = ModuleWithImage(
+      kGranularity, {{"a.bin", Pattern(kWindow + 1, 0)}, {"setup.cxx", Bytes("s")}});
+  // a.bin's size now runs one byte past setup.cxx into the table.
+  const std::size_t record = RecordAt(module, 2, 0);
+  PutWord(module, record + 264, static_cast<std::uint32_t>(kWindow + 3));
+  Install(module);
+  EXPECT_EQ(ExtractPackageFile("a.bin", "C:\\a.bin"), 0);
+  EXPECT_EQ(m_Out, "\n$ can not generate 'C:\\a.bin':win error code:0x00000570 ");
+  EXPECT_FALSE(sim::GetFile("C:\\a.bin").has_value());
+  // An offset past the table is refused alike, whatever the size.
+  PutWord(module, record + 264, 0);
+  PutWord(module, record + 4, static_cast<std::uint32_t>(module.size() - 5));
+  Install(module);
+  m_Out.clear();
+  EXPECT_EQ(ExtractPackageFile("a.bin", "C:\\a.bin"), 0);
+  EXPECT_EQ(m_Out, "\n$ can not generate 'C:\\a.bin':win error code:0x00000570 ");
+}
+
 // ---- Failures of the platform ------------------------------------------------------
 
 // One injected failure: the call of `op` after `skip` successful ones fails.

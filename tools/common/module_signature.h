@@ -9,12 +9,15 @@
 #include <string>
 #include <vector>
 
+#include "package_writer.h"
+
 namespace setup::pack {
 
 // Where the package of `module` ends: in front of the certificate table of a
 // module signed after packing (and its up to 7 bytes of padding), else at the
 // end of the file. Unlike the library's reader it answers the file's end
 // when neither holds a trailer, so that the table reader can say what is wrong.
+std::uint64_t PackageEndOf(const ByteSource& module);
 std::uint64_t PackageEndOf(const std::vector<char>& module);
 
 // What `verify` reports about a module's signature.
@@ -36,6 +39,7 @@ struct SignatureFacts {
 // Reads the security directory of `module` and walks the certificate table it
 // names: entries of at least 8 bytes, each starting on an 8-byte boundary,
 // filling the table.
+SignatureFacts InspectSignature(const ByteSource& module);
 SignatureFacts InspectSignature(const std::vector<char>& module);
 
 // Takes the signature off a base before a new package goes behind it: cuts
@@ -47,5 +51,17 @@ SignatureFacts InspectSignature(const std::vector<char>& module);
 // follow the table.
 bool RemoveSignature(std::vector<char>& module, std::optional<std::size_t> packageStart,
                      bool* removed, std::string* error);
+
+// Where a base's image ends once its signature is taken off, without
+// touching the file: the image is the first `cut->keep` bytes, and the
+// security directory's entry at `cut->entryOffset` (8 bytes) must be cleared.
+// `cut->signedBase` is false (and `keep` untouched) for an unsigned base.
+struct SignatureCut {
+  bool signedBase = false;
+  std::uint64_t keep = 0;
+  std::uint64_t entryOffset = 0;
+};
+bool PlanSignatureRemoval(const ByteSource& module, std::optional<std::uint64_t> packageStart,
+                          SignatureCut* cut, std::string* error);
 
 }  // namespace setup::pack

@@ -18,6 +18,52 @@ constexpr std::uint32_t kHeaderWord = 4;
 constexpr std::uint32_t kRecordSize = 272;
 constexpr std::uint32_t kTrailerSize = 12;
 constexpr std::uint32_t kNameSize = 256;
+// The largest module a package may end: the library seeks to its first table
+// record with a signed 32-bit distance from the end, and every data offset
+// is a 32-bit word, so 2 GiB - 1 bytes is the limit.
+constexpr std::uint64_t kMaxModuleSize = 0x7FFFFFFFu;
+
+// Bytes read by position: a module in memory or an open file. The package's
+// table is read through it, so that a module file of any size is read in
+// pieces.
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+  virtual std::uint64_t Size() const = 0;
+  // Reads exactly `size` bytes at `offset`; false past the end or on a read error.
+  virtual bool Read(std::uint64_t offset, char* buffer, std::size_t size) const = 0;
+};
+
+// The bytes of a vector.
+class MemorySource final : public ByteSource {
+ public:
+  explicit MemorySource(const std::vector<char>& bytes) : m_bytes(bytes) {}
+  std::uint64_t Size() const override { return m_bytes.size(); }
+  bool Read(std::uint64_t offset, char* buffer, std::size_t size) const override;
+
+ private:
+  const std::vector<char>& m_bytes;
+};
+
+// A host file, open for reading.
+class FileSource final : public ByteSource {
+ public:
+  FileSource() = default;
+  ~FileSource() override;
+  FileSource(const FileSource&) = delete;
+  FileSource& operator=(const FileSource&) = delete;
+  // Opens a regular file; false with a message when it cannot be read.
+  bool Open(const std::string& path, std::string* error);
+  // Takes over the open descriptor of a regular file; false (and closed) otherwise.
+  bool Adopt(int fd);
+  std::uint64_t Size() const override { return m_size; }
+  bool Read(std::uint64_t offset, char* buffer, std::size_t size) const override;
+  int Descriptor() const { return m_fd; }
+
+ private:
+  int m_fd = -1;
+  std::uint64_t m_size = 0;
+};
 
 // One file to store: its name in the package and its bytes.
 struct Entry {
@@ -47,6 +93,7 @@ bool CheckScriptCount(const std::vector<std::string>& names, std::string* error)
 // Where the package at the end of `module` begins (its header word), or none
 // when the module carries no well-formed package.
 std::optional<std::size_t> PackageStart(const std::vector<char>& module);
+std::optional<std::uint64_t> PackageStart(const ByteSource& module);
 
 // Appends a package holding `entries` (in this order) to `module`, which may
 // be empty for a package that stands alone. False, with `module` unchanged and
@@ -59,6 +106,16 @@ bool AppendPackage(std::vector<char>& module, const std::vector<Entry>& entries,
 // the record count and every record's range and name.
 bool ReadPackageTable(const std::vector<char>& module, std::vector<EntryInfo>& entries,
                       std::string* error);
+bool ReadPackageTable(const ByteSource& module, std::vector<EntryInfo>& entries,
+                      std::string* error);
+// The entry named `name` as the library takes it (see FindEntryData); false
+// with a message when there is none.
+bool FindEntry(const std::vector<EntryInfo>& entries, const std::string& name, EntryInfo* entry,
+               std::string* error);
+// Copies `size` bytes at `offset` of `module` to the host file `path`
+// (replaced), in pieces; an all-zero stretch stays a hole of the file.
+bool CopyToFile(const ByteSource& module, std::uint64_t offset, std::uint64_t size,
+                const std::string& path, std::string* error);
 
 // The data of the entry named `name` (exact match; of several, the one nearest
 // the end of the table, as the library takes it).
@@ -69,13 +126,30 @@ bool FindEntryData(const std::vector<char>& module, const std::string& name,
 bool ReadFileBytes(const std::string& path, std::vector<char>& bytes, std::string* error);
 bool WriteFileBytes(const std::string& path, const std::vector<char>& bytes, std::string* error);
 
+// Writes a module to the open host file `fd` (from its start): `image` (the
+// first `imageSize` bytes of a base, none when null), then a package of the
+// host files `files` stored under `names`. The files are copied in pieces, so
+// memory stays bounded whatever their size; all-zero stretches become holes.
+// False with a message when a file cannot be read or the module would pass
+// kMaxModuleSize (a file that grew since `sizes` were taken is caught here).
+bool StreamModule(int fd, const ByteSource* image, std::uint64_t imageSize,
+                  const std::vector<std::string>& files, const std::vector<std::string>& names,
+                  std::string* error);
+// The size of a module of `imageSize` bytes and a package of entries of
+// `sizes`; false with a message when it would pass kMaxModuleSize.
+bool CheckModuleSize(std::uint64_t imageSize, const std::vector<std::uint64_t>& sizes,
+                     std::uint64_t* total, std::string* error);
+
 // Writes `outPath`: the bytes of `basePath` (none when empty) followed by a
 // package of `files`, each stored under its base name. The files must hold
 // exactly one script. A base must be a PE DLL exporting Action; a package it
 // already carries is replaced, not stacked. `notes` receives what was found
-// (the kind of base, a replaced package). A signed base loses its signature
-// (it would not cover the new package): `warnings` says so, and OUT must be
-// signed again.
+// (the kind of base, a replaced package). The module is written to a new file
+// beside `outPath` that replaces it at the end, so `outPath` may also be the
+// base, and a refused or failed run leaves it as it was. Memory stays bounded
+// whatever the files' sizes (the base's image, a DLL, is
+// read whole). A signed base loses its signature (it would not cover the new
+// package): `warnings` says so, and OUT must be signed again.
 bool CreatePackageFile(const std::string& outPath, const std::string& basePath,
                        const std::vector<std::string>& files, std::string* error,
                        std::vector<std::string>* notes = nullptr,

@@ -21,8 +21,8 @@ std::string Lower(std::string text) {
 
 // ---- Reading -------------------------------------------------------------------------
 
-std::uint64_t Hash(std::string_view bytes) {
-  std::uint64_t hash = 1469598103934665603ull;
+// FNV-1a; `hash` continues the hash of the bytes before these.
+std::uint64_t Hash(std::string_view bytes, std::uint64_t hash = 1469598103934665603ull) {
   for (char c : bytes) hash = (hash ^ static_cast<std::uint8_t>(c)) * 1099511628211ull;
   return hash;
 }
@@ -289,9 +289,15 @@ Snapshot Take() {
       start = cut + 1;
     }
     if (!file.directory) {
-      std::optional<std::string> content = sim::GetFile(found.path);
-      file.size = content ? content->size() : found.size;
-      file.hash = content ? Hash(*content) : 0;
+      // Read in pieces: a file of the machine may be as large as a package.
+      std::uint64_t size = 0;
+      std::uint64_t hash = Hash({});
+      const bool read = sim::ReadFilePieces(found.path, [&](const char* bytes, std::size_t length) {
+        size += length;
+        hash = Hash({bytes, length}, hash);
+      });
+      file.size = read ? size : found.size;
+      file.hash = read ? hash : 0;
     }
     state.files.push_back(std::move(file));
   }

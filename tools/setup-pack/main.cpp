@@ -42,12 +42,13 @@ int Create(const std::string& out, const std::string& base, const std::vector<st
   return 0;
 }
 
+// list and extract read the table and the entry from the file in pieces, so
+// that a module of any size needs little memory.
 int List(const std::string& module) {
-  std::vector<char> bytes;
+  setup::pack::FileSource file;
   std::vector<setup::pack::EntryInfo> entries;
   std::string error;
-  if (!setup::pack::ReadFileBytes(module, bytes, &error) ||
-      !setup::pack::ReadPackageTable(bytes, entries, &error)) {
+  if (!file.Open(module, &error) || !setup::pack::ReadPackageTable(file, entries, &error)) {
     return Fail(module + ": " + error);
   }
   for (const auto& entry : entries) {
@@ -57,14 +58,15 @@ int List(const std::string& module) {
 }
 
 int Extract(const std::string& module, const std::string& name, const std::string& dest) {
-  std::vector<char> bytes;
-  std::vector<char> data;
+  setup::pack::FileSource file;
+  std::vector<setup::pack::EntryInfo> entries;
+  setup::pack::EntryInfo entry;
   std::string error;
-  if (!setup::pack::ReadFileBytes(module, bytes, &error) ||
-      !setup::pack::FindEntryData(bytes, name, data, &error)) {
+  if (!file.Open(module, &error) || !setup::pack::ReadPackageTable(file, entries, &error) ||
+      !setup::pack::FindEntry(entries, name, &entry, &error)) {
     return Fail(module + ": " + error);
   }
-  if (!setup::pack::WriteFileBytes(dest, data, &error)) return Fail(error);
+  if (!setup::pack::CopyToFile(file, entry.offset, entry.size, dest, &error)) return Fail(error);
   return 0;
 }
 

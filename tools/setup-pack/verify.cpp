@@ -37,7 +37,7 @@ void Problem(const std::string& path, const std::string& text) {
 
 // Loads the module on a fresh simulated machine and compiles its script with
 // the prelude of `command`. `output` receives what the library printed.
-bool CompileOnMachine(const std::vector<char>& module, const std::string& command,
+bool CompileOnMachine(const pack::FileSource& module, const std::string& command,
                       std::string* output, std::string* problem) {
   std::string error;
   if (!sim::Boot("", &error)) {
@@ -48,7 +48,8 @@ bool CompileOnMachine(const std::vector<char>& module, const std::string& comman
       [output](const char* text, std::size_t length) { output->append(text, length); });
   sim::SetEventSink([](const std::string&) {});
   bool compiled = false;
-  if (!sim::SetModule(kModuleHandle, kModulePath, module)) {
+  // The module is copied onto the machine in pieces.
+  if (!sim::SetModuleFile(kModuleHandle, kModulePath, module.Descriptor())) {
     *problem = "cannot put the module on the simulated machine";
   } else if (!setup::DllMain(kModuleHandle, setup::kDllProcessAttach, nullptr)) {
     *problem = "the library refuses to load this module";
@@ -80,7 +81,7 @@ void Warning(const std::string& path, const std::string& text) {
 // package (when there is one, from `start` to `end`). Answers the number of
 // problems found.
 int ReportSignature(const std::string& path, const pack::SignatureFacts& facts,
-                    std::optional<std::size_t> start, std::uint64_t end) {
+                    std::optional<std::uint64_t> start, std::uint64_t end) {
   using State = pack::SignatureFacts::State;
   switch (facts.state) {
     case State::NotPe:
@@ -122,14 +123,16 @@ int ReportSignature(const std::string& path, const pack::SignatureFacts& facts,
 }  // namespace
 
 int Verify(const std::string& path, const std::string& command) {
-  std::vector<char> bytes;
+  // The module is read in pieces: the table, the image in front of the
+  // package, and the copy onto the machine.
+  pack::FileSource bytes;
   std::string error;
-  if (!pack::ReadFileBytes(path, bytes, &error)) {
+  if (!bytes.Open(path, &error)) {
     Problem(path, error);
     return 1;
   }
   const pack::SignatureFacts signature = pack::InspectSignature(bytes);
-  std::optional<std::size_t> start = pack::PackageStart(bytes);
+  std::optional<std::uint64_t> start = pack::PackageStart(bytes);
   std::vector<pack::EntryInfo> entries;
   if (!start || !pack::ReadPackageTable(bytes, entries, &error)) {
     ReportSignature(path, signature, std::nullopt, 0);
@@ -142,8 +145,11 @@ int Verify(const std::string& path, const std::string& command) {
     ++problems;
   } else {
     std::string summary;
-    const std::vector<char> image(bytes.begin(),
-                                  bytes.begin() + static_cast<std::ptrdiff_t>(*start));
+    std::vector<char> image(static_cast<std::size_t>(*start));
+    if (!bytes.Read(0, image.data(), image.size())) {
+      Problem(path, "cannot read the module");
+      return 1;
+    }
     if (pack::CheckSetupBase(image, &summary, &error)) {
       Found(path, summary);
     } else {

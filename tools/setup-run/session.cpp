@@ -2,7 +2,12 @@
 // pack -> boot -> attach -> Action per command -> detach -> shut down.
 #include "session.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -19,6 +24,7 @@
 #include "diagnose.h"
 #include "entry/action.h"
 #include "entry/startup.h"
+#include "platform/sim/hostio.h"
 #include "platform/sim/machine.h"
 #include "watch.h"
 
@@ -55,6 +61,17 @@ bool ReadHostFile(const std::string& path, std::string* bytes) {
   in.clear();
   bytes->append(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   return !in.bad();
+}
+
+// Opens a host file for reading; -1 for a directory or what cannot be opened.
+int OpenHostFile(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  struct stat info {};
+  if (fd >= 0 && (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode))) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
 }
 
 // The Windows path of a --put file without an explicit destination: the
@@ -215,14 +232,17 @@ bool PrepareMachine(const Options& options, const std::vector<regfile::File>& im
   if (options.noNewdev) plat::DeleteFileA((libraries + "\\newdev.dll").c_str());
 
   for (const PutFile& put : options.putFiles) {
-    std::string bytes;
-    if (!ReadHostFile(put.hostPath, &bytes)) {
+    // Copied in pieces: a file of any size passes through bounded memory.
+    const int fd = OpenHostFile(put.hostPath);
+    if (fd < 0) {
       Complain("cannot read '" + put.hostPath + "'");
       return false;
     }
     const std::string target =
         put.windowsPath.empty() ? DefaultPutPath(put.hostPath) : put.windowsPath;
-    if (!sim::PutFile(target, bytes)) {
+    const bool stored = sim::PutFileFrom(target, fd);
+    ::close(fd);
+    if (!stored) {
       Complain("cannot put '" + put.hostPath + "' at '" + target + "' on the machine");
       return false;
     }
@@ -274,38 +294,80 @@ bool PrepareMachine(const Options& options, const std::vector<regfile::File>& im
   return true;
 }
 
-// The bytes of the module: a --module file as it is, or a package of the
-// script and the --add files.
-bool BuildModule(const Options& options, std::vector<char>* module) {
-  std::string bytes;
+// The module file: a --module file as it is, or a package of the script and
+// the --add files written to a host scratch file. Either way the bytes stay on
+// the host's disk and pass through memory in pieces; a --module that is a pipe
+// is copied to a scratch file first.
+bool BuildModule(const Options& options, setup::pack::FileSource* module) {
+  namespace pack = setup::pack;
   if (!options.module.empty()) {
-    if (!ReadHostFile(options.module, &bytes)) {
+    const int fd = OpenHostFile(options.module);
+    if (fd < 0) {
       Complain("cannot read module '" + options.module + "'");
       return false;
     }
-    module->assign(bytes.begin(), bytes.end());
+    struct stat info {};
+    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) return module->Adopt(fd);
+    const int scratch = hostio::OpenScratchFile();
+    bool copied = scratch >= 0;
+    char piece[65536];
+    for (std::uint64_t at = 0; copied;) {
+      const ssize_t got = ::read(fd, piece, sizeof piece);
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) {
+        copied = got == 0;
+        break;
+      }
+      copied = hostio::WriteSparse(scratch, at, piece, static_cast<std::size_t>(got), at);
+      at += static_cast<std::uint64_t>(got);
+    }
+    ::close(fd);
+    if (!copied || !module->Adopt(scratch)) {
+      Complain("cannot read module '" + options.module + "'");
+      return false;
+    }
     return true;
   }
   std::vector<std::string> files = {options.script};
   files.insert(files.end(), options.addFiles.begin(), options.addFiles.end());
-  std::vector<setup::pack::Entry> entries;
+  std::vector<std::string> names;
+  std::vector<std::uint64_t> sizes;
+  std::string error;
   for (const std::string& file : files) {
-    if (!ReadHostFile(file, &bytes)) {
+    const int fd = OpenHostFile(file);
+    struct stat info {};
+    if (fd < 0 || ::fstat(fd, &info) != 0) {
+      if (fd >= 0) ::close(fd);
       Complain("cannot read '" + file + "'");
       return false;
     }
-    entries.push_back({setup::pack::BaseName(file), std::vector<char>(bytes.begin(), bytes.end())});
+    ::close(fd);
+    sizes.push_back(S_ISREG(info.st_mode) ? static_cast<std::uint64_t>(info.st_size) : 0);
+    names.push_back(pack::BaseName(file));
+    if (!pack::IsValidEntryName(names.back(), &error)) {
+      Complain(error);
+      return false;
+    }
   }
-  std::string error;
-  if (!setup::pack::AppendPackage(*module, entries, &error)) {
+  if (!pack::CheckModuleSize(0, sizes, nullptr, &error)) {
     Complain(error);
     return false;
   }
-  return true;
+  const int scratch = hostio::OpenScratchFile();
+  if (scratch < 0) {
+    Complain("cannot create a scratch file for the module");
+    return false;
+  }
+  if (!pack::StreamModule(scratch, nullptr, 0, files, names, &error)) {
+    ::close(scratch);
+    Complain(error);
+    return false;
+  }
+  return module->Adopt(scratch);
 }
 
 // The facts of the script to run: SCRIPT, or the "CXX" entry of a --module.
-ScriptFacts ScriptFactsOf(const Options& options, const std::vector<char>& module) {
+ScriptFacts ScriptFactsOf(const Options& options, const setup::pack::FileSource& module) {
   std::string bytes;
   if (options.module.empty()) {
     ReadHostFile(options.script, &bytes);
@@ -315,12 +377,10 @@ ScriptFacts ScriptFactsOf(const Options& options, const std::vector<char>& modul
   std::string label = options.module;
   if (setup::pack::ReadPackageTable(module, entries, nullptr)) {
     for (auto it = entries.rbegin(); it != entries.rend(); ++it) {
-      const std::size_t dot = it->name.rfind('.');
-      std::string ext = dot == std::string::npos ? "" : it->name.substr(dot + 1);
-      for (char& c : ext) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-      if (ext != "CXX") continue;
+      if (!setup::pack::IsScriptName(it->name)) continue;
       label = it->name;
-      bytes.assign(module.begin() + it->offset, module.begin() + it->offset + it->size);
+      bytes.resize(it->size);
+      if (!module.Read(it->offset, bytes.data(), bytes.size())) bytes.clear();
       break;
     }
   }
@@ -423,7 +483,7 @@ std::vector<std::string> Wow64Warnings(const snapshot::Snapshot& before,
 int RunSession(const Options& options, SessionReport* report) {
   std::vector<regfile::File> imports;
   if (!ReadImports(options, &imports) || !CheckExportKeys(options)) return kExitUsage;
-  std::vector<char> module;
+  setup::pack::FileSource module;
   if (!options.show && !BuildModule(options, &module)) return kExitUsage;
   ScriptFacts facts = ScriptFactsOf(options, module);
   if (options.watcher != nullptr) PrepareWatcher(options, facts.label);
@@ -449,14 +509,12 @@ int RunSession(const Options& options, SessionReport* report) {
     std::fflush(stdout);
     return finish(kExitOk, nullptr);
   }
-  if (!PrepareMachine(options, imports) || !sim::SetModule(kModuleHandle, kModulePath, module)) {
+  if (!PrepareMachine(options, imports) ||
+      !sim::SetModuleFile(kModuleHandle, kModulePath, module.Descriptor())) {
     sim::ClearFailures();
     sim::Shutdown();
     return kExitUsage;
   }
-  // The machine holds the module file now, as Windows would hold the DLL's;
-  // a copy kept here would count in the run's memory.
-  std::vector<char>().swap(module);
   setup::theGlobal.m_nStepLimit = options.stepLimit;
   setup::theGlobal.m_nPassLimit = options.passLimit;
   if (report != nullptr) {

@@ -858,14 +858,13 @@ bool CopyDriverFiles(const Inf& inf, const std::string& installSection, const st
         infDir + (copy.sourceDir.empty() ? "" : copy.sourceDir + "\\") + copy.source;
     Resolved from = Resolve(source.c_str());
     Resolved to = Resolve(copy.destination.c_str());
-    std::string content;
-    if (from.error != 0 || !from.exists || from.isDirectory ||
-        !Files().ReadAll(from.path, &content)) {
+    if (from.error != 0 || !from.exists || from.isDirectory) {
       *error = plat::ERROR_FILE_NOT_FOUND;
       return false;
     }
+    // The store copies without holding the file in memory: drivers are large.
     if (to.error != 0 || !to.parentExists || to.isDirectory ||
-        !Files().WriteAll(to.path, content)) {
+        Files().Copy(from.path, to.path) != 0) {
       *error = to.error != 0 ? to.error : plat::ERROR_PATH_NOT_FOUND;
       return false;
     }

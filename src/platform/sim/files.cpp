@@ -2,7 +2,9 @@
 // machine, with Windows error codes and share modes.
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <map>
+#include <new>
 #include <set>
 
 #include "platform/sim/simcore.h"
@@ -30,7 +32,7 @@ std::multimap<std::string, FileObject*>& OpenFiles() {
 
 struct FileObject : KernelObject {
   std::string key;
-  std::unique_ptr<OpenFile> file;
+  std::shared_ptr<OpenFile> file;  // shared with the mappings made of it
   DWORD access = 0;
   DWORD share = 0;
   std::uint64_t position = 0;
@@ -52,8 +54,12 @@ struct FileObject : KernelObject {
   bool CanWrite() const { return (access & kWriteAccess) != 0; }
 };
 
+// A mapping keeps its file open, as on Windows, where the file handle may be
+// closed once the mapping exists. A view copies its bytes out of the file when
+// it is mapped, so a mapping costs no memory and a view only its own size.
 struct MappingObject : KernelObject {
-  std::vector<char> bytes;  // snapshot of the file at mapping time
+  std::shared_ptr<OpenFile> file;
+  std::uint64_t size = 0;  // the mapping's size: the file's when it was made
 };
 
 struct View {
@@ -317,12 +323,8 @@ HANDLE CreateFileMappingA(HANDLE file, SECURITY_ATTRIBUTES*, DWORD protect, DWOR
   }
   if (wanted > fileSize) return Fail<HANDLE>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
   auto mapping = std::make_unique<MappingObject>();
-  mapping->bytes.resize(static_cast<std::size_t>(wanted));
-  std::size_t got = 0;
-  if (!f->file->Read(0, mapping->bytes.data(), mapping->bytes.size(), &got, &error)) {
-    return Fail<HANDLE>(error, nullptr);
-  }
-  if (got < mapping->bytes.size()) return Fail<HANDLE>(kErrorFileInvalid, nullptr);
+  mapping->file = f->file;
+  mapping->size = wanted;
   SetError(ERROR_SUCCESS);
   return AddHandle(std::move(mapping));
 }
@@ -335,14 +337,26 @@ void* MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offset
   if (access != FILE_MAP_READ) return Fail<void*>(ERROR_ACCESS_DENIED, nullptr);
   std::uint64_t offset = (static_cast<std::uint64_t>(offsetHigh) << 32) | offsetLow;
   if (offset % 65536 != 0) return Fail<void*>(kErrorMappedAlignment, nullptr);
-  std::uint64_t size = m->bytes.size();
+  const std::uint64_t size = m->size;
   if (offset >= size) return Fail<void*>(ERROR_ACCESS_DENIED, nullptr);
-  if (bytes == 0) bytes = static_cast<std::size_t>(size - offset);
+  if (bytes == 0) {
+    // A whole view must fit the address space: a 64-bit one always does, a
+    // simulated one as far as the host can allocate it.
+    if (size - offset > std::numeric_limits<std::size_t>::max())
+      return Fail<void*>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
+    bytes = static_cast<std::size_t>(size - offset);
+  }
   if (bytes > size - offset) return Fail<void*>(ERROR_ACCESS_DENIED, nullptr);
   View view;
-  view.data = std::make_unique<char[]>(bytes);
+  view.data.reset(new (std::nothrow) char[bytes]);
+  if (!view.data) return Fail<void*>(ERROR_NOT_ENOUGH_MEMORY, nullptr);
   view.size = bytes;
-  std::memcpy(view.data.get(), m->bytes.data() + offset, bytes);
+  std::size_t got = 0;
+  DWORD error = 0;
+  if (!m->file->Read(offset, view.data.get(), bytes, &got, &error))
+    return Fail<void*>(error, nullptr);
+  // A file cut short since the mapping was made reads as zeros past its end.
+  if (got < bytes) std::memset(view.data.get() + got, 0, bytes - got);
   const char* base = view.data.get();
   Views().emplace(base, std::move(view));
   SetError(ERROR_SUCCESS);

@@ -20,6 +20,10 @@ namespace sim::detail {
 // components are spelt as stored (path resolution matches them first); a
 // store compares names without regard to case only in Match.
 
+// A file of a temporary machine larger than this keeps its bytes in an
+// unlinked scratch file on the host instead of in memory.
+constexpr std::uint64_t kMemoryFileLimit = 4 * 1024 * 1024;
+
 // One file or directory.
 struct StoreEntry {
   std::string name;          // last component as stored

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "platform/sim/filestore.h"
+#include "platform/sim/hostio.h"
 #include "platform/sim/simcore.h"
 
 namespace sim::detail {
@@ -66,15 +67,15 @@ class HostFile final : public OpenFile {
   bool Write(std::uint64_t offset, const char* data, std::size_t size, std::size_t* done,
              DWORD* error) override {
     *done = 0;
-    while (*done < size) {
-      ssize_t put = ::pwrite(m_fd, data + *done, size - *done, static_cast<off_t>(offset + *done));
-      if (put < 0) {
-        if (errno == EINTR) continue;
-        *error = HostError(errno);
-        return false;
-      }
-      *done += static_cast<std::size_t>(put);
+    // Zero blocks past the end stay holes: a large, mostly empty file
+    // extracted onto a kept machine costs no disk for its empty parts.
+    std::uint64_t fileSize = 0;
+    if (!Size(&fileSize, error)) return false;
+    if (!hostio::WriteSparse(m_fd, offset, data, size, fileSize)) {
+      *error = HostError(errno);
+      return false;
     }
+    *done = size;
     return true;
   }
   bool Size(std::uint64_t* size, DWORD* error) override {

@@ -2,22 +2,26 @@
 // events, fault injection and the control interface of machine.h.
 #include "platform/sim/machine.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
 #include <fstream>
 #include <limits>
 #include <map>
+#include <new>
 #include <optional>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
 
+#include "platform/sim/hostio.h"
 #include "platform/sim/simcore.h"
 #include "platform/sim/stateread.h"
 
@@ -673,7 +677,66 @@ bool MakeParents(const Resolved& r) {
   if (r.error != 0 || r.isDirectory || r.name.empty()) return false;
   return Files().MakeDirectories(r.path.substr(0, r.path.find_last_of('/')));
 }
+
+// Creates or replaces the file at `windowsPath` (and its missing
+// directories) with the bytes of `fd`, one piece at a time: a regular file's
+// from its start, its holes skipped (they stay holes where the store can keep
+// them), a pipe's to its end.
+bool CopyIn(const std::string& windowsPath, int fd) {
+  EnsureDrive(windowsPath);
+  Resolved r = Resolve(windowsPath.c_str());
+  if (!MakeParents(r)) return false;
+  r = Resolve(windowsPath.c_str());
+  plat::DWORD error = 0;
+  std::unique_ptr<OpenFile> file = Files().Open(r.path, !r.exists, true, &error);
+  if (!file) return false;
+  constexpr std::size_t kPiece = 1024 * 1024;
+  std::unique_ptr<char[]> piece(new (std::nothrow) char[kPiece]);
+  if (!piece) return false;
+  std::size_t done = 0;
+  struct stat info {};
+  if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+    const auto size = static_cast<std::uint64_t>(info.st_size);
+    for (std::uint64_t at = 0; at < size;) {
+      off_t data = ::lseek(fd, static_cast<off_t>(at), SEEK_DATA);
+      if (data < 0 && errno == ENXIO) break;  // only a hole is left
+      if (data < 0) data = static_cast<off_t>(at);
+      off_t hole = ::lseek(fd, data, SEEK_HOLE);
+      if (hole < 0 || static_cast<std::uint64_t>(hole) > size) hole = static_cast<off_t>(size);
+      for (auto p = static_cast<std::uint64_t>(data); p < static_cast<std::uint64_t>(hole);) {
+        const auto want = static_cast<std::size_t>(
+            std::min<std::uint64_t>(kPiece, static_cast<std::uint64_t>(hole) - p));
+        std::size_t got = 0;
+        if (!hostio::ReadAt(fd, p, piece.get(), want, &got) || got == 0) return false;
+        if (!file->Write(p, piece.get(), got, &done, &error)) return false;
+        p += got;
+      }
+      at = static_cast<std::uint64_t>(hole);
+    }
+    return file->Truncate(size, &error);
+  }
+  for (std::uint64_t at = 0;;) {
+    const ssize_t got = ::read(fd, piece.get(), kPiece);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return false;
+    if (got == 0) return true;
+    if (!file->Write(at, piece.get(), static_cast<std::size_t>(got), &done, &error)) return false;
+    at += static_cast<std::uint64_t>(got);
+  }
+}
 }  // namespace
+
+bool SetModuleFile(plat::HMODULE module, const std::string& windowsPath, int fd) {
+  if (!CopyIn(windowsPath, fd)) return false;
+  Machine& m = M();
+  m.module = module;
+  m.modulePath = windowsPath;
+  return true;
+}
+
+bool PutFileFrom(const std::string& windowsPath, int fd) {
+  return CopyIn(windowsPath, fd);
+}
 
 bool SetModule(plat::HMODULE module, const std::string& windowsPath,
                const std::vector<char>& bytes) {
@@ -708,6 +771,25 @@ std::optional<std::string> GetFile(const std::string& windowsPath) {
   std::string content;
   if (!Files().ReadAll(r.path, &content)) return std::nullopt;
   return content;
+}
+
+bool ReadFilePieces(const std::string& windowsPath,
+                    const std::function<void(const char* bytes, std::size_t size)>& piece) {
+  Resolved r = Resolve(windowsPath.c_str());
+  if (r.error != 0 || !r.exists || r.isDirectory) return false;
+  plat::DWORD error = 0;
+  std::unique_ptr<OpenFile> file = Files().Open(r.path, false, false, &error);
+  if (!file) return false;
+  constexpr std::size_t kPiece = 1024 * 1024;
+  std::unique_ptr<char[]> buffer(new (std::nothrow) char[kPiece]);
+  if (!buffer) return false;
+  for (std::uint64_t at = 0;;) {
+    std::size_t done = 0;
+    if (!file->Read(at, buffer.get(), kPiece, &done, &error)) return false;
+    if (done == 0) return true;
+    piece(buffer.get(), done);
+    at += done;
+  }
 }
 
 void QueueAnswer(int answer) {

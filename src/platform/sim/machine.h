@@ -97,6 +97,12 @@ Profile& GetProfile();
 bool SetModule(plat::HMODULE module, const std::string& windowsPath,
                const std::vector<char>& bytes);
 
+// SetModule and PutFile with the bytes of the open host file `fd` (a regular
+// file from its start, or a pipe to its end), copied in pieces: a file of any
+// size passes through bounded memory.
+bool SetModuleFile(plat::HMODULE module, const std::string& windowsPath, int fd);
+bool PutFileFrom(const std::string& windowsPath, int fd);
+
 // The host path a Windows path maps to on a machine kept in a directory
 // (existing components in their host spelling); empty when the path is
 // invalid or names an unknown drive, and on a temporary machine, whose files
@@ -105,6 +111,10 @@ std::string HostPath(const std::string& windowsPath);
 // Creates or replaces a file (and its missing directories); reads a file.
 bool PutFile(const std::string& windowsPath, std::string_view content);
 std::optional<std::string> GetFile(const std::string& windowsPath);
+// Reads a file from start to end in pieces of at most 1 MiB, handing each to
+// `piece` (a file of any size in bounded memory); false when it cannot be read.
+bool ReadFilePieces(const std::string& windowsPath,
+                    const std::function<void(const char* bytes, std::size_t size)>& piece);
 
 // ---- Per-run settings (not persisted) -------------------------------------
 // Answers for the next message boxes, in order; without one a box answers its
