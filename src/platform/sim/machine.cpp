@@ -694,11 +694,12 @@ std::string HostPath(const std::string& windowsPath) {
   return r.error != 0 ? std::string() : Files().HostPath(r.path);
 }
 
-bool PutFile(const std::string& windowsPath, std::string_view content) {
+bool PutFile(const std::string& windowsPath, std::string_view content, bool wow64) {
   EnsureDrive(windowsPath);
-  Resolved r = Resolve(windowsPath.c_str());
+  const bool redirect = wow64 && M().profile.amd64;
+  Resolved r = ResolveIn(windowsPath.c_str(), false, redirect);
   if (!MakeParents(r)) return false;
-  r = Resolve(windowsPath.c_str());
+  r = ResolveIn(windowsPath.c_str(), false, redirect);
   return Files().WriteAll(r.path, content);
 }
 

@@ -103,7 +103,9 @@ bool SetModule(plat::HMODULE module, const std::string& windowsPath,
 // live in memory.
 std::string HostPath(const std::string& windowsPath);
 // Creates or replaces a file (and its missing directories); reads a file.
-bool PutFile(const std::string& windowsPath, std::string_view content);
+// With `wow64`, the path is the 32-bit process's on a 64-bit machine (a
+// relative path below system32 lands in SysWOW64, where the process looks).
+bool PutFile(const std::string& windowsPath, std::string_view content, bool wow64 = false);
 std::optional<std::string> GetFile(const std::string& windowsPath);
 
 // ---- Per-run settings (not persisted) -------------------------------------
