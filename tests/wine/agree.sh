@@ -12,11 +12,17 @@
 # A case runs when its options are only packed files (--add), and those that
 # leave it independent of the machine: --put of a relative file (copied into
 # the working directory on both sides), --check (the compiler's messages,
-# which Action prints too) and --fixed-time, and those that name the machine
-# the prefix is: --profile 7-64, and --wow64 (32-bit DLL only). Left out, each
+# which Action prints too) and --fixed-time, and those that name a machine
+# the prefix can be: --wow64 (32-bit DLL only) and --profile of a 64-bit
+# Windows 7 or later (7-64, 8-64, 10-64, 11-64). Both sides run on the
+# machine the prefix is, 64-bit Windows 7; a case recorded on a later
+# version runs on the simulator once more with --profile 7-64 in its place,
+# and that run must give the case's own .out and .err: a case whose result
+# depends on the version differs here (it needs a 7-64 twin). Left out, each
 # with its reason in docs/wine.md: cases whose .cmd says "# not under Wine:
-# REASON" (for both DLLs) or "# not under Wine 32: REASON" (32-bit DLL only),
-# and cases where the runner itself fails (an "exit N" line in the .err).
+# REASON" (for both DLLs) or "# not under Wine 32: REASON" / "# not under
+# Wine 64: REASON" (one DLL only), and cases where the runner itself fails
+# (an "exit N" line in the .err).
 #
 # All cases run in one Wine process (setup-host --batch), which saves Wine's
 # start-up per case; a case the batch did not finish runs again on its own.
@@ -47,6 +53,8 @@ while IFS= read -r -d '' script; do
   options=()
   puts=()
   commands=()
+  own_options=()
+  later_profile=
   usable=1
   if [ -f "$base.cmd" ]; then
     first=1
@@ -55,6 +63,7 @@ while IFS= read -r -d '' script; do
       if [ $first -eq 1 ]; then
         first=0
         read -ra words <<<"$line"
+        own_options=("${words[@]}")
         i=0
         while [ $i -lt ${#words[@]} ]; do
           case "${words[$i]}" in
@@ -69,7 +78,11 @@ while IFS= read -r -d '' script; do
             # 32-bit DLL under WOW64 for a --wow64 case.
             --wow64) [ "$bits" = 32 ] || { usable=0; break; }; i=$((i + 1)) ;;
             --profile)
-              [ "${words[$((i + 1))]:-}" = 7-64 ] || { usable=0; break; }
+              case "${words[$((i + 1))]:-}" in
+                7-64) ;;
+                8-64 | 10-64 | 11-64) later_profile=${words[$((i + 1))]} ;;
+                *) usable=0; break ;;
+              esac
               i=$((i + 2)) ;;
             *) usable=0; break ;;
           esac
@@ -110,6 +123,27 @@ while IFS= read -r -d '' script; do
   (cd "$dir" && "$setup_run" --fixed-time "${sim_machine[@]}" "${add_args[@]}" \
     -- "$(basename "$script")" "${commands[@]}") >"$case_dir/sim.out" 2>"$case_dir/sim.err"
 
+  # A case recorded on a later Windows is compared on Windows 7: the case's
+  # own options with --profile 7-64 must give its recorded result.
+  if [ -n "$later_profile" ]; then
+    on7=()
+    for word in "${own_options[@]}"; do
+      [ "$word" = "$later_profile" ] && word=7-64
+      on7+=("$word")
+    done
+    (cd "$dir" && "$setup_run" --fixed-time "${on7[@]}" -- "$(basename "$script")" \
+      "${commands[@]}") >"$case_dir/on7.out" 2>"$case_dir/on7.err"
+    if ! cmp -s "$case_dir/on7.out" "$base.out" ||
+      { [ -f "$base.err" ] && ! cmp -s "$case_dir/on7.err" "$base.err"; }; then
+      echo "the result on --profile 7-64 is not the one recorded on --profile $later_profile" \
+        "(give the case a 7-64 twin):" >"$case_dir/failed"
+      diff -u --label "$name.out" --label "on 7-64" "$base.out" "$case_dir/on7.out" \
+        >"$case_dir/on7.diff"
+      [ -f "$base.err" ] && diff -u --label "$name.err" --label "on 7-64" "$base.err" \
+        "$case_dir/on7.err" >>"$case_dir/on7.diff"
+    fi
+  fi
+
   {
     echo "@case"
     winpath "$case_dir"; echo
@@ -146,7 +180,7 @@ for name in "${cases[@]}"; do
   if [ -f "$case_dir/failed" ]; then
     differ=$((differ + 1))
     echo "DIFFER: $name ($(cat "$case_dir/failed"))"
-    cat "$case_dir/pack.log"
+    cat "$case_dir/pack.log" "$case_dir/on7.diff" 2>/dev/null
     continue
   fi
   # The C runtime under Windows may write text-mode line ends.

@@ -110,6 +110,11 @@ wine_setup() {
     "$wine64_bin" wineboot --shutdown >/dev/null 2>&1
     fresh_dir "$WINEPREFIX"
   fi
+  # Windows has a SysWOW64\drivers directory, where a 32-bit process's
+  # system32\drivers leads; Wine's prefix has none (docs/wine.md).
+  if [ "$bits" = 32 ] && [ -d "$WINEPREFIX/drive_c/windows/syswow64" ]; then
+    mkdir -p "$WINEPREFIX/drive_c/windows/syswow64/drivers"
+  fi
   # The prefix reports Windows 7 (6.1.7601 SP1), like the simulated machine.
   if [ ! -f "$WINEPREFIX/.win7" ]; then
     timeout 600 "$wine64_bin" reg add 'HKCU\Software\Wine' /v Version /d win7 /f \

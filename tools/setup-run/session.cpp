@@ -238,9 +238,11 @@ bool PrepareMachine(const Options& options, const std::vector<regfile::File>& im
       Complain("cannot read '" + put.hostPath + "'");
       return false;
     }
-    const std::string target =
-        put.windowsPath.empty() ? DefaultPutPath(put.hostPath) : put.windowsPath;
-    const bool stored = sim::PutFileFrom(target, fd);
+    // Without a destination the file goes to the current directory as the
+    // process sees it: under WOW64 the default one, system32, is SysWOW64.
+    const bool relative = put.windowsPath.empty();
+    const std::string target = relative ? DefaultPutPath(put.hostPath) : put.windowsPath;
+    const bool stored = sim::PutFileFrom(target, fd, relative && options.wow64);
     ::close(fd);
     if (!stored) {
       Complain("cannot put '" + put.hostPath + "' at '" + target + "' on the machine");

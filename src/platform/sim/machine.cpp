@@ -681,12 +681,13 @@ bool MakeParents(const Resolved& r) {
 // Creates or replaces the file at `windowsPath` (and its missing
 // directories) with the bytes of `fd`, one piece at a time: a regular file's
 // from its start, its holes skipped (they stay holes where the store can keep
-// them), a pipe's to its end.
-bool CopyIn(const std::string& windowsPath, int fd) {
+// them), a pipe's to its end. With `redirect`, the path is the 32-bit
+// process's on a 64-bit machine.
+bool CopyIn(const std::string& windowsPath, int fd, bool redirect = false) {
   EnsureDrive(windowsPath);
-  Resolved r = Resolve(windowsPath.c_str());
+  Resolved r = ResolveIn(windowsPath.c_str(), false, redirect);
   if (!MakeParents(r)) return false;
-  r = Resolve(windowsPath.c_str());
+  r = ResolveIn(windowsPath.c_str(), false, redirect);
   plat::DWORD error = 0;
   std::unique_ptr<OpenFile> file = Files().Open(r.path, !r.exists, true, &error);
   if (!file) return false;
@@ -734,8 +735,8 @@ bool SetModuleFile(plat::HMODULE module, const std::string& windowsPath, int fd)
   return true;
 }
 
-bool PutFileFrom(const std::string& windowsPath, int fd) {
-  return CopyIn(windowsPath, fd);
+bool PutFileFrom(const std::string& windowsPath, int fd, bool wow64) {
+  return CopyIn(windowsPath, fd, wow64 && M().profile.amd64);
 }
 
 bool SetModule(plat::HMODULE module, const std::string& windowsPath,
@@ -757,11 +758,12 @@ std::string HostPath(const std::string& windowsPath) {
   return r.error != 0 ? std::string() : Files().HostPath(r.path);
 }
 
-bool PutFile(const std::string& windowsPath, std::string_view content) {
+bool PutFile(const std::string& windowsPath, std::string_view content, bool wow64) {
   EnsureDrive(windowsPath);
-  Resolved r = Resolve(windowsPath.c_str());
+  const bool redirect = wow64 && M().profile.amd64;
+  Resolved r = ResolveIn(windowsPath.c_str(), false, redirect);
   if (!MakeParents(r)) return false;
-  r = Resolve(windowsPath.c_str());
+  r = ResolveIn(windowsPath.c_str(), false, redirect);
   return Files().WriteAll(r.path, content);
 }
 

@@ -99,9 +99,9 @@ bool SetModule(plat::HMODULE module, const std::string& windowsPath,
 
 // SetModule and PutFile with the bytes of the open host file `fd` (a regular
 // file from its start, or a pipe to its end), copied in pieces: a file of any
-// size passes through bounded memory.
+// size passes through bounded memory. `wow64` as for PutFile.
 bool SetModuleFile(plat::HMODULE module, const std::string& windowsPath, int fd);
-bool PutFileFrom(const std::string& windowsPath, int fd);
+bool PutFileFrom(const std::string& windowsPath, int fd, bool wow64 = false);
 
 // The host path a Windows path maps to on a machine kept in a directory
 // (existing components in their host spelling); empty when the path is
@@ -109,7 +109,9 @@ bool PutFileFrom(const std::string& windowsPath, int fd);
 // live in memory.
 std::string HostPath(const std::string& windowsPath);
 // Creates or replaces a file (and its missing directories); reads a file.
-bool PutFile(const std::string& windowsPath, std::string_view content);
+// With `wow64`, the path is the 32-bit process's on a 64-bit machine (a
+// relative path below system32 lands in SysWOW64, where the process looks).
+bool PutFile(const std::string& windowsPath, std::string_view content, bool wow64 = false);
 std::optional<std::string> GetFile(const std::string& windowsPath);
 // Reads a file from start to end in pieces of at most 1 MiB, handing each to
 // `piece` (a file of any size in bounded memory); false when it cannot be read.

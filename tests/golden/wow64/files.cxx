@@ -1,7 +1,8 @@
 // The file system redirector of a 32-bit process on 64-bit Windows 10:
 // system32 and everything below it is SysWOW64, the drivers directory too;
 // Sysnative reaches the real system32; the exempt subdirectories stay in
-// the real system32. The WINDIR constants still name system32.
+// the real system32 (driverstore: files_driverstore). The WINDIR constants
+// still name system32.
 string szProbe = WINDIR_TEMP + "\golden_wow64_probe.tmp"
 string szNative = WINDIR + "\Sysnative"
 string szWow = WINDIR + "\SysWOW64"
@@ -47,8 +48,6 @@ num main() {
   place("logfiles", "\logfiles")
   createdirectory(szNative + "\spool")
   place("spool", "\spool")
-  createdirectory(szNative + "\driverstore")
-  place("driverstore", "\driverstore")
   // Through Sysnative the process writes the real system32\drivers.
   sayn("native written", extractresfile("payload.bin", szNative + "\drivers\golden_native.sys"))
   sayn("native through system32", exists(WINDIR_SYSTEM32_DRIVERS + "\golden_native.sys"))

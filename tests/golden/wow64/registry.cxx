@@ -1,9 +1,8 @@
 // The registry redirector of a 32-bit process on 64-bit Windows 10:
-// HKLM\SOFTWARE is HKLM\SOFTWARE\WOW6432Node but for the shared keys, the
-// enumeration of HKLM\SOFTWARE shows no WOW6432Node, and of the class
-// registrations CLSID is kept apart while file types are shared.
+// HKLM\SOFTWARE is HKLM\SOFTWARE\WOW6432Node, the enumeration of
+// HKLM\SOFTWARE shows no WOW6432Node, and of the class registrations CLSID
+// is kept apart (the shared keys: registry_shared).
 string szKey = "SOFTWARE\Golden WOW64"
-string szSetup = "SOFTWARE\Microsoft\Windows\CurrentVersion\Setup\Golden WOW64"
 string szClsid = "CLSID\{6A7D0C1E-5E7A-4C0F-8F3B-2D1C0B0AB164}"
 
 num say(string text) {
@@ -38,20 +37,11 @@ num main() {
   sayn("WOW6432Node listed", nWow)
   sayn("Golden WOW64 listed", nGolden)
 
-  // A shared key: one copy for both views, none below WOW6432Node.
-  addregvalues(HKEY_LOCAL_MACHINE, szSetup, "View", REG_TYPE_SZ, "shared")
-  sayn("shared key read", checkregstatus(HKEY_LOCAL_MACHINE, szSetup))
-  sayn("shared key below WOW6432Node", checkregstatus(HKEY_LOCAL_MACHINE, "SOFTWARE\WOW6432Node\Microsoft\Windows\CurrentVersion\Setup\Golden WOW64"))
-
-  // Class registrations: CLSID redirected, file types shared (Windows 7 on).
+  // Class registrations: CLSID redirected (file types: registry_shared).
   addregvalues(HKEY_CLASSES_ROOT, szClsid, "Golden", REG_TYPE_SZ, "golden")
   sayn("CLSID below Wow6432Node", checkregstatus(HKEY_CLASSES_ROOT, "Wow6432Node\" + szClsid))
-  addregvalues(HKEY_CLASSES_ROOT, ".goldenwow64", "Golden", REG_TYPE_SZ, "golden")
-  sayn("file type below Wow6432Node", checkregstatus(HKEY_CLASSES_ROOT, "Wow6432Node\.goldenwow64"))
 
   deletereg(HKEY_CLASSES_ROOT, szClsid)
-  deletereg(HKEY_CLASSES_ROOT, ".goldenwow64")
-  deletereg(HKEY_LOCAL_MACHINE, szSetup)
   deletereg(HKEY_LOCAL_MACHINE, szKey)
   sayn("gone", checkregstatus(HKEY_LOCAL_MACHINE, szKey))
   return 0

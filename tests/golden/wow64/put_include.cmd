@@ -1,0 +1,1 @@
+--profile 10-64 --wow64 --put include/common.inc
