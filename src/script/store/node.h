@@ -151,6 +151,7 @@ struct LoopContext {
 struct LoopCase {
   std::int32_t m_nLabel;
   std::int32_t m_nTarget;
+  const SyntaxNode* m_pSection;  // the CaseT node (its text: a string label)
 };
 struct LoopSwitch {
   std::int32_t m_nFirst;  // its cases in m_Cases, in section order
