@@ -423,10 +423,28 @@ SETUP_ALWAYS_INLINE int OperandInt(SyntaxNode* node, std::int32_t& out, Value& o
 // depth (so none of them can fail). A name that does not hold a num, an
 // index out of range or a division by 0 abandons the program before anything has changed, and the
 // tree walk runs the tree instead, with its messages; the program is then
-// dropped. Folding is skipped, which only the step count could show.
+// dropped.
+//
+// A tree of literals and the operators that fold gets no program: the walk
+// folds it into a literal on its first execution, and a literal behaves
+// differently from an operator where nothing consumes it (a statement
+// `2 * 3` passes once, then fails as a bare `6`). Inside a larger tree a
+// subtree of literals is computed without folding: its parent never folds
+// (some operand is not a literal), and the literal it would become gives the
+// same number to that parent.
 
 constexpr int kMaxProgramDepth = 16;
 constexpr int kMaxProgramSteps = 64;
+
+// True when `node` is a num literal, or an operator that folds over two
+// trees of literals: the walk would turn it into one literal.
+bool IsLiteralTree(const SyntaxNode* node, int depth) {
+  if (node == nullptr || depth > kMaxProgramDepth) return false;
+  if (node->m_nKind == NodeKind::NumT) return true;
+  return node->m_nKind == NodeKind::OpT && FindBinaryRule(node->m_nOp) != nullptr &&
+         IsLiteralTree(node->m_pChild2.get(), depth + 1) &&
+         IsLiteralTree(node->m_pChild0.get(), depth + 1);
+}
 
 bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& count) {
   if (node == nullptr || !node->m_bConsumed || node->m_pNext != nullptr) return false;
@@ -487,8 +505,8 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
     std::int32_t count = 0;
     SyntaxNode* left = node->m_pChild2.get();
     SyntaxNode* right = node->m_pChild0.get();
-    if (AppendSteps(left, 1, steps, count) && AppendSteps(right, 1, steps, count) &&
-        count < kMaxProgramSteps) {
+    if (!IsLiteralTree(node, 0) && AppendSteps(left, 1, steps, count) &&
+        AppendSteps(right, 1, steps, count) && count < kMaxProgramSteps) {
       steps[count++] = NumStep{2, node->m_nOp, nullptr};
       auto* program = new (std::nothrow) NumProgram;
       if (program != nullptr) {
