@@ -371,20 +371,6 @@ bool ChangesNothing(const SyntaxNode* node, int& budget) {
   }
 }
 
-// The string variable that a name argument reads, when its text may be
-// lent to the handler instead of copied: an IdT whose variable holds a
-// string scalar, with the checks IdValue makes (after the node checks of
-// Eval). None when the argument must be evaluated as a value.
-const Variable* LendableText(SyntaxNode* node) {
-  if (node == nullptr || node->m_nKind != NodeKind::IdT || !node->m_bConsumed ||
-      node->m_pNext != nullptr || !node->m_szText) {
-    return nullptr;
-  }
-  const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
-  if (var == nullptr || var->m_nType != ValueType::String || var->m_pArray) return nullptr;
-  return var;
-}
-
 // Evaluates the arguments of a built-in call in order, with the type checks
 // and messages of the call, into `values` and the handler's views `args`.
 // A string variable's text is lent rather than copied when no later
@@ -394,21 +380,23 @@ int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, Value* values, Bu
   SyntaxNode* item = node->m_pItems.get();
   for (; item != nullptr && k < entry->nParamCount; item = item->m_pNext.get(), ++k) {
     SyntaxNode* operand = item->m_pChild2.get();
-    const Variable* lent = LendableText(operand);
-    if (lent != nullptr) {
-      int budget = 64;
-      for (const SyntaxNode* later = item->m_pNext.get(); later != nullptr && lent != nullptr;
-           later = later->m_pNext.get()) {
-        if (!ChangesNothing(later->m_pChild2.get(), budget)) lent = nullptr;
-      }
+    // A literal, name or element is lent when no later argument can change a
+    // variable before the handler has run.
+    bool lend = operand != nullptr &&
+                (operand->m_nKind == NodeKind::StringT || operand->m_nKind == NodeKind::IdT ||
+                 operand->m_nKind == NodeKind::Id_ArrayT);
+    int budget = 64;
+    for (const SyntaxNode* later = item->m_pNext.get(); later != nullptr && lend;
+         later = later->m_pNext.get()) {
+      lend = ChangesNothing(later->m_pChild2.get(), budget);
     }
-    if (lent != nullptr) {
-      if (!MayRun()) {
-        EvalFailed();
-        return FailWith("Error in _before_gen_callinlinefun()");
-      }
+    const std::optional<std::string>* text = nullptr;
+    if (lend && !TextInPlace(operand, text)) {
+      return FailWith("Error in _before_gen_callinlinefun()");
+    }
+    if (text != nullptr) {
       args[k].m_nType = ValueType::String;
-      args[k].m_pText = lent->m_nSize > 0 && lent->m_szValue ? &lent->m_szValue : &kNoText;
+      args[k].m_pText = text;
     } else {
       Value& value = values[k];
       // An array initializer travels in a record; the handler sees its type

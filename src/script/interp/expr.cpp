@@ -293,6 +293,17 @@ int TextInPlace(SyntaxNode* node, const std::optional<std::string>*& text) {
     if (var == nullptr || var->m_nType != ValueType::String) return 1;
     if (!MayRun()) return EvalFailed();
     text = var->m_nSize > 0 && var->m_szValue ? &var->m_szValue : &kNoText;
+    return 1;
+  }
+  if (node->m_nKind == NodeKind::Id_ArrayT && node->m_nType == ValueType::String) {
+    // The element that Id_ArrayValue would copy, after the same lookup.
+    if (!MayRun()) return EvalFailed();
+    StorageSlot slot;
+    if (!LocateStorage(node, ValueType::String, slot)) {
+      FailWith("Error in Id_ArrayT()");
+      return EvalFailed();
+    }
+    text = *slot.m_pText ? slot.m_pText : &kNoText;
   }
   return 1;
 }

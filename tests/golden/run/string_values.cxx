@@ -4,6 +4,7 @@
 // `+=` appends to the variable's own text only, a built-in's argument is
 // the text at the time it was evaluated, and empty results compare with "".
 string g = "global"
+string list[2] = {"first", "second"}
 
 num show(string label, num v) {
   msgbox(numtostring(v), label, 0)
@@ -18,6 +19,7 @@ string touch(string p) {
 
 num changeg() {
   g = "changed"
+  list[0] = "replaced"
   return 1
 }
 
@@ -63,6 +65,11 @@ num main() {
   // changes the global afterwards.
   msgbox(getat(g, changeg()), "getat before change", 0)
   msgbox(g, "global now", 0)
+  g = "global"
+  list[0] = "first"
+  msgbox(getstr(list[0], 0, changeg() + 2), "getstr before change", 0)
+  msgbox(list[0], "element now", 0)
+  show("element compared", "replaced" == list[changeg() - 1])
   show("getlen of changed", getlen(g))
 
   // Empty results: getstr of one position and a failed getat give no text.
