@@ -4,11 +4,13 @@
 //
 // The loop's condition and the statements that compute on nums (assignments
 // and compound assignments to num variables and num array elements, if,
-// while, switch on a num, break, continue, return of a num) become
+// while, switch on a num or a string variable, break, continue, return of a
+// num) and string assignments between scalars, literals and elements become
 // instructions; every other statement stays a tree that the machine hands to
-// the tree walk (GenerateOne), so strings, declarations and the rest behave
-// exactly as before. A call with a num result inside such a statement is
-// evaluated by the tree walk as an operand (EvalInt). Names are looked up
+// the tree walk (GenerateOne), so declarations and the rest behave exactly as
+// before. A call with a num result inside such a statement, and an operator
+// with a num result over strings (a comparison), is evaluated by the tree
+// walk as an operand (EvalInt). Names are looked up
 // once when the code starts: no statement can add a variable or move the
 // innermost frame (calls return to it).
 //
@@ -389,9 +391,32 @@ class LoopCompiler {
       }
       case NodeKind::OpT: {
         const int op = node->m_nOp;
-        if (!IsFoldingOperator(op) || !Operand(node->m_pChild2.get(), depth + 1, steps) ||
+        if (!IsFoldingOperator(op)) return false;
+        const std::size_t codeMark = m_Code.m_Code.size();
+        const std::size_t nameMark = m_Code.m_Names.size();
+        const std::size_t walkedMark = m_Code.m_Walked.size();
+        const std::size_t callMark = m_Code.m_Calls.size();
+        const std::int32_t stepMark = steps;
+        const bool called = m_bCalled;
+        const bool closed = m_bClosed;
+        if (!Operand(node->m_pChild2.get(), depth + 1, steps) ||
             !Operand(node->m_pChild0.get(), depth + 1, steps)) {
-          return false;
+          // An operator whose result is a num (every one but `+`) over
+          // operands the machine does not compute, strings among them: the
+          // walk evaluates it whole, as an operand, like a call.
+          Truncate(codeMark);
+          m_Code.m_Names.resize(nameMark);
+          m_Code.m_Walked.resize(walkedMark);
+          m_Code.m_Calls.resize(callMark);
+          steps = stepMark;
+          m_bCalled = called;
+          m_bClosed = closed;
+          if (op == TK_PLUS || m_bInArguments) return false;
+          m_Code.m_Walked.push_back(node);
+          Emit(kWalkOperand, 0, 0, static_cast<std::int32_t>(m_Code.m_Walked.size() - 1));
+          m_bCalled = true;
+          m_bClosed = false;
+          return true;
         }
         switch (op) {
           case TK_PLUS:

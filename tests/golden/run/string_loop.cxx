@@ -1,8 +1,9 @@
 // Loops over strings: a switch on a string variable with fall-through,
 // break, a default that runs last and a selector changed inside a section;
 // string assignments from literals, names and elements, an element out of
-// range, a text assigned to itself. The leftovers of break stay with the
-// frame as always.
+// range, a text assigned to itself; comparisons of strings as conditions
+// and operands. The leftovers of break
+// stay with the frame as always.
 string words[6] = {"install", "remove", "", "update", "repair", "install"}
 
 num show(string label, num v) {
@@ -62,7 +63,25 @@ num bad(num k) {
   return 0
 }
 
+num scan() {
+  num i = 0
+  num hits = 0
+  string s = "a,b,,c"
+  while (getat(s, i) != "c") {
+    if (getat(s, i) == ",") {
+      hits += 1
+    }
+    if ("x" == "x") {
+      hits += 10
+    }
+    hits += (getat(s, i) < "b") * 100
+    i += 1
+  }
+  return hits
+}
+
 num main() {
+  show("scan", scan())
   show("six", run(6))
   show("twelve", run(12))
   bad(2)
