@@ -1264,15 +1264,16 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         continue;
       }
       case kReturn: {
-        Value result;
+        Value& result = theReturnSlot.m_Value;  // blank while not held
         result.m_nType = ValueType::Num;
         result.m_nSize = 4;
         result.m_nNum = stack[--top];
-        theReturnSlot.m_Value = std::move(result);
+        result.m_szValue.reset();
         theReturnSlot.m_bHeld = true;
         theGlobal.m_bReturn = 1;
-        raising = true;
-        break;
+        // Every construct around a return passes the flag up and ends (Raise
+        // would end with kRaiseDone): the code is done.
+        return 1;
       }
       case kWalk:
         break;
@@ -1339,8 +1340,12 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
     return EvalFailed();
   }
   if (theReturnSlot.m_bHeld) {
-    number = theReturnSlot.m_Value.m_nNum;  // a num: only kReturn returns here
-    theReturnSlot.m_Value = Value{};
+    // A num without text: only kReturn returns here. The slot is blank again.
+    Value& result = theReturnSlot.m_Value;
+    number = result.m_nNum;
+    result.m_nType = ValueType::None;
+    result.m_nSize = 0;
+    result.m_nNum = 0;
     theReturnSlot.m_bHeld = false;
   } else {
     number = 0;  // the num function's empty value
