@@ -7,7 +7,9 @@
 # there is one. The growing corpus is kept in build/fuzz/corpus/NAME (the
 # repository keeps only the small seeds); crashes land in build/fuzz/crashes/.
 # For each target the summary gives the executions, executions per second,
-# the coverage at the start and at the end, and the corpus size.
+# the coverage at the start and at the end, and the corpus size; for
+# fuzz_action also how many inputs it ran both ways (fast paths and tree walk)
+# and compared, which the target prints at exit.
 #
 # Environment: JOBS (build jobs, default 2), FUZZ_FLAGS (more libFuzzer flags).
 set -euo pipefail
@@ -53,6 +55,12 @@ for target in "${TARGETS[@]}"; do
   bytes=$(du -sk "$corpus" | cut -f1)
   line=$(printf '%-14s exit %-3s runs %-10s exec/s %-6s cov %s -> %s (+%s)  corpus %s files, %s KiB' \
     "$target" "$rc" "$runs" "$rate" "$start" "$end" "$((end - start))" "$files" "$bytes")
+  compared=$(grep -oE '[0-9]+ comparisons with the tree walk' "$log" | tail -1 | grep -oE '^[0-9]+' || true)
+  if [ -n "$compared" ]; then
+    line+="  compared $compared"
+  elif [ "$target" = fuzz_action ]; then
+    line+="  compared ? (no count: the target did not exit normally)"
+  fi
   echo "$line"
   SUMMARY+=("$line")
   if [ "$rc" -ne 0 ]; then

@@ -7,7 +7,11 @@
 #   5. builds with ASan+UBSan, by GCC (preset asan) and by Clang (preset
 #      asan-clang, whose UBSan also checks float-to-integer conversions), and
 #      runs ctest with each.
-# The Wine tests run against the 64-bit DLL; without Wine they report SKIPPED.
+# The Wine tests (ctest wine_*) run against both DLLs: the 64-bit one under the
+# 64-bit loader (names ending in _win64), the 32-bit one in the same 64-bit
+# (WoW64) prefix under the 32-bit loader (_win32), and an NSIS installer that
+# carries the 32-bit one; step 1 installs wine64, wine32:i386 and nsis. Without
+# them (or without wine32 alone) the tests report SKIPPED, never passed.
 #
 # Environment: JOBS (parallel build jobs, default: number of cores),
 #              SETUP_SKIP_RELEASE=1 (leave out step 4, for quick local runs),

@@ -26,6 +26,7 @@ string szProductKey = szVendorKey + "\DataLogger"
 string szWork = WINDIR_TEMP + "\acmelog"
 string szMonitor = "AcmeLogMon"
 string szMonitorImage = WINDIR_SYSTEM32_DRIVERS + "\acmemon.sys"
+string szNtVersionKey = "SOFTWARE\Microsoft\Windows NT\CurrentVersion"
 num bSilent = 0
 
 num HasParameter(string szName);
@@ -86,6 +87,12 @@ num ExtractAll() {
 
 num Install() {
   num nOs = getwinversion()
+  // 0 is also Windows 10 and later, which keep their version in the registry.
+  if (nOs == 0) {
+    if (getregvalued(HKEY_LOCAL_MACHINE, szNtVersionKey, "CurrentMajorVersionNumber") >= 10) {
+      nOs = OS_VISTA
+    }
+  }
   if (nOs < OS_WIN2K) {
     if (bSilent == 0) {
       msgbox(szProduct + " needs Windows 2000 or later.", szProduct, MSG_ICONERROR)

@@ -31,6 +31,7 @@ void ResetGlobal(Global& g) {
   g.m_bGlobalInit = 0;
   g.m_bGlobalAssign = 0;
   g.m_nMacroDepth = 0;
+  g.m_nMacroLine = 0;
   g.m_bCompileAbandoned = 0;
   g.m_bBreak = 0;
   g.m_bContinue = 0;

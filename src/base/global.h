@@ -14,6 +14,7 @@ namespace setup {
 
 struct KeywordEntry;
 struct BuiltinEntry;
+class ScriptObserver;
 
 constexpr int kLineSize = 4096;     // m_szLine and m_szToken
 constexpr int kMaxTokenLen = 4095;  // longer tokens are read and cut
@@ -30,6 +31,22 @@ constexpr std::ptrdiff_t kStackBudget = 512 * 1024;
 #else
 constexpr std::ptrdiff_t kStackBudget = 512 * 1024;
 #endif
+
+// What the front end tells a host observer while it compiles, so that an
+// editor service can learn where names are declared without a parser of its
+// own. The observer reads the place (file, line, reader position) from
+// theGlobal at the call.
+enum class CompileEvent : std::uint8_t {
+  Declaration,  // a name after `num`/`string` is the current token (its kind follows)
+  Variable,     // that name became a variable: the newest of its scope
+  Parameter,    // a parameter name of a function header is the current token
+  Prototype,    // that name became a function prototype (entry in theFunctions)
+  Definition,   // that name became a function definition; its body follows
+  BodyEnd,      // the '}' that closes the body being compiled is the current token
+  Macro,        // the macro `name` was defined (its entry holds its body)
+  Include,      // the file `name` is about to be opened by an include
+};
+using CompileObserver = void (*)(CompileEvent event, const char* name);
 
 class Global {
  public:
@@ -87,6 +104,7 @@ class Global {
   std::uint8_t m_bGlobalInit = 0;
   std::uint8_t m_bGlobalAssign = 0;
   std::int32_t m_nMacroDepth = 0;  // macro expansions in progress (bounded)
+  std::int32_t m_nMacroLine = 0;   // line of the outermost macro use being expanded
   // Set by the front end once the compilation is abandoned for nesting too
   // deep: the unwinding levels then add no further reports.
   std::uint8_t m_bCompileAbandoned = 0;
@@ -101,7 +119,15 @@ class Global {
   // Test hook for fuzzers and tests: when non-zero, the evaluator steps one run
   // may take; the run fails once they are used up. Set by the host, never reset.
   std::uint32_t m_nStepLimit = 0;
+  // Host setting, never reset: told of declarations while compiling. The
+  // library itself never sets it.
+  CompileObserver m_pCompileObserver = nullptr;
   std::uint32_t m_nSteps = 0;  // evaluator steps taken in this run (RunMain clears it)
+  // Host settings, never reset: the observer of a trace or of coverage (none:
+  // nothing is watched), and whether the num programs and the loop machine
+  // give way to the tree walk, which alone runs statement by statement.
+  ScriptObserver* m_pObserver = nullptr;
+  std::uint8_t m_bWalkOnly = 0;
   // Test hook for fuzzers: when non-zero, the loop passes and script calls one
   // run may make. Unlike the step budget it counts the same on every
   // evaluation path, so it bounds runs that keep the fast paths.
@@ -117,6 +143,11 @@ extern Global theGlobal;
 // for one run only is a member of Global, so this clears it all; ResetRun
 // (script/store/symbols.h) releases the run's records first.
 void ResetGlobal(Global& global);
+
+// Tells the compile observer, when there is one, of `event`.
+inline void NotifyCompile(CompileEvent event, const char* name) {
+  if (theGlobal.m_pCompileObserver != nullptr) theGlobal.m_pCompileObserver(event, name);
+}
 
 // True while the host stack used since Action began stays within the bound
 // that keeps deep scripts from overflowing the caller's thread stack.

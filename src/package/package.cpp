@@ -9,6 +9,10 @@
 // A damaged package must never make the reader touch bytes outside the file or
 // the record, so the trailer and every record used are checked against the
 // file's size before anything is read through them.
+//
+// A module signed after packing ends with its certificate table instead: when
+// the last 12 bytes are no trailer, the reader looks for one in front of the
+// table that the PE security directory names (signed_module.h).
 #include "package/package.h"
 
 #include <cstring>
@@ -16,13 +20,12 @@
 #include "base/global.h"
 #include "base/windir.h"
 #include "diag/report.h"
+#include "package/signed_module.h"
 #include "platform/winapi.h"
 
 namespace setup {
 
 namespace {
-
-constexpr char kPackageMagic[4] = {'K', 'V', 'X', '\0'};
 
 // Largest module file the reader accepts: every position in it must be
 // reachable by a signed 32-bit seek from the end.
@@ -91,6 +94,27 @@ class ViewGuard {
   const void* m_pView;
 };
 
+// The open module file as ModuleBytes: absolute seeks and reads. Offsets stay
+// below the file's size, which fits a signed 32-bit seek.
+class FileBytes final : public ModuleBytes {
+ public:
+  FileBytes(plat::HANDLE file, std::uint32_t size) : m_hFile(file), m_nSize(size) {}
+  std::uint64_t Size() const override { return m_nSize; }
+  bool Read(std::uint64_t offset, void* out, std::size_t length) override {
+    if (plat::SetFilePointer(m_hFile, static_cast<plat::LONG>(offset), nullptr, plat::FILE_BEGIN) ==
+        plat::INVALID_SET_FILE_POINTER) {
+      return false;
+    }
+    plat::DWORD read = 0;
+    return plat::ReadFile(m_hFile, out, static_cast<plat::DWORD>(length), &read, nullptr) &&
+           read == length;
+  }
+
+ private:
+  plat::HANDLE m_hFile;
+  std::uint32_t m_nSize;
+};
+
 // One table record as read from the file.
 struct Record {
   std::uint32_t nOffset = 0;
@@ -105,6 +129,7 @@ struct ModuleFile {
   std::uint32_t nFileSize = 0;
   std::uint32_t nRecords = 0;
   std::uint32_t nTableStart = 0;  // file offset of record 0
+  std::uint32_t nTail = 0;        // bytes behind the trailer: a signature's padding and table
 };
 
 enum class Locate {
@@ -153,22 +178,27 @@ Locate LocateTable(ModuleFile& module) {
   }
 
   // The trailer must carry its length and magic, and the table it announces
-  // must fit in the file behind the header word.
-  const std::uint32_t records = ReadWord(trailer + 4);
-  const std::uint64_t tableBytes = static_cast<std::uint64_t>(records) * kPackageEntrySize;
-  if (ReadWord(trailer) != kPackageTrailerSize ||
-      std::memcmp(trailer + 8, kPackageMagic, sizeof kPackageMagic) != 0 ||
-      tableBytes + kPackageTrailerSize + sizeof kPackageHeaderWord > size) {
-    return Locate::NotPackage;
+  // must fit in the file behind the header word. Failing that, the package
+  // may lie in front of a certificate table that ends the file.
+  std::uint32_t records = 0;
+  std::uint32_t end = size;
+  if (!IsPackageTrailer(trailer, size, &records)) {
+    FileBytes bytes(handle, size);
+    const std::optional<PackageEnd> signedEnd =
+        FindSignedPackageEnd(bytes, ReadSecurityDirectory(bytes));
+    if (!signedEnd) return Locate::NotPackage;
+    records = signedEnd->records;
+    end = static_cast<std::uint32_t>(signedEnd->end);
   }
   module.nRecords = records;
-  module.nTableStart = static_cast<std::uint32_t>(size - kPackageTrailerSize - tableBytes);
+  module.nTail = size - end;
+  module.nTableStart = end - kPackageTrailerSize - records * kPackageEntrySize;
   return Locate::Ok;
 }
 
 // Reads record `i` in scan order: i = 0 is the last record of the table.
 bool ReadRecord(const ModuleFile& module, std::uint32_t i, Record& record) {
-  const std::uint32_t distance = kPackageTrailerSize + kPackageEntrySize * (i + 1);
+  const std::uint32_t distance = module.nTail + kPackageTrailerSize + kPackageEntrySize * (i + 1);
   if (plat::SetFilePointer(module.file.Get(), -static_cast<plat::LONG>(distance), nullptr,
                            plat::FILE_END) == plat::INVALID_SET_FILE_POINTER) {
     return false;

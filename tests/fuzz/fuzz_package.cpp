@@ -2,7 +2,10 @@
 // carries the resource package. The library's reader must find the script or
 // refuse the load with a message; every entry the host-side table reader
 // lists is then extracted through the library's reader, which must agree on
-// the entry's bytes.
+// the entry's bytes. The PE headers and the certificate table of a signed
+// module are read by the shared locating code (through a reader that traps on
+// any read outside the file) and by setup-pack's signature checks.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -10,9 +13,11 @@
 #include <vector>
 
 #include "base/global.h"
+#include "common/module_signature.h"
 #include "common/package_writer.h"
 #include "entry/startup.h"
 #include "package/package.h"
+#include "package/signed_module.h"
 #include "platform/sim/machine.h"
 
 namespace {
@@ -21,10 +26,55 @@ plat::HMODULE const kModule = reinterpret_cast<plat::HMODULE>(0x10000000);
 constexpr const char* kModulePath = "C:\\Program Files\\Setup\\Setup.dll";
 constexpr std::size_t kMaxExtracted = 8;
 
+// The input as module bytes; a read outside them is a bug of the caller.
+class CheckedBytes final : public setup::ModuleBytes {
+ public:
+  explicit CheckedBytes(const std::vector<char>& bytes) : m_Bytes(bytes) {}
+  std::uint64_t Size() const override { return m_Bytes.size(); }
+  bool Read(std::uint64_t offset, void* out, std::size_t length) override {
+    if (offset > m_Bytes.size() || length > m_Bytes.size() - offset) __builtin_trap();
+    std::copy_n(m_Bytes.data() + offset, length, static_cast<char*>(out));
+    return true;
+  }
+
+ private:
+  const std::vector<char>& m_Bytes;
+};
+
+// The signature's parsers: the shared locating code, verify's facts and
+// create's removal must stay inside the input and agree with each other.
+void CheckSignature(const std::vector<char>& bytes) {
+  CheckedBytes checked(bytes);
+  const setup::SecurityDirectory directory = setup::ReadSecurityDirectory(checked);
+  const std::optional<setup::PackageEnd> end = setup::FindPackageEnd(checked);
+  if (end && end->end > bytes.size()) __builtin_trap();
+  if (directory.kind == setup::SecurityDirectory::Kind::Signed &&
+      static_cast<std::uint64_t>(directory.tableOffset) + directory.tableSize > bytes.size()) {
+    __builtin_trap();
+  }
+  const setup::pack::SignatureFacts facts = setup::pack::InspectSignature(bytes);
+  if (facts.state == setup::pack::SignatureFacts::State::Signed &&
+      directory.kind != setup::SecurityDirectory::Kind::Signed) {
+    __builtin_trap();
+  }
+  std::vector<char> copy = bytes;
+  bool removed = false;
+  std::string error;
+  if (setup::pack::RemoveSignature(copy, setup::pack::PackageStart(bytes), &removed, &error) &&
+      removed) {
+    // What is left carries no signature any more.
+    if (copy.size() >= bytes.size() ||
+        setup::pack::InspectSignature(copy).state == setup::pack::SignatureFacts::State::Signed) {
+      __builtin_trap();
+    }
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::vector<char> bytes(data, data + size);
+  CheckSignature(bytes);
   std::string error;
   if (!sim::Reset({}, &error)) __builtin_trap();
   sim::SetStdoutSink([](const char*, std::size_t) {});

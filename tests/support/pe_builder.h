@@ -54,4 +54,27 @@ inline std::vector<char> MakePe(bool is64, bool dll, const std::vector<std::stri
   return image;
 }
 
+// File offset of the security directory entry (data directory 4) of a MakePe image.
+inline std::size_t SecurityEntryAt(bool is64) {
+  return 0x84 + 20 + (is64 ? 112 : 96) + 4 * 8;
+}
+
+// Signs `module` (a MakePe image, maybe followed by a package) the way
+// signing tools lay it out: zero bytes up to an 8-byte boundary, then a
+// certificate table of one WIN_CERTIFICATE entry of `certificateSize` bytes
+// (padded to 8), named by the security directory. The certificate's content
+// is filler: only the layout matters to the package's reader.
+inline void AppendCertificateTable(std::vector<char>& module, bool is64,
+                                   std::uint32_t certificateSize = 0x1F3) {
+  module.resize((module.size() + 7) & ~static_cast<std::size_t>(7), '\0');
+  const std::size_t table = module.size();
+  const std::uint32_t tableSize = (certificateSize + 7) & ~7u;
+  module.resize(table + tableSize, '\x30');
+  Put32(module, table, certificateSize);
+  Put16(module, table + 4, 0x0200);  // revision 2
+  Put16(module, table + 6, 0x0002);  // PKCS#7 signed data
+  Put32(module, SecurityEntryAt(is64), static_cast<std::uint32_t>(table));
+  Put32(module, SecurityEntryAt(is64) + 4, tableSize);
+}
+
 }  // namespace testsupport

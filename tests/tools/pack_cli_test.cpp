@@ -28,6 +28,11 @@ class PackCli : public ::testing::Test {
     WriteBytes("base32.dll", testsupport::MakePe(false, true, {"Action"}));
     WriteBytes("base64.dll", testsupport::MakePe(true, true, {"DllMain", "Action"}));
     WriteBytes("tool.exe", testsupport::MakePe(false, false, {"Action"}));
+    // A signed DLL whose security directory claims more than the file holds.
+    std::vector<char> damaged = testsupport::MakePe(true, true, {"Action"});
+    testsupport::AppendCertificateTable(damaged, true);
+    testsupport::Put32(damaged, testsupport::SecurityEntryAt(true) + 4, 0x10000);
+    WriteBytes("damaged.dll", damaged);
   }
   void TearDown() override { fs::remove_all(m_Dir); }
 
@@ -81,6 +86,9 @@ TEST_F(PackCli, RefusedPackagesWriteNothing) {
        "setup-pack: base 'drv.inf' is not usable: not a PE file (no MZ header)"},
       {"create out.dll --base tool.exe setup.cxx",
        "setup-pack: base 'tool.exe' is a 32-bit (x86) PE executable, not a DLL"},
+      {"create out.dll --base damaged.dll setup.cxx",
+       "setup-pack: base 'damaged.dll' is signed, but its security directory names a "
+       "certificate table that reaches past the end of the file"},
       {"create out.dll setup.cxx 'what?.inf'", "which Windows does not allow in file names"},
       {"create out.dll setup.cxx nul.inf", "reserved Windows device name"},
       {"create out.dll setup.cxx DRV.INF drv.inf", "two files are named 'drv.inf'"},
@@ -124,6 +132,7 @@ TEST_F(PackCli, VerifyChecksStructureEntriesAndCompilation) {
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out,
             "setup-pack: good.dll: 32-bit (x86) DLL exporting Action\n"
+            "setup-pack: good.dll: not signed\n"
             "setup-pack: good.dll: package of 2 entries, script 'setup.cxx'\n"
             "setup-pack: good.dll: the script compiles for the command \"/install\"\n");
 
@@ -157,6 +166,15 @@ TEST_F(PackCli, VerifyChecksStructureEntriesAndCompilation) {
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.err.find("setup-pack: base32.dll: carries no package"), std::string::npos)
       << run.err;
+
+  // A damaged security directory is a problem of its own, package or not.
+  run = Pack("verify damaged.dll");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err,
+            "setup-pack: damaged.dll: the security directory names a certificate table that "
+            "reaches past the end of the file\n"
+            "setup-pack: damaged.dll: carries no package\n");
 }
 
 }  // namespace

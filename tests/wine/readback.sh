@@ -1,30 +1,39 @@
 #!/usr/bin/env bash
-# The registry that a script writes through the real 64-bit DLL under Wine,
-# exported with Wine's own "reg export", equals the export of the same keys
-# that setup-run writes after running the script on the simulated machine
+# The registry that a script writes through the real DLL under Wine, exported
+# with Wine's own "reg export", equals the export of the same keys that
+# setup-run writes after running the script on the simulated machine
 # (--export-reg with --export-key). Only what legitimately differs is
 # normalised (see docs/wine.md, "Registry read-back"); the files are
 # otherwise compared line for line.
-#   readback.sh SETUP_PACK SETUP_RUN WIN64_DIR WORK_DIR DATA_DIR
+#   readback.sh BITS SETUP_PACK SETUP_RUN DLL_DIR WORK_DIR DATA_DIR
+# With BITS 32 the 32-bit DLL writes in the WoW64 prefix, where its
+# HKLM\SOFTWARE is HKLM\SOFTWARE\WOW6432Node; both sides export the keys
+# where they really are, as a 64-bit registry editor sees them: Wine's 64-bit
+# reg.exe, and setup-run --wow64, whose exports show the 64-bit layout.
 # Exit 0 equal, 1 different, 77 skipped (Wine, the DLL, the harness or iconv missing).
 set -u
 # shellcheck source=SCRIPTDIR/lib.sh
 . "$(dirname "$0")/lib.sh"
-setup_pack=$(realpath -m "$1")
-setup_run=$(realpath -m "$2")
-data=$(realpath -m "$5")
-wine_setup "$3" "$4" "$setup_pack" "$setup_run"
+setup_pack=$(realpath -m "$2")
+setup_run=$(realpath -m "$3")
+data=$(realpath -m "$6")
+wine_setup "$1" "$4" "$5" "$setup_pack" "$setup_run"
 command -v iconv >/dev/null || skip "iconv is not installed"
 # Wine takes the ANSI code page from the locale; the script's bytes above
 # 0x7F are Windows-1252, as the simulator reads them.
 export LC_ALL=C.UTF-8
-dir="$work/readback"
+dir="$work/readback-win$bits"
 fresh_dir "$dir"
 script=wine_registry.cxx
 
-# The keys the script writes, and the file name of each key's export.
-keys=('HKEY_LOCAL_MACHINE\SOFTWARE\Golden Readback'
-      'HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\goldreadsvc')
+# The keys the script writes, where they really are, and the file name of
+# each key's export. HKLM\SYSTEM is the same in both views.
+if [ "$bits" = 32 ]; then
+  software='HKEY_LOCAL_MACHINE\SOFTWARE\WOW6432Node\Golden Readback'
+else
+  software='HKEY_LOCAL_MACHINE\SOFTWARE\Golden Readback'
+fi
+keys=("$software" 'HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\goldreadsvc')
 names=(software service)
 
 # A .reg file as text to compare: UTF-16LE (the byte-order mark checked and
@@ -94,7 +103,7 @@ windows_key_order() {
 LC_ALL=C sed 's/@E9@/\xe9/g; s/@FC@/\xfc/g' "$data/$script" >"$dir/$script"
 
 # ---- Wine: run the script, export each key with reg export, remove them.
-"$setup_pack" create "$dir/Setup.dll" --base "$win64_dir/Setup.dll" "$dir/$script" \
+"$setup_pack" create "$dir/Setup.dll" --base "$dll_dir/Setup.dll" "$dir/$script" \
   >"$dir/pack.log" 2>&1 || { cat "$dir/pack.log"; exit 1; }
 # A first /remove clears what an interrupted earlier run may have left.
 (cd "$dir" && timeout 300 "$wine_bin" "$host" "$(winpath "$dir/Setup.dll")" /remove) \
@@ -102,19 +111,30 @@ LC_ALL=C sed 's/@E9@/\xe9/g; s/@FC@/\xfc/g' "$data/$script" >"$dir/$script"
 (cd "$dir" && timeout 300 "$wine_bin" "$host" "$(winpath "$dir/Setup.dll")" /write) \
   >"$dir/wine.out" 2>"$dir/wine.err"
 for i in "${!keys[@]}"; do
-  timeout 300 "$wine_bin" reg export "${keys[$i]}" "$(winpath "$dir/wine-${names[$i]}.reg")" /y \
+  timeout 300 "$wine64_bin" reg export "${keys[$i]}" "$(winpath "$dir/wine-${names[$i]}.reg")" /y \
     >"$dir/wine-${names[$i]}.log" 2>&1
 done
 (cd "$dir" && timeout 300 "$wine_bin" "$host" "$(winpath "$dir/Setup.dll")" /remove) \
   >"$dir/wine-remove.out" 2>"$dir/wine-remove.err"
 
 # ---- Simulator: the same script on a fresh machine, then each key exported.
-(cd "$dir" && "$setup_run" --fixed-time --os 6.1 --sysdir 'C:\windows\system32' \
+(cd "$dir" && "$setup_run" --fixed-time "${sim_machine[@]}" \
   --machine "$dir/machine" "$script" /write) >"$dir/sim.out" 2>"$dir/sim.err"
 for i in "${!keys[@]}"; do
   "$setup_run" --machine "$dir/machine" --show --export-reg "$dir/sim-${names[$i]}.reg" \
     --export-key "${keys[$i]}" >/dev/null 2>"$dir/sim-${names[$i]}.log"
 done
+
+# A simulator without the WOW64 registry view writes the 32-bit DLL's keys
+# to HKLM\SOFTWARE itself: nothing to compare with Wine's WOW6432Node.
+if [ "$bits" = 32 ] && ! as_text "$dir/sim-software.reg" | grep -q '^\['; then
+  "$setup_run" --machine "$dir/machine" --show --export-reg "$dir/sim-plain.reg" \
+    --export-key 'HKEY_LOCAL_MACHINE\SOFTWARE\Golden Readback' >/dev/null 2>&1
+  if as_text "$dir/sim-plain.reg" | grep -q '^\['; then
+    skip "setup-run --wow64 does not redirect HKLM\SOFTWARE to WOW6432Node, as Windows" \
+      "and Wine's WoW64 prefix do: the 32-bit read-back has nothing to compare"
+  fi
+fi
 
 status=0
 result() { tr -d '\r' <"$1" | grep '^Action returned'; }
@@ -142,7 +162,7 @@ for i in "${!keys[@]}"; do
     status=1
   fi
   # /remove left nothing behind under Wine.
-  if timeout 300 "$wine_bin" reg query "${keys[$i]}" >/dev/null 2>&1; then
+  if timeout 300 "$wine64_bin" reg query "${keys[$i]}" >/dev/null 2>&1; then
     echo "FAILED: ${keys[$i]} is still there after /remove"
     status=1
   fi

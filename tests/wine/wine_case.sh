@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
-# Runs one life-cycle case of the 64-bit Setup.dll under Wine through the
-# setup-host harness.
-#   wine_case.sh CASE SETUP_PACK WIN64_DIR WORK_DIR DATA_DIR
+# Runs one life-cycle case of Setup.dll under Wine through the setup-host
+# harness of the same width (BITS 64 or 32, see lib.sh).
+#   wine_case.sh BITS SETUP_PACK SETUP_RUN DLL_DIR WORK_DIR DATA_DIR CASE
 # Exit 0 passed, 1 failed, 77 skipped (Wine, the DLL or the harness missing).
 set -u
 # shellcheck source=SCRIPTDIR/lib.sh
 . "$(dirname "$0")/lib.sh"
-case_name=$1
 setup_pack=$(realpath -m "$2")
-data=$(realpath -m "$5")
+data=$(realpath -m "$6")
+case_name=$7
 
 fail() {
   echo "FAILED: $*"
@@ -17,8 +17,8 @@ fail() {
   exit 1
 }
 
-wine_setup "$3" "$4" "$setup_pack"
-dir="$work/$case_name"
+wine_setup "$1" "$4" "$5" "$setup_pack"
+dir="$work/win$bits/$case_name"
 fresh_dir "$dir"
 out="$dir/stdout"
 err="$dir/stderr"
@@ -27,7 +27,7 @@ windows_dir="$WINEPREFIX/drive_c/windows"
 pack() {  # pack OUT FILE...: Setup.dll followed by a package of the FILEs
   local target=$1
   shift
-  "$setup_pack" create "$target" --base "$win64_dir/Setup.dll" "$@" || fail "setup-pack create"
+  "$setup_pack" create "$target" --base "$dll_dir/Setup.dll" "$@" || fail "setup-pack create"
 }
 
 run_host() {  # run_host ARG...: the harness under Wine; sets $rc

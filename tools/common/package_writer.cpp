@@ -9,6 +9,7 @@
 #include <iterator>
 #include <set>
 
+#include "module_signature.h"
 #include "pe_image.h"
 
 namespace setup::pack {
@@ -103,7 +104,7 @@ bool IsScriptName(const std::string& name) {
 std::optional<std::size_t> PackageStart(const std::vector<char>& module) {
   std::vector<EntryInfo> entries;
   if (!ReadPackageTable(module, entries, nullptr)) return std::nullopt;
-  std::uint64_t start = module.size() - kTrailerSize - entries.size() * kRecordSize;
+  std::uint64_t start = PackageEndOf(module) - kTrailerSize - entries.size() * kRecordSize;
   for (const EntryInfo& entry : entries) start = std::min<std::uint64_t>(start, entry.offset);
   if (start < sizeof kHeaderWord) return std::nullopt;
   start -= sizeof kHeaderWord;
@@ -154,12 +155,14 @@ bool AppendPackage(std::vector<char>& module, const std::vector<Entry>& entries,
 bool ReadPackageTable(const std::vector<char>& module, std::vector<EntryInfo>& entries,
                       std::string* error) {
   entries.clear();
-  const std::uint64_t size = module.size();
+  // The package ends the file, or lies in front of the certificate table of a
+  // module signed after packing.
+  const std::uint64_t size = PackageEndOf(module);
   if (size < kTrailerSize) {
     SetError(error, "file too short to hold a package");
     return false;
   }
-  const std::size_t trailer = module.size() - kTrailerSize;
+  const std::size_t trailer = static_cast<std::size_t>(size - kTrailerSize);
   if (GetWord(module, trailer) != kTrailerSize ||
       std::memcmp(module.data() + trailer + 8, kMagic, sizeof kMagic) != 0) {
     SetError(error, "no package at the end of the file");
@@ -260,7 +263,7 @@ bool CheckScriptCount(const std::vector<std::string>& names, std::string* error)
 
 bool CreatePackageFile(const std::string& outPath, const std::string& basePath,
                        const std::vector<std::string>& files, std::string* error,
-                       std::vector<std::string>* notes) {
+                       std::vector<std::string>* notes, std::vector<std::string>* warnings) {
   std::vector<char> module;
   if (!basePath.empty()) {
     if (!ReadFileBytes(basePath, module, error)) return false;
@@ -272,15 +275,28 @@ bool CreatePackageFile(const std::string& outPath, const std::string& basePath,
       return false;
     }
     if (notes != nullptr) notes->push_back(basePath + ": " + summary);
-    if (std::optional<std::size_t> start = PackageStart(module)) {
+    const std::optional<std::size_t> start = PackageStart(module);
+    if (start) {
       std::vector<EntryInfo> old;
       ReadPackageTable(module, old, nullptr);
       if (notes != nullptr) {
         notes->push_back(basePath + ": replacing the package it already carries (" +
                          std::to_string(old.size()) + " entries)");
       }
-      module.resize(*start);
     }
+    // A signature would not cover the new package: take it off, and say so.
+    bool signatureRemoved = false;
+    if (!RemoveSignature(module, start, &signatureRemoved, &problem)) {
+      SetError(error, "base '" + basePath + "' is signed, but " + problem);
+      return false;
+    }
+    if (signatureRemoved && warnings != nullptr) {
+      warnings->push_back("base '" + basePath +
+                          "' is signed: its signature is removed, since it would not cover the "
+                          "new package; sign '" +
+                          outPath + "' again");
+    }
+    if (start && !signatureRemoved) module.resize(*start);
   }
 
   std::vector<Entry> entries;

@@ -73,9 +73,12 @@ bool WriteFileBytes(const std::string& path, const std::vector<char>& bytes, std
 // package of `files`, each stored under its base name. The files must hold
 // exactly one script. A base must be a PE DLL exporting Action; a package it
 // already carries is replaced, not stacked. `notes` receives what was found
-// (the kind of base, a replaced package).
+// (the kind of base, a replaced package). A signed base loses its signature
+// (it would not cover the new package): `warnings` says so, and OUT must be
+// signed again.
 bool CreatePackageFile(const std::string& outPath, const std::string& basePath,
                        const std::vector<std::string>& files, std::string* error,
-                       std::vector<std::string>* notes = nullptr);
+                       std::vector<std::string>* notes = nullptr,
+                       std::vector<std::string>* warnings = nullptr);
 
 }  // namespace setup::pack

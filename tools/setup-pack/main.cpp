@@ -29,9 +29,16 @@ int Fail(const std::string& message) {
 int Create(const std::string& out, const std::string& base, const std::vector<std::string>& files) {
   std::string error;
   std::vector<std::string> notes;
-  if (!setup::pack::CreatePackageFile(out, base, files, &error, &notes)) return Fail(error);
+  std::vector<std::string> warnings;
+  if (!setup::pack::CreatePackageFile(out, base, files, &error, &notes, &warnings)) {
+    return Fail(error);
+  }
   for (const std::string& note : notes) std::printf("setup-pack: %s\n", note.c_str());
   std::printf("setup-pack: wrote %s (%zu entries)\n", out.c_str(), files.size());
+  std::fflush(stdout);
+  for (const std::string& warning : warnings) {
+    std::fprintf(stderr, "setup-pack: warning: %s\n", warning.c_str());
+  }
   return 0;
 }
 
@@ -79,7 +86,7 @@ int main(int argc, char** argv) {
   create->add_option("OUT", out, "Module file to write")->required();
   create->add_option("--base", base,
                      "A PE DLL exporting Action whose bytes precede the package; a package it "
-                     "already carries is replaced");
+                     "already carries is replaced, a signature removed (sign OUT afterwards)");
   create->add_option("FILE", files, "Files to store, under their base names")->required();
 
   std::string module;
@@ -96,8 +103,8 @@ int main(int argc, char** argv) {
   std::string command = "/install";
   CLI::App* verify = app.add_subcommand(
       "verify",
-      "Check a module: a PE DLL exporting Action, one well-formed package with one "
-      "script, and the script compiles");
+      "Check a module: a PE DLL exporting Action, its signature, one well-formed package "
+      "with one script, and the script compiles");
   verify->add_option("MODULE", module, "Module file to check")->required();
   verify
       ->add_option("--command", command,

@@ -8,6 +8,7 @@
 #include <set>
 #include <vector>
 
+#include "common/module_signature.h"
 #include "common/package_writer.h"
 #include "common/pe_image.h"
 #include "common/script_check.h"
@@ -71,6 +72,53 @@ bool CompileOnMachine(const std::vector<char>& module, const std::string& comman
   return compiled;
 }
 
+void Warning(const std::string& path, const std::string& text) {
+  Problem(path, "warning: " + text);
+}
+
+// Says whether the module is signed and whether the signature covers the
+// package (when there is one, from `start` to `end`). Answers the number of
+// problems found.
+int ReportSignature(const std::string& path, const pack::SignatureFacts& facts,
+                    std::optional<std::size_t> start, std::uint64_t end) {
+  using State = pack::SignatureFacts::State;
+  switch (facts.state) {
+    case State::NotPe:
+      return 0;
+    case State::Unsigned:
+      Found(path, "not signed");
+      return 0;
+    case State::Damaged:
+      Problem(path, facts.problem);
+      return 1;
+    case State::Signed:
+      break;
+  }
+  char offset[32];
+  std::snprintf(offset, sizeof offset, "0x%X", facts.tableOffset);
+  Found(path, "signed: a certificate table of " + std::to_string(facts.tableSize) + " bytes at " +
+                  offset + " (" + std::to_string(facts.certificates) +
+                  (facts.certificates == 1 ? " certificate)" : " certificates)"));
+  if (facts.bytesAfter > 0) {
+    Warning(path, std::to_string(facts.bytesAfter) +
+                      " bytes follow the certificate table; the signature does not cover them");
+  }
+  if (!start) return 0;
+  const std::uint64_t tableEnd = static_cast<std::uint64_t>(facts.tableOffset) + facts.tableSize;
+  if (facts.tableOffset < end && tableEnd > *start) {
+    Problem(path, "the certificate table overlaps the package");
+    return 1;
+  }
+  if (end <= facts.tableOffset) {
+    Found(path, "the package lies inside the signed range");
+    return 0;
+  }
+  Problem(path,
+          "the package lies outside the signed range: the signature does not cover it "
+          "(pack first, then sign)");
+  return 1;
+}
+
 }  // namespace
 
 int Verify(const std::string& path, const std::string& command) {
@@ -80,9 +128,11 @@ int Verify(const std::string& path, const std::string& command) {
     Problem(path, error);
     return 1;
   }
+  const pack::SignatureFacts signature = pack::InspectSignature(bytes);
   std::optional<std::size_t> start = pack::PackageStart(bytes);
   std::vector<pack::EntryInfo> entries;
   if (!start || !pack::ReadPackageTable(bytes, entries, &error)) {
+    ReportSignature(path, signature, std::nullopt, 0);
     Problem(path, "carries no package" + (error.empty() ? std::string() : " (" + error + ")"));
     return 1;
   }
@@ -101,6 +151,7 @@ int Verify(const std::string& path, const std::string& command) {
       ++problems;
     }
   }
+  problems += ReportSignature(path, signature, start, pack::PackageEndOf(bytes));
 
   std::vector<std::string> names;
   std::set<std::string> seen;

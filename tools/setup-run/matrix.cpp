@@ -80,6 +80,13 @@ int RunMatrix(const Options& options) {
     Row(profile->name, results, std::to_string(report.messageBoxes),
         report.restartRequested ? "yes" : "no",
         report.loadRefused ? "-" : std::to_string(report.changes), rowDiffers ? "DIFFERS" : "");
+    if (!report.wow64Warnings.empty()) {
+      std::fflush(stdout);
+      for (const std::string& warning : report.wow64Warnings) {
+        std::fprintf(stderr, "setup-run: warning: %s: %s\n", profile->name, warning.c_str());
+      }
+      std::fflush(stderr);
+    }
   }
   std::fflush(stdout);
   fs::remove_all(work, ec);

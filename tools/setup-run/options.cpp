@@ -356,6 +356,17 @@ int ParseOptions(int argc, char** argv, Options* options) {
   app.add_option("--pass-limit", options->passLimit,
                  "Fail the run after N loop passes and script calls (0: no limit)")
       ->type_name("N");
+  std::string trace;
+  // A flag that takes an optional value: "true" for --trace alone.
+  app.add_flag("--trace", trace,
+               "Trace built-in calls and script calls on standard error; --trace=statements "
+               "adds every statement");
+  app.add_option("--coverage", options->coverageFile,
+                 "Write line, branch and function coverage of the script and its included files "
+                 "as an lcov tracefile")
+      ->type_name("FILE");
+  app.add_flag("--coverage-append", options->coverageAppend,
+               "With --coverage: add this run's counts to those FILE holds");
   app.add_option("--import-reg", options->importRegs,
                  "Merge a registry export (.reg) into the machine before the run; repeatable")
       ->type_name("FILE")
@@ -447,6 +458,27 @@ int ParseOptions(int argc, char** argv, Options* options) {
       return usageError(
           "--keep-expanded keeps one run's script; it cannot be combined with --matrix");
     }
+  }
+  if (!trace.empty()) {
+    if (trace == "true") {
+      options->trace = Options::Trace::Calls;
+    } else if (trace == "statements") {
+      options->trace = Options::Trace::Statements;
+    } else {
+      return usageError("--trace wants nothing or =statements, not '" + trace + "'");
+    }
+  }
+  if (options->coverageAppend && options->coverageFile.empty()) {
+    return usageError("--coverage-append adds to the file of --coverage FILE; give --coverage");
+  }
+  const bool watching = options->trace != Options::Trace::Off || !options->coverageFile.empty();
+  if (watching && (options->check || options->show)) {
+    return usageError("--trace and --coverage watch a run; they cannot be combined with " +
+                      std::string(options->check ? "--check" : "--show"));
+  }
+  if (options->trace != Options::Trace::Off && !options->matrix.empty()) {
+    return usageError(
+        "--trace follows one run; it cannot be combined with --matrix (--coverage can)");
   }
   if (!expect.empty()) {
     if (options->matrix.empty()) return usageError("--expect goes with --matrix");

@@ -10,6 +10,8 @@
 
 namespace setuprun {
 
+class Watcher;
+
 // Exit codes of setup-run.
 constexpr int kExitOk = 0;           // the runner worked, whatever Action answered
 constexpr int kExitLoadFailed = 1;   // the library refused to load
@@ -106,6 +108,13 @@ struct Options {
   std::vector<KeyRestriction> keyRestrictions;  // saved with --machine
   std::uint32_t stepLimit = 0;
   std::uint32_t passLimit = 0;
+
+  // Trace and coverage.
+  enum class Trace { Off, Calls, Statements };
+  Trace trace = Trace::Off;     // --trace, --trace=statements
+  std::string coverageFile;     // --coverage FILE: the lcov tracefile to write
+  bool coverageAppend = false;  // --coverage-append: add to the counts FILE holds
+  Watcher* watcher = nullptr;   // installed in the library for trace or coverage (main)
 
   // Registry files and change sets.
   std::vector<std::string> importRegs;  // --import-reg: merged into the machine before the run

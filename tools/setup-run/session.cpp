@@ -20,6 +20,7 @@
 #include "entry/action.h"
 #include "entry/startup.h"
 #include "platform/sim/machine.h"
+#include "watch.h"
 
 namespace setuprun {
 
@@ -204,10 +205,14 @@ bool PrepareMachine(const Options& options, const std::vector<regfile::File>& im
   if (options.driverReboot) profile.driverUpdateNeedsReboot = true;
   if (options.amd64 || options.wow64) profile.amd64 = true;
   if (options.sysdir) MoveSystemDirectory(*options.sysdir);
-  if (options.noSetupapi) {
-    plat::DeleteFileA((profile.systemDirectory + "\\SetupApi.dll").c_str());
-  }
-  if (options.noNewdev) plat::DeleteFileA((profile.systemDirectory + "\\newdev.dll").c_str());
+  sim::AddWow64Layout();
+  sim::AddVersionValues();
+  // The library loads the copy its process sees: SysWOW64's under WOW64.
+  const std::string libraries = options.wow64
+                                    ? WindowsParent(profile.systemDirectory) + "\\SysWOW64"
+                                    : profile.systemDirectory;
+  if (options.noSetupapi) plat::DeleteFileA((libraries + "\\SetupApi.dll").c_str());
+  if (options.noNewdev) plat::DeleteFileA((libraries + "\\newdev.dll").c_str());
 
   for (const PutFile& put : options.putFiles) {
     std::string bytes;
@@ -322,6 +327,21 @@ ScriptFacts ScriptFactsOf(const Options& options, const std::vector<char>& modul
   return InspectScript(label, bytes);
 }
 
+// Tells the watcher how to name the script and the files it may include: the
+// trace names the script as given, the tracefile by its absolute host path,
+// and an included file put on the machine by its host file.
+void PrepareWatcher(const Options& options, const std::string& label) {
+  std::vector<std::pair<std::string, std::string>> includes;
+  for (const PutFile& put : options.putFiles) {
+    const std::string windows =
+        put.windowsPath.empty() ? DefaultPutPath(put.hostPath) : put.windowsPath;
+    includes.emplace_back(windows, fs::absolute(put.hostPath).lexically_normal().string());
+  }
+  const std::string path =
+      options.module.empty() ? fs::absolute(options.script).lexically_normal().string() : label;
+  options.watcher->SetScript(label, path, std::move(includes));
+}
+
 // Reports the queued answers that no message box took.
 void ReportLeftoverAnswers() {
   for (const sim::QueuedAnswer& answer : sim::PendingAnswers()) {
@@ -354,14 +374,60 @@ bool KeepExpanded(const std::string& hostPath) {
   return true;
 }
 
+bool StartsWithNoCase(const std::string& text, const std::string& prefix) {
+  if (text.size() < prefix.size()) return false;
+  for (std::size_t i = 0; i < prefix.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(text[i])) !=
+        std::tolower(static_cast<unsigned char>(prefix[i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
+
+std::vector<std::string> Wow64Warnings(const snapshot::Snapshot& before,
+                                       const snapshot::Snapshot& after) {
+  std::vector<std::string> warnings;
+  const std::string system = sim::GetProfile().systemDirectory;
+  const std::string sysWow64 = WindowsParent(system) + "\\SysWOW64";
+  const std::string drivers = sysWow64 + "\\drivers\\";
+  for (const snapshot::FileEntry& file : after.files) {
+    if (file.directory || !StartsWithNoCase(file.path, drivers)) continue;
+    bool same = false;
+    for (const snapshot::FileEntry& old : before.files) {
+      same = same || (old.path == file.path && old.hash == file.hash && old.size == file.size);
+    }
+    if (same) continue;
+    warnings.push_back("the 32-bit DLL wrote " + file.path +
+                       ": WOW64 redirects system32 to SysWOW64 for it, and 64-bit Windows "
+                       "loads no driver from SysWOW64\\drivers (use %windir%\\Sysnative, or "
+                       "ship the 64-bit DLL)");
+  }
+  for (const sim::MissingImage& missing : sim::MissingServiceImages()) {
+    std::string text = "service '" + missing.service +
+                       "' did not start (error 2): 64-bit Windows looks for " + missing.image;
+    if (StartsWithNoCase(missing.image, system + "\\")) {
+      const std::string copy = sysWow64 + missing.image.substr(system.size());
+      text += sim::GetFile(copy) ? ", but the 32-bit DLL's copy is in SysWOW64 (" + copy + ")"
+                                 : ", which the 32-bit DLL sees as SysWOW64";
+    } else {
+      text += " (the 32-bit DLL sees system32 as SysWOW64)";
+    }
+    warnings.push_back(text);
+  }
+  return warnings;
+}
 
 int RunSession(const Options& options, SessionReport* report) {
   std::vector<regfile::File> imports;
   if (!ReadImports(options, &imports) || !CheckExportKeys(options)) return kExitUsage;
   std::vector<char> module;
   if (!options.show && !BuildModule(options, &module)) return kExitUsage;
-  RunObserver observer(ScriptFactsOf(options, module));
+  ScriptFacts facts = ScriptFactsOf(options, module);
+  if (options.watcher != nullptr) PrepareWatcher(options, facts.label);
+  RunObserver observer(std::move(facts));
 
   std::string error;
   if (!sim::Boot(options.machineDir, &error)) {
@@ -437,7 +503,9 @@ int RunSession(const Options& options, SessionReport* report) {
     if (commands.empty()) commands.emplace_back();
     for (const std::string& command : commands) {
       observer.Begin(command);
+      if (options.watcher != nullptr) options.watcher->BeginAction();
       const std::int32_t result = Action(command.c_str());
+      if (options.watcher != nullptr) options.watcher->EndAction();
       if (report != nullptr) {
         report->results.push_back(result);
         continue;
@@ -451,7 +519,13 @@ int RunSession(const Options& options, SessionReport* report) {
   if (report == nullptr) ReportLeftoverAnswers();
 
   setup::DllMain(kModuleHandle, setup::kDllProcessDetach, nullptr);
-  if (report != nullptr) snapshot::Diff(*before, snapshot::Take(), &report->changes);
+  if (report != nullptr) {
+    const snapshot::Snapshot after = snapshot::Take();
+    snapshot::Diff(*before, after, &report->changes);
+    if (options.wow64 && sim::GetProfile().amd64) {
+      report->wow64Warnings = Wow64Warnings(*before, after);
+    }
+  }
   return finish(status, baseline);
 }
 

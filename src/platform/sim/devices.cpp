@@ -249,7 +249,7 @@ std::string MultiSz(const std::vector<std::string>& texts) {
 // Copies an INF into the INF directory as oemN.inf (an identical copy is
 // reused); answers the file name.
 bool CopyOemInf(LPCSTR source, DWORD copyStyle, std::string* name, DWORD* error) {
-  Resolved from = Resolve(source);
+  Resolved from = ResolveInProcess(source);
   if (from.error != 0) {
     *error = from.error;
     return false;

@@ -139,7 +139,7 @@ bool IsCurrentDirectory(const Resolved& r) {
   const Profile& profile = sim::GetProfile();
   std::string cwd =
       profile.currentDirectory.empty() ? profile.systemDirectory : profile.currentDirectory;
-  Resolved c = Resolve(cwd.c_str());
+  Resolved c = ResolveInProcess(cwd.c_str());
   return c.error == 0 && c.key == r.key;
 }
 
@@ -166,7 +166,7 @@ HANDLE CreateFileA(LPCSTR path, DWORD access, DWORD share, SECURITY_ATTRIBUTES*,
   if (disposition < CREATE_NEW || disposition > TRUNCATE_EXISTING) {
     return Fail(ERROR_INVALID_PARAMETER, INVALID_HANDLE_VALUE);
   }
-  Resolved r = Resolve(path);
+  Resolved r = ResolveInProcess(path);
   if (r.error != 0) return Fail(r.error, INVALID_HANDLE_VALUE);
   if (r.exists && r.isDirectory) return Fail(ERROR_ACCESS_DENIED, INVALID_HANDLE_VALUE);
   if (!r.parentExists) return Fail(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
@@ -365,7 +365,7 @@ BOOL UnmapViewOfFile(const void* address) {
 
 BOOL DeleteFileA(LPCSTR path) {
   if (InjectFault(Op::DeleteFile)) return FALSE;
-  Resolved r = Resolve(path);
+  Resolved r = ResolveInProcess(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (!r.exists) return Fail(MissingError(r), FALSE);
   if (r.isDirectory) return Fail(ERROR_ACCESS_DENIED, FALSE);
@@ -381,14 +381,14 @@ BOOL DeleteFileA(LPCSTR path) {
 
 BOOL CopyFileA(LPCSTR source, LPCSTR destination, BOOL failIfExists) {
   if (InjectFault(Op::CopyFile)) return FALSE;
-  Resolved from = Resolve(source);
+  Resolved from = ResolveInProcess(source);
   if (from.error != 0) return Fail(from.error, FALSE);
   if (!from.exists) return Fail(MissingError(from), FALSE);
   if (from.isDirectory) return Fail(ERROR_ACCESS_DENIED, FALSE);
   if (!ShareAllows(from.key, GENERIC_READ, FILE_SHARE_READ)) {
     return Fail(ERROR_SHARING_VIOLATION, FALSE);
   }
-  Resolved to = Resolve(destination);
+  Resolved to = ResolveInProcess(destination);
   if (to.error != 0) return Fail(to.error, FALSE);
   if (!to.parentExists) return Fail(ERROR_PATH_NOT_FOUND, FALSE);
   if (to.exists) {
@@ -410,7 +410,7 @@ BOOL CopyFileA(LPCSTR source, LPCSTR destination, BOOL failIfExists) {
 
 BOOL CreateDirectoryA(LPCSTR path, SECURITY_ATTRIBUTES*) {
   if (InjectFault(Op::CreateDirectory)) return FALSE;
-  Resolved r = Resolve(path);
+  Resolved r = ResolveInProcess(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (r.exists) return Fail(ERROR_ALREADY_EXISTS, FALSE);
   if (!r.parentExists) return Fail(ERROR_PATH_NOT_FOUND, FALSE);
@@ -422,7 +422,7 @@ BOOL CreateDirectoryA(LPCSTR path, SECURITY_ATTRIBUTES*) {
 
 BOOL RemoveDirectoryA(LPCSTR path) {
   if (InjectFault(Op::RemoveDirectory)) return FALSE;
-  Resolved r = Resolve(path);
+  Resolved r = ResolveInProcess(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (!r.exists) return Fail(MissingError(r), FALSE);
   if (!r.isDirectory) return Fail(kErrorDirectory, FALSE);
@@ -440,7 +440,7 @@ BOOL RemoveDirectoryA(LPCSTR path) {
 
 DWORD GetFileAttributesA(LPCSTR path) {
   if (InjectFault(Op::GetFileAttributes)) return INVALID_FILE_ATTRIBUTES;
-  Resolved r = Resolve(path);
+  Resolved r = ResolveInProcess(path);
   if (r.error != 0) return Fail(r.error, INVALID_FILE_ATTRIBUTES);
   if (!r.exists) return Fail(MissingError(r), INVALID_FILE_ATTRIBUTES);
   SetError(ERROR_SUCCESS);
@@ -449,7 +449,7 @@ DWORD GetFileAttributesA(LPCSTR path) {
 
 BOOL SetFileAttributesA(LPCSTR path, DWORD attributes) {
   if (InjectFault(Op::SetFileAttributes)) return FALSE;
-  Resolved r = Resolve(path);
+  Resolved r = ResolveInProcess(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (!r.exists) return Fail(MissingError(r), FALSE);
   SetStoredAttributes(r.key, attributes & kAttributeBits, r.isDirectory);
@@ -459,7 +459,7 @@ BOOL SetFileAttributesA(LPCSTR path, DWORD attributes) {
 
 HANDLE FindFirstFileA(LPCSTR pattern, WIN32_FIND_DATAA* data) {
   if (InjectFault(Op::FindFirstFile)) return INVALID_HANDLE_VALUE;
-  Resolved r = Resolve(pattern, true);
+  Resolved r = ResolveInProcess(pattern, true);
   if (r.error != 0) return Fail(r.error, INVALID_HANDLE_VALUE);
   if (r.name.empty()) return Fail(ERROR_FILE_NOT_FOUND, INVALID_HANDLE_VALUE);
   if (!r.parentExists) return Fail(ERROR_PATH_NOT_FOUND, INVALID_HANDLE_VALUE);
@@ -508,7 +508,7 @@ BOOL FindClose(HANDLE find) {
 }
 
 BOOL PathFileExistsA(LPCSTR path) {
-  Resolved r = Resolve(path);
+  Resolved r = ResolveInProcess(path);
   if (r.error != 0) return Fail(r.error, FALSE);
   if (!r.exists) return Fail(MissingError(r), FALSE);
   return TRUE;

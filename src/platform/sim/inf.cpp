@@ -336,7 +336,7 @@ std::optional<Inf> ReadInf(plat::LPCSTR path, DWORD* error) {
     *error = plat::ERROR_INVALID_PARAMETER;
     return std::nullopt;
   }
-  Resolved r = Resolve(path);
+  Resolved r = ResolveInProcess(path);
   if (r.error != 0) {
     *error = r.error;
     return std::nullopt;

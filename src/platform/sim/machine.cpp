@@ -58,6 +58,7 @@ struct Settings {
   std::optional<plat::SYSTEMTIME> fixedTime;
   std::set<std::string> removedEntries;  // "library!name", lower case
   std::vector<Failure> failures;
+  std::vector<MissingImage> missingImages;  // failed service starts
 };
 
 std::unique_ptr<Machine> theMachine;
@@ -452,7 +453,8 @@ void SaveFiles(Json& state) {
 
 namespace {
 
-// Whether the library's file is in the system directory. The store path last
+// Whether the library's file is in the system directory as the process sees
+// it (SysWOW64 for a 32-bit process on 64-bit Windows). The store path last
 // found for a library is remembered: while it is still a file there, one
 // look-up answers (the library calls ask for every entry point they bind).
 bool LibraryFilePresent(const std::string& library) {
@@ -462,12 +464,12 @@ bool LibraryFilePresent(const std::string& library) {
   };
   static std::map<std::string, Known> known;  // by lower-case library name
   const std::string windows = M().profile.systemDirectory + "\\" + library;
-  Known& entry = known[Lower(library)];
+  Known& entry = known[Lower(library) + (Wow64View() ? "|wow64" : "")];
   if (entry.windows == windows) {
     std::optional<StoreEntry> found = Files().Stat(entry.path);
     if (found && !found->isDirectory) return true;
   }
-  Resolved r = Resolve(windows.c_str());
+  Resolved r = ResolveInProcess(windows.c_str());
   if (r.error != 0 || !r.exists || r.isDirectory) return false;
   entry = {windows, r.path};
   return true;
@@ -732,6 +734,47 @@ void SetWow64Process(bool wow64) {
 bool Wow64Process() {
   return theSettings.wow64;
 }
+void AddWow64Layout() {
+  Machine& m = M();
+  if (!m.profile.amd64) return;
+  const std::string sysWow64 = WindowsDirectory() + "\\SysWOW64";
+  for (const std::string& dir : {sysWow64, sysWow64 + "\\drivers"}) {
+    Resolved r = Resolve(dir.c_str());
+    if (r.error == 0 && !r.exists && r.parentExists) Files().MakeDirectories(r.path);
+  }
+  for (const char* library : {"SetupApi.dll", "newdev.dll"}) {
+    Resolved r = Resolve((sysWow64 + "\\" + library).c_str());
+    if (r.error == 0 && !r.exists && r.parentExists) {
+      Files().WriteAll(r.path, std::string("MZ simulated 32-bit ") + library);
+    }
+  }
+  const std::string version = "SOFTWARE\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion";
+  if (!RegKeyPresent(plat::HKEY_LOCAL_MACHINE, version)) {
+    RegWriteString(plat::HKEY_LOCAL_MACHINE, version, "ProgramFilesDir", "C:\\Program Files (x86)");
+    RegWriteString(plat::HKEY_LOCAL_MACHINE, version, "CommonFilesDir",
+                   "C:\\Program Files (x86)\\Common Files");
+    RegWriteString(plat::HKEY_LOCAL_MACHINE, version, "DevicePath", "%SystemRoot%\\inf",
+                   plat::REG_EXPAND_SZ);
+    RegWriteString(plat::HKEY_LOCAL_MACHINE, version, "MediaPath", "%SystemRoot%\\Media",
+                   plat::REG_EXPAND_SZ);
+    for (const char* sub : {"App Paths", "Run", "RunOnce", "Uninstall"}) {
+      CreateRegistryKey(plat::HKEY_LOCAL_MACHINE, version + "\\" + sub);
+    }
+    RegWriteString(plat::HKEY_LOCAL_MACHINE,
+                   "SOFTWARE\\WOW6432Node\\Microsoft\\Windows NT\\CurrentVersion", "SystemRoot",
+                   WindowsDirectory());
+  }
+}
+void AddVersionValues() {
+  const Profile& p = M().profile;
+  if (p.platformId != plat::VER_PLATFORM_WIN32_NT || p.majorVersion < 10) return;
+  std::vector<std::string> keys = {"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion"};
+  if (p.amd64) keys.push_back("SOFTWARE\\WOW6432Node\\Microsoft\\Windows NT\\CurrentVersion");
+  for (const std::string& key : keys) {
+    RegWriteDword(plat::HKEY_LOCAL_MACHINE, key, "CurrentMajorVersionNumber", p.majorVersion);
+    RegWriteDword(plat::HKEY_LOCAL_MACHINE, key, "CurrentMinorVersionNumber", p.minorVersion);
+  }
+}
 void SetFixedTime(std::optional<plat::SYSTEMTIME> time) {
   theSettings.fixedTime = time;
 }
@@ -760,6 +803,10 @@ void ClearFailures() {
 
 int RestartRequests() {
   return M().restartRequests;
+}
+
+std::vector<MissingImage> MissingServiceImages() {
+  return theSettings.missingImages;
 }
 
 }  // namespace sim
@@ -808,6 +855,9 @@ plat::HMODULE ModuleHandle() {
 }
 const std::string& ModulePath() {
   return M().modulePath;
+}
+void RecordMissingImage(const std::string& service, const std::string& image) {
+  theSettings.missingImages.push_back({service, image});
 }
 void RecordRestart() {
   Machine& m = M();

@@ -128,10 +128,28 @@ void SetStdoutSink(std::function<void(const char* text, std::size_t length)> sin
 void SetFastSleep(bool fast);
 // A fixed answer for GetSystemTime; none = the host clock in UTC.
 void SetFixedTime(std::optional<plat::SYSTEMTIME> time);
-// The library runs in a 32-bit process on 64-bit Windows (WOW64): the calls
-// that install or change devices fail with ERROR_IN_WOW64.
+// The library runs in a 32-bit process on 64-bit Windows (WOW64): on a
+// 64-bit profile its file calls go through the file system redirector
+// (system32 is SysWOW64 for it), its registry calls see the 32-bit view
+// (HKLM\SOFTWARE is HKLM\SOFTWARE\WOW6432Node but for the shared keys), and
+// the calls that install or change devices fail with ERROR_IN_WOW64. The
+// machine itself (services, devices) and the tool functions below keep to
+// the real layout.
 void SetWow64Process(bool wow64);
 bool Wow64Process();
+// Gives a 64-bit profile what 64-bit Windows keeps for its 32-bit programs:
+// <windir>\SysWOW64 with its drivers directory and the 32-bit SetupApi.dll
+// and newdev.dll, and the 32-bit view's keys below
+// HKLM\SOFTWARE\WOW6432Node\Microsoft (ProgramFilesDir "C:\Program Files
+// (x86)", ...). Adds only what is missing; nothing on a 32-bit profile.
+void AddWow64Layout();
+// Windows 10 and later keep their version where programs that GetVersionEx
+// no longer tells it look: CurrentMajorVersionNumber and
+// CurrentMinorVersionNumber (REG_DWORD) below
+// HKLM\SOFTWARE\Microsoft\Windows NT\CurrentVersion, in both views on 64-bit
+// Windows. Writes them for
+// such a profile; nothing for older ones.
+void AddVersionValues();
 // Hides one entry point of a simulated library ("SetupApi.dll", "newdev.dll")
 // from GetProcAddress and from the directly called functions.
 void RemoveEntryPoint(const std::string& library, const std::string& name);
@@ -215,6 +233,15 @@ void FailNext(Op op, plat::DWORD error, int skip = 0);
 void ClearFailures();
 
 // ---- Inspection ---------------------------------------------------------------
+// The service starts of this run that failed because the image was not where
+// the system looks (ERROR_FILE_NOT_FOUND), in order, with the Windows path it
+// looked at. Per-run: cleared by Shutdown.
+struct MissingImage {
+  std::string service;
+  std::string image;
+};
+std::vector<MissingImage> MissingServiceImages();
+
 // How many restarts ExitWindowsEx has recorded on this machine (persisted).
 int RestartRequests();
 

@@ -59,9 +59,65 @@ std::string WindowsDirectory() {
   return system.substr(0, cut);
 }
 
+// ---- The WOW64 file system redirector ---------------------------------------------------
+
+bool Wow64View() {
+  return sim::Wow64Process() && GetProfile().amd64;
+}
+
+void RedirectForWow64(char drive, std::vector<std::string_view>* comps) {
+  static constexpr std::string_view kSysWow64 = "SysWOW64";
+  static constexpr std::string_view kSysnative = "Sysnative";
+  const Profile& profile = GetProfile();
+  std::string_view system = profile.systemDirectory;
+  if (system.size() < 3 || system[1] != ':' ||
+      std::toupper(static_cast<unsigned char>(system[0])) != drive) {
+    return;
+  }
+  // The Windows directory's components, and the system directory's own name.
+  std::vector<std::string_view> windows;
+  SplitComponents(system.substr(3), &windows);
+  if (windows.empty() || windows.back().empty()) return;
+  const std::string_view systemName = windows.back();
+  windows.pop_back();
+  std::vector<std::string_view>& c = *comps;
+  const std::size_t at = windows.size();  // the component below the Windows directory
+  if (c.size() <= at) return;
+  for (std::size_t i = 0; i < at; ++i) {
+    if (!EqualNoCase(c[i], windows[i])) return;
+  }
+  auto is = [&c](std::size_t i, std::string_view name) {
+    return i < c.size() && EqualNoCase(c[i], name);
+  };
+  if (is(at, systemName)) {
+    // The exempt subdirectories stay in the real system directory.
+    bool exempt =
+        is(at + 1, "catroot") || is(at + 1, "catroot2") || is(at + 1, "logfiles") ||
+        is(at + 1, "spool") || (is(at + 1, "drivers") && is(at + 2, "etc")) ||
+        (is(at + 1, "driverstore") &&
+         (profile.majorVersion > 6 || (profile.majorVersion == 6 && profile.minorVersion >= 1)));
+    if (!exempt) c[at] = kSysWow64;
+  } else if (is(at, kSysnative) && profile.majorVersion >= 6) {
+    // The alias of the real system directory (from Windows Vista on).
+    c[at] = systemName;
+  } else if (is(at, "lastgood") && is(at + 1, systemName)) {
+    c[at + 1] = kSysWow64;
+  } else if (is(at, "regedit.exe") && c.size() == at + 1) {
+    c.insert(c.begin() + static_cast<std::ptrdiff_t>(at), kSysWow64);
+  }
+}
+
 // ---- Paths ------------------------------------------------------------------------------
 
 Resolved Resolve(const char* path, bool wildcardLast) {
+  return ResolveIn(path, wildcardLast, false);
+}
+
+Resolved ResolveInProcess(const char* path, bool wildcardLast) {
+  return ResolveIn(path, wildcardLast, Wow64View());
+}
+
+Resolved ResolveIn(const char* path, bool wildcardLast, bool wow64) {
   Resolved r;
   if (path == nullptr) {
     r.error = plat::ERROR_INVALID_PARAMETER;
@@ -140,6 +196,7 @@ Resolved Resolve(const char* path, bool wildcardLast) {
     }
     comps.push_back(c);
   }
+  if (wow64) RedirectForWow64(drive, &comps);
 
   FileStore& files = Files();
   std::string relative(1, drive);

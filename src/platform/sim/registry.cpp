@@ -74,6 +74,10 @@ static_assert(sizeof(SecurityDescriptor) <= plat::SECURITY_DESCRIPTOR_MIN_LENGTH
 struct KeyHandle : Object {
   KeyPtr key;
   REGSAM access = 0;
+  // In the 32-bit view: the root and the path the program named (before
+  // redirection), so that paths below the handle are redirected as a whole.
+  int root = -1;
+  std::vector<std::string> logical;
 };
 
 constexpr const char* kRootNames[] = {"HKEY_CLASSES_ROOT", "HKEY_CURRENT_USER",
@@ -198,6 +202,262 @@ bool NameBefore(const std::string& a, const std::string& b) {
     return static_cast<unsigned char>(KeyOrderChar(x)) <
            static_cast<unsigned char>(KeyOrderChar(y));
   });
+}
+
+// ---- The WOW64 registry redirector -------------------------------------------------
+// A 32-bit process on 64-bit Windows sees HKLM\SOFTWARE in
+// HKLM\SOFTWARE\WOW6432Node, except the shared keys below, and some keys of
+// the class registrations in a WOW6432Node subkey of the classes root. Paths are split
+// into components; the answer is the physical path.
+
+constexpr const char* kWow6432Node = "WOW6432Node";
+
+// Windows versions as major * 10 + minor.
+constexpr int kVista = 60;
+constexpr int kWindows7 = 61;
+
+int ProfileVersion() {
+  const Profile& p = GetProfile();
+  return static_cast<int>(p.majorVersion) * 10 + static_cast<int>(std::min(p.minorVersion, 9u));
+}
+
+// Keys below HKLM\SOFTWARE that both views share, and the version from which
+// they are shared (before it they are redirected like the rest).
+struct SharedKey {
+  const char* path;
+  int since;
+};
+constexpr SharedKey kSharedKeys[] = {
+    {"Clients", kWindows7},
+    {"Microsoft\\COM3", kWindows7},
+    {"Microsoft\\Cryptography\\Calais\\Current", 0},
+    {"Microsoft\\Cryptography\\Calais\\Readers", 0},
+    {"Microsoft\\Cryptography\\Services", 0},
+    {"Microsoft\\CTF\\SystemShared", 0},
+    {"Microsoft\\CTF\\TIP", 0},
+    {"Microsoft\\DFS", 0},
+    {"Microsoft\\Driver Signing", 0},
+    {"Microsoft\\EnterpriseCertificates", 0},
+    {"Microsoft\\EventSystem", kWindows7},
+    {"Microsoft\\MSMQ", 0},
+    {"Microsoft\\Non-Driver Signing", 0},
+    {"Microsoft\\Notepad\\DefaultFonts", kWindows7},
+    {"Microsoft\\OLE", kWindows7},
+    {"Microsoft\\RAS", 0},
+    {"Microsoft\\RPC", kWindows7},
+    {"Microsoft\\SOFTWARE\\Microsoft\\Shared Tools\\MSInfo", 0},
+    {"Microsoft\\SystemCertificates", 0},
+    {"Microsoft\\TermServLicensing", 0},
+    {"Microsoft\\TransactionServer", 0},
+    {"Microsoft\\Windows\\CurrentVersion\\App Paths", kWindows7},
+    {"Microsoft\\Windows\\CurrentVersion\\Control Panel\\Cursors\\Schemes", 0},
+    {"Microsoft\\Windows\\CurrentVersion\\Explorer\\AutoplayHandlers", kWindows7},
+    {"Microsoft\\Windows\\CurrentVersion\\Explorer\\DriveIcons", kWindows7},
+    {"Microsoft\\Windows\\CurrentVersion\\Explorer\\KindMap", kWindows7},
+    {"Microsoft\\Windows\\CurrentVersion\\Group Policy", 0},
+    {"Microsoft\\Windows\\CurrentVersion\\Policies", 0},
+    {"Microsoft\\Windows\\CurrentVersion\\PreviewHandlers", kWindows7},
+    {"Microsoft\\Windows\\CurrentVersion\\Setup", 0},
+    {"Microsoft\\Windows\\CurrentVersion\\Telephony\\Locations", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Console", kWindows7},
+    {"Microsoft\\Windows NT\\CurrentVersion\\FontDpi", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\FontLink", kWindows7},
+    {"Microsoft\\Windows NT\\CurrentVersion\\FontMapper", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Fonts", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\FontSubstitutes", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Gre_Initialize", kWindows7},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Image File Execution Options", kWindows7},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Language Pack", kWindows7},
+    {"Microsoft\\Windows NT\\CurrentVersion\\NetworkCards", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Perflib", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Ports", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Print", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\ProfileList", 0},
+    {"Microsoft\\Windows NT\\CurrentVersion\\Time Zones", 0},
+    {"Policies", 0},
+    {"RegisteredApplications", kVista},
+};
+
+// The class registrations kept apart for 32-bit programs from Windows 7 on
+// (before it, everything below a classes root but HCP is).
+constexpr const char* kRedirectedClasses[] = {"CLSID", "DirectShow", "Interface", "Media Type",
+                                              "MediaFoundation"};
+// Below Classes\WOW6432Node, links to the shared keys (Windows 7 on).
+constexpr const char* kLinkedClasses[] = {"AppId", "PROTOCOLS", "Typelib"};
+
+bool Is(const std::vector<std::string>& p, std::size_t i, std::string_view name) {
+  return i < p.size() && EqualNoCase(p[i], name);
+}
+
+template <std::size_t N>
+bool IsAny(const std::vector<std::string>& p, std::size_t i, const char* const (&names)[N]) {
+  for (const char* name : names) {
+    if (Is(p, i, name)) return true;
+  }
+  return false;
+}
+
+// Redirects the keys below a classes root whose first component is p[at].
+// `hcpShared`: HCP is shared (in the machine's classes).
+void RedirectClasses(std::vector<std::string>* p, std::size_t at, bool hcpShared) {
+  if (p->size() <= at) return;  // the root itself is shared
+  const bool since7 = ProfileVersion() >= kWindows7;
+  if (Is(*p, at, kWow6432Node)) {
+    if (since7 && IsAny(*p, at + 1, kLinkedClasses)) p->erase(p->begin() + static_cast<long>(at));
+    return;
+  }
+  const bool redirected =
+      since7 ? IsAny(*p, at, kRedirectedClasses) : !(hcpShared && Is(*p, at, "HCP"));
+  if (redirected) p->insert(p->begin() + static_cast<long>(at), kWow6432Node);
+}
+
+// The shared keys' paths split into components, in table order.
+const std::vector<std::vector<std::string>>& SharedKeyParts() {
+  static const std::vector<std::vector<std::string>> parts = [] {
+    std::vector<std::vector<std::string>> all;
+    for (const SharedKey& shared : kSharedKeys) {
+      LONG status = 0;
+      SplitPath(shared.path, &all.emplace_back(), &status);
+    }
+    return all;
+  }();
+  return parts;
+}
+
+// Whether SOFTWARE\<p[1]>\... is shared on this version.
+bool SharedSoftwareKey(const std::vector<std::string>& p) {
+  const int version = ProfileVersion();
+  for (std::size_t k = 0; k < std::size(kSharedKeys); ++k) {
+    if (version < kSharedKeys[k].since) continue;
+    const std::vector<std::string>& parts = SharedKeyParts()[k];
+    if (parts.size() + 1 > p.size()) continue;
+    bool match = true;
+    for (std::size_t i = 0; i < parts.size() && match; ++i) match = EqualNoCase(parts[i], p[i + 1]);
+    if (match) return true;
+  }
+  return false;
+}
+
+// The physical path of the key a 32-bit process names by `logical` below
+// the root with index `root` (0 HKCR, 1 HKCU, 2 HKLM, 3 HKU).
+std::vector<std::string> Redirected(int root, std::vector<std::string> p) {
+  switch (root) {
+    case 0:
+      RedirectClasses(&p, 0, true);
+      break;
+    case 1:
+      if (Is(p, 0, "Software") && Is(p, 1, "Classes")) RedirectClasses(&p, 2, false);
+      break;
+    case 2:
+      if (!Is(p, 0, "SOFTWARE")) break;
+      if (Is(p, 1, kWow6432Node)) {
+        // SOFTWARE\WOW6432Node\Classes is a link to SOFTWARE\Classes\WOW6432Node.
+        if (Is(p, 2, "Classes")) {
+          std::swap(p[1], p[2]);
+          RedirectClasses(&p, 2, true);
+        }
+      } else if (Is(p, 1, "Classes")) {
+        RedirectClasses(&p, 2, true);
+      } else if (!SharedSoftwareKey(p)) {
+        p.insert(p.begin() + 1, kWow6432Node);
+      }
+      break;
+    case 3:
+      if (Is(p, 1, "Software") && Is(p, 2, "Classes")) {
+        RedirectClasses(&p, 3, false);
+      } else if (!p.empty() && p[0].size() > 8 &&
+                 EqualNoCase(p[0].substr(p[0].size() - 8), "_Classes")) {
+        RedirectClasses(&p, 1, false);
+      }
+      break;
+    default:
+      break;
+  }
+  return p;
+}
+
+// The names a 32-bit process enumerates below `logical`: the subkeys of the
+// key it maps to that are in the same place in its view, the keys of other
+// places that show there (shared keys below a redirected key, redirected
+// classes below a shared classes root), never WOW6432Node; in key order.
+std::vector<std::string> ViewSubkeys(int root, const std::vector<std::string>& logical) {
+  std::vector<std::string> names;
+  auto listed = [&names](const std::string& name) {
+    for (const std::string& n : names) {
+      if (EqualNoCase(n, name)) return true;
+    }
+    return false;
+  };
+  // The key a child of the logical key is in this view; null when missing.
+  auto viewChild = [&](const std::string& name) {
+    std::vector<std::string> path = logical;
+    path.push_back(name);
+    return Walk(Root(static_cast<std::size_t>(root)), Redirected(root, path));
+  };
+  if (KeyPtr key = Walk(Root(static_cast<std::size_t>(root)), Redirected(root, logical))) {
+    for (const KeyPtr& child : key->children) {
+      if (EqualNoCase(child->name, kWow6432Node) || listed(child->name)) continue;
+      if (viewChild(child->name)) names.push_back(child->name);
+    }
+  }
+  std::vector<std::string> candidates;
+  if (root == 2 && Is(logical, 0, "SOFTWARE")) {
+    for (const std::vector<std::string>& parts : SharedKeyParts()) {
+      if (parts.size() != logical.size()) continue;
+      bool below = true;
+      for (std::size_t i = 0; i + 1 < parts.size() && below; ++i) {
+        below = EqualNoCase(parts[i], logical[i + 1]);
+      }
+      if (below) candidates.push_back(parts.back());
+    }
+    if (logical.size() == 1) candidates.emplace_back("Classes");
+  }
+  const bool classesRoot = (root == 0 && logical.empty()) ||
+                           (root == 2 && logical.size() == 2 && Is(logical, 1, "Classes")) ||
+                           (root == 1 && logical.size() == 2 && Is(logical, 1, "Classes")) ||
+                           (root == 3 && logical.size() == 3 && Is(logical, 2, "Classes"));
+  if (classesRoot)
+    candidates.insert(candidates.end(), std::begin(kRedirectedClasses),
+                      std::end(kRedirectedClasses));
+  for (const std::string& candidate : candidates) {
+    if (listed(candidate)) continue;
+    if (KeyPtr key = viewChild(candidate)) names.push_back(key->name);
+  }
+  std::sort(names.begin(), names.end(),
+            [](const std::string& a, const std::string& b) { return NameBefore(a, b); });
+  return names;
+}
+
+// Where a path below a handle leads. Outside the 32-bit view: `base` is the
+// handle's key and `parts` stay as given. In it: `base` is the root, `parts`
+// the redirected path from it, and *root and *logical name the path as the
+// program sees it (for the handle the call makes).
+struct Target {
+  KeyPtr base;
+  std::vector<std::string> parts;
+  int root = -1;
+  std::vector<std::string> logical;
+  std::size_t given = 0;  // components the call named
+};
+
+LONG Locate(plat::HKEY handle, const char* subKey, REGSAM* access, Target* t) {
+  LONG status = 0;
+  t->base = Base(handle, access, &status);
+  if (!t->base) return status;
+  if (!SplitPath(subKey, &t->parts, &status)) return status;
+  t->given = t->parts.size();
+  if (!Wow64View()) return 0;
+  t->root = RootIndex(handle);
+  if (t->root < 0) {
+    auto* h = Find<KeyHandle>(handle);
+    if (h->root < 0) return 0;  // opened outside the view: relative to its key
+    t->root = h->root;
+    t->logical = h->logical;
+  }
+  t->logical.insert(t->logical.end(), t->parts.begin(), t->parts.end());
+  t->parts = Redirected(t->root, t->logical);
+  t->base = Root(static_cast<std::size_t>(t->root));
+  return 0;
 }
 
 KeyPtr AddChild(const KeyPtr& key, const std::string& name) {
@@ -742,18 +1002,17 @@ LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD, REGSAM access, HKEY* result) 
   if (Inject(Op::RegOpenKey, &code)) return static_cast<LONG>(code);
   if (result == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
   REGSAM baseAccess = 0;
-  LONG status = 0;
-  KeyPtr base = Base(key, &baseAccess, &status);
-  if (!base) return status;
-  std::vector<std::string> parts;
-  if (!SplitPath(subKey, &parts, &status)) return status;
-  KeyPtr target = Walk(base, parts);
+  Target t;
+  if (LONG status = Locate(key, subKey, &baseAccess, &t)) return status;
+  KeyPtr target = Walk(t.base, t.parts);
   if (!target) return static_cast<LONG>(ERROR_FILE_NOT_FOUND);
   std::optional<REGSAM> granted = AccessCheck(target, access);
   if (!granted) return static_cast<LONG>(ERROR_ACCESS_DENIED);
   auto handle = std::make_unique<KeyHandle>();
   handle->key = target;
   handle->access = *granted;
+  handle->root = t.root;
+  handle->logical = std::move(t.logical);
   *result = AddHandle(std::move(handle));
   return static_cast<LONG>(ERROR_SUCCESS);
 }
@@ -775,11 +1034,10 @@ LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD, REGSAM access
   if (Inject(Op::RegCreateKey, &code)) return static_cast<LONG>(code);
   if (result == nullptr || subKey == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
   REGSAM baseAccess = 0;
-  LONG status = 0;
-  KeyPtr base = Base(key, &baseAccess, &status);
-  if (!base) return status;
-  std::vector<std::string> parts;
-  if (!SplitPath(subKey, &parts, &status)) return status;
+  Target t;
+  if (LONG status = Locate(key, subKey, &baseAccess, &t)) return status;
+  const KeyPtr& base = t.base;
+  const std::vector<std::string>& parts = t.parts;
   if (base->depth + static_cast<int>(parts.size()) > kMaxDepth) {
     return static_cast<LONG>(ERROR_INVALID_PARAMETER);
   }
@@ -802,6 +1060,8 @@ LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD, REGSAM access
   auto handle = std::make_unique<KeyHandle>();
   handle->key = target;
   handle->access = *AccessCheck(target, access);
+  handle->root = t.root;
+  handle->logical = std::move(t.logical);
   *result = AddHandle(std::move(handle));
   if (disposition) *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
   return static_cast<LONG>(ERROR_SUCCESS);
@@ -867,8 +1127,28 @@ LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, L
   if (!target) return status;
   if (!(access & KEY_ENUMERATE_SUB_KEYS)) return static_cast<LONG>(ERROR_ACCESS_DENIED);
   if (name == nullptr || nameSize == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
-  if (index >= target->children.size()) return static_cast<LONG>(ERROR_NO_MORE_ITEMS);
-  const std::string& child = target->children[index]->name;
+  // The 32-bit view lists the subkeys as it shows them.
+  std::vector<std::string> viewed;
+  bool inView = false;
+  if (Wow64View()) {
+    int root = RootIndex(key);
+    const std::vector<std::string>* logical = nullptr;
+    static const std::vector<std::string> kNone;
+    if (root >= 0) {
+      logical = &kNone;
+    } else if (auto* h = Find<KeyHandle>(key); h->root >= 0) {
+      root = h->root;
+      logical = &h->logical;
+    }
+    if (logical) {
+      viewed = ViewSubkeys(root, *logical);
+      inView = true;
+    }
+  }
+  if (index >= (inView ? viewed.size() : target->children.size())) {
+    return static_cast<LONG>(ERROR_NO_MORE_ITEMS);
+  }
+  const std::string& child = inView ? viewed[index] : target->children[index]->name;
   if (child.size() + 1 > *nameSize) return static_cast<LONG>(ERROR_MORE_DATA);
   std::memcpy(name, child.c_str(), child.size() + 1);
   *nameSize = static_cast<DWORD>(child.size());
@@ -888,13 +1168,15 @@ namespace {
 // Finds the key a delete call names; an empty path names the handle's own key.
 LONG DeleteTarget(HKEY key, LPCSTR subKey, KeyPtr* parent, KeyPtr* target) {
   REGSAM access = 0;
-  LONG status = 0;
-  KeyPtr base = Base(key, &access, &status);
-  if (!base) return status;
-  if (subKey == nullptr) return static_cast<LONG>(ERROR_INVALID_PARAMETER);
-  std::vector<std::string> parts;
-  if (!SplitPath(subKey, &parts, &status)) return status;
-  if (parts.empty()) return static_cast<LONG>(ERROR_ACCESS_DENIED);
+  Target t;
+  if (subKey == nullptr) {
+    LONG status = 0;
+    return Base(key, &access, &status) ? static_cast<LONG>(ERROR_INVALID_PARAMETER) : status;
+  }
+  if (LONG status = Locate(key, subKey, &access, &t)) return status;
+  const KeyPtr& base = t.base;
+  std::vector<std::string>& parts = t.parts;
+  if (t.given == 0) return static_cast<LONG>(ERROR_ACCESS_DENIED);
   std::string last = parts.back();
   parts.pop_back();
   *parent = Walk(base, parts);

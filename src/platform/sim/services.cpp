@@ -130,7 +130,9 @@ std::string ImageWindowsPath(std::string image) {
   return windows + "\\" + image;
 }
 
-bool ImageExists(const sim::Service& s) {
+// The image is resolved in the machine's own (64-bit) layout, whatever view
+// the program that starts the service has. *where receives its Windows path.
+bool ImageExists(const sim::Service& s, std::string* where) {
   // A service without an image path loads <system32>\drivers\<name>.sys.
   std::string image = s.imagePath.empty() && (s.type & 0x3) != 0
                           ? "system32\\drivers\\" + s.name + ".sys"
@@ -140,7 +142,8 @@ bool ImageExists(const sim::Service& s) {
     std::size_t lower = Lower(image).find(".exe ");
     if (lower != std::string::npos) image.resize(lower + 4);
   }
-  Resolved r = Resolve(ImageWindowsPath(image).c_str());
+  *where = ImageWindowsPath(image);
+  Resolved r = Resolve(where->c_str());
   return r.error == 0 && r.exists && !r.isDirectory;
 }
 
@@ -154,8 +157,9 @@ bool Start(const std::string& name, DWORD* error) {
     *error = plat::ERROR_SERVICE_DISABLED;
   } else if (s->running) {
     *error = plat::ERROR_SERVICE_ALREADY_RUNNING;
-  } else if (!ImageExists(*s)) {
+  } else if (std::string image; !ImageExists(*s, &image)) {
     *error = plat::ERROR_FILE_NOT_FOUND;
+    RecordMissingImage(s->name, image);
   } else {
     EnsureRuntime(s->name).running = true;
     Event("[service] start: " + s->name);
@@ -355,7 +359,8 @@ void ApplyRestart() {
   theRuntime.clear();
   for (const std::string& name : RegSubkeyNames(plat::HKEY_LOCAL_MACHINE, kServicesKey)) {
     std::optional<sim::Service> s = ReadConfig(name);
-    if (s && s->startType <= plat::SERVICE_AUTO_START && ImageExists(*s)) {
+    std::string image;
+    if (s && s->startType <= plat::SERVICE_AUTO_START && ImageExists(*s, &image)) {
       EnsureRuntime(s->name).running = true;
     }
   }

@@ -83,8 +83,27 @@ struct Resolved {
   bool exists = false;
   bool isDirectory = false;
 };
-// Resolves a Windows path. `wildcardLast` allows '*' and '?' in the last component.
+// Resolves a Windows path as the machine itself sees it (the real layout, as
+// a 64-bit process on 64-bit Windows). `wildcardLast` allows '*' and '?' in
+// the last component.
 Resolved Resolve(const char* path, bool wildcardLast = false);
+// Resolves a Windows path as the library's process sees it: in a 32-bit
+// process on 64-bit Windows (WOW64) through the file system redirector,
+// otherwise as Resolve. The plat:: file calls of the program use this.
+Resolved ResolveInProcess(const char* path, bool wildcardLast = false);
+// Either of the above; `wow64` applies the redirector.
+Resolved ResolveIn(const char* path, bool wildcardLast, bool wow64);
+// Whether the library runs as a 32-bit process on 64-bit Windows, so that
+// its file and registry calls see the 32-bit view.
+bool Wow64View();
+// The file system redirector on the normalised components of an absolute
+// path on `drive`: <windir>\system32 and below become <windir>\SysWOW64
+// except the exempt subdirectories (catroot, catroot2, drivers\etc, logfiles,
+// spool, and driverstore from Windows 7 on); <windir>\Sysnative (Windows
+// Vista on) names the real system directory; <windir>\lastgood\system32
+// becomes lastgood\SysWOW64 and <windir>\regedit.exe SysWOW64\regedit.exe.
+// The replacements are views of constants and of the profile.
+void RedirectForWow64(char drive, std::vector<std::string_view>* comps);
 // The error a missing target gives: 2 when its directory exists, else 3.
 inline plat::DWORD MissingError(const Resolved& r) {
   return r.parentExists ? plat::ERROR_FILE_NOT_FOUND : plat::ERROR_PATH_NOT_FOUND;
@@ -133,6 +152,8 @@ bool EnsureService(const std::string& name, plat::DWORD type, plat::DWORD start,
                    plat::DWORD errorControl, const std::string& imagePath,
                    const std::string& group);
 bool StartServiceByName(const std::string& name, plat::DWORD* error);
+// Notes a service start that failed because the image is missing (per run).
+void RecordMissingImage(const std::string& service, const std::string& image);
 
 // The image files of the services a fresh machine has (Windows paths).
 std::vector<std::string> BaselineImages();

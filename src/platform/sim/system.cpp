@@ -235,7 +235,7 @@ HMODULE LoadLibraryA(LPCSTR name) {
   }
   if (known == nullptr) return Fail<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
   std::string where = IsExplicitPath(path) ? path : sim::GetProfile().systemDirectory + "\\" + file;
-  Resolved r = Resolve(where.c_str());
+  Resolved r = ResolveInProcess(where.c_str());
   if (r.error != 0 || !r.exists || r.isDirectory) {
     return Fail<HMODULE>(ERROR_MOD_NOT_FOUND, nullptr);
   }
@@ -291,7 +291,7 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, SECURITY_ATTRIBUTES*,
     return Fail(error, FALSE);
   };
   if (currentDirectory != nullptr) {
-    Resolved dir = Resolve(currentDirectory);
+    Resolved dir = ResolveInProcess(currentDirectory);
     if (dir.error != 0 || !dir.isDirectory) return notFound(kErrorDirectory);
   }
   std::string program;
@@ -331,7 +331,7 @@ BOOL CreateProcessA(LPCSTR application, LPSTR commandLine, SECURITY_ATTRIBUTES*,
   }
   DWORD error = ERROR_FILE_NOT_FOUND;
   for (const std::string& candidate : candidates) {
-    Resolved r = Resolve(candidate.c_str());
+    Resolved r = ResolveInProcess(candidate.c_str());
     if (r.error != 0 || !r.exists) {
       if (!search) error = r.error != 0 ? r.error : MissingError(r);
       continue;

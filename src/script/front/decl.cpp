@@ -162,6 +162,7 @@ bool DeclareVariable(const std::string& name, ValueType type) {
     if (!variable) return false;
     if (g.m_nToken == TK_ASSIGN) SetPendingInit(name, false, type);
     AddVariable(std::move(variable));
+    NotifyCompile(CompileEvent::Variable, name.c_str());
     return true;
   }
 
@@ -198,6 +199,7 @@ bool DeclareVariable(const std::string& name, ValueType type) {
   variable->m_pArray->m_Dims = std::move(dims);
   if (g.m_nToken == TK_ASSIGN) SetPendingInit(name, true, type);
   AddVariable(std::move(variable));
+  NotifyCompile(CompileEvent::Variable, name.c_str());
   return true;
 }
 
@@ -207,6 +209,7 @@ void GenerateKey(ValueType type) {
   const bool isNum = type == ValueType::Num;
   MatchToken(isNum ? TK_KW_NUM : TK_KW_STRING);
   const std::string name = g.m_szToken;
+  if (g.m_nToken == TK_IDENT) NotifyCompile(CompileEvent::Declaration, name.c_str());
   bool ok = false;
   if (VariableExists(name, 1)) {
     ReportError("The '%s' had redefined. ", name.c_str());
@@ -253,6 +256,7 @@ std::unique_ptr<FunctionEntry> function_describe(const std::string& name, ValueT
     GetToken();
     if (g.m_nToken != TK_IDENT) return nullptr;
     param.m_szName = g.m_szToken;
+    NotifyCompile(CompileEvent::Parameter, g.m_szToken);
     if (IsParaExist(entry->m_Params, param.m_szName)) {
       ReportError(type == ValueType::Num ? "The parameter '%s' had redefine."
                                          : "the parameter '%s' had redefine.",
@@ -290,12 +294,14 @@ bool function_define(std::unique_ptr<FunctionEntry> entry) {
       entry->m_bDefined = true;
       theFunctions.Append(std::move(entry), name);
       g.m_szExFunName = name;
+      NotifyCompile(CompileEvent::Definition, name.c_str());
       return true;
     case 0: {
       FunctionEntry* prototype = FindFunction(name);
       if (prototype != nullptr && SameSignature(*prototype, *entry)) {
         prototype->m_bDefined = true;
         g.m_szExFunName = name;
+        NotifyCompile(CompileEvent::Definition, name.c_str());
         return true;
       }
       ReportError(type == ValueType::Num
@@ -319,6 +325,7 @@ bool function_declare(std::unique_ptr<FunctionEntry> entry) {
     case -1:
       entry->m_bDefined = false;
       theFunctions.Append(std::move(entry), name);
+      NotifyCompile(CompileEvent::Prototype, name.c_str());
       MatchToken(TK_SEMICOLON);
       return true;
     case 0:
@@ -399,6 +406,7 @@ int exterfun_stmt() {
   }
   if (!MatchToken(TK_LBRACE)) ReportError("miss '{'");
   node->m_pChild2 = statement_sequence();
+  if (g.m_nToken == TK_RBRACE) NotifyCompile(CompileEvent::BodyEnd, name.c_str());
   g.m_bInFunction = 0;
   g.m_szExFunName.reset();
   // The closing brace is checked whether or not the body failed; a failed

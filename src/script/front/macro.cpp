@@ -256,6 +256,7 @@ void define_stmt() {
   std::string body;
   if (!ReadMacroBody(&body)) return;
   entry->m_szBody = std::move(body);
+  NotifyCompile(CompileEvent::Macro, name.c_str());
   g.m_bDefineStmt = 1;
   GetToken();
 }
@@ -264,6 +265,8 @@ void define_stmt() {
 NodePtr macro_call_stmt() {
   Global& g = theGlobal;
   const std::string name = g.m_szToken;
+  // The line of the name: reading the token after it may move the reader on.
+  const std::int32_t line = g.m_nLineNo;
   const MacroEntry* macro = FindMacro(name);
   if (macro == nullptr || !MatchToken(TK_MACRO)) return FailMacro();
   if (g.m_nMacroDepth >= kMaxMacroDepth) {
@@ -294,6 +297,7 @@ NodePtr macro_call_stmt() {
   }
   g.m_bInMacro = 1;
   g.m_nMacroPos = 0;
+  if (g.m_nMacroDepth == 0) g.m_nMacroLine = line;
   ++g.m_nMacroDepth;
   GetToken();
   NodePtr list = statement_sequence();
@@ -342,6 +346,7 @@ void include_stmt() {
     FailInclude(path);
     return;
   }
+  NotifyCompile(CompileEvent::Include, path.c_str());
   if (!OpenInclude(path)) {
     FailInclude(path);
     return;

@@ -6,9 +6,11 @@
 #include <string>
 
 #include "base/global.h"
+#include "base/observer.h"
 #include "builtins/table.h"
 #include "diag/report.h"
 #include "script/interp/eval.h"
+#include "script/interp/observe.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
 
@@ -242,6 +244,12 @@ int DropArguments(FunctionEntry* function) {
 
 namespace {
 
+// The end of a failed call that the observer saw begin.
+int CallFailed(SyntaxNode* node, const char* name) {
+  if (theGlobal.m_pObserver != nullptr) ObserveReturn(node, nullptr);
+  return CallTail(name);
+}
+
 // Runs the call of a script function; on success `value` holds the value
 // that the call gives.
 int RunCall(SyntaxNode* node, Value& value) {
@@ -256,16 +264,17 @@ int RunCall(SyntaxNode* node, Value& value) {
     if (!RunAbandoned()) ReportError("_before_gen_callexfun() of '%s' failed.", name);
     return CallTail(name);
   }
-  if (!BuildFrame(function)) return CallTail(name);
+  if (theGlobal.m_pObserver != nullptr) ObserveCall(node, *function);
+  if (!BuildFrame(function)) return CallFailed(node, name);
   SyntaxNode* body = function->m_pDefinition->m_pChild2.get();
   if (body == nullptr) {
     ReportError("illegal function define. see define of '%s'.", name);
-    return CallTail(name);
+    return CallFailed(node, name);
   }
   const int compiled = RunBodyCode(function->m_pDefinition.get(), body);
   if (compiled == 0 || (compiled < 0 && !Generate(body))) {
     if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
-    return CallTail(name);
+    return CallFailed(node, name);
   }
 
   // A return left the result in the return slot; a body that just ends
@@ -278,12 +287,13 @@ int RunCall(SyntaxNode* node, Value& value) {
   } else {
     value = DefaultResult(function->m_nRetType);
   }
-  if (!LeaveFunction()) return CallTail(name);
+  if (!LeaveFunction()) return CallFailed(node, name);
   if (!DropArguments(function)) {
     ReportError("_after_gen_callexfun() of '%s' failed.", name);
-    return CallTail(name);
+    return CallFailed(node, name);
   }
   theGlobal.m_bReturn = 0;
+  if (theGlobal.m_pObserver != nullptr) ObserveReturn(node, &value);
   return 1;
 }
 
@@ -449,6 +459,7 @@ int RunBuiltin(SyntaxNode* node, Value& value) {
   }
   SetBuiltinArgs(args, entry->nParamCount);
   const std::int32_t r = entry->pfnHandler(node);
+  if (theGlobal.m_pObserver != nullptr) ObserveBuiltin(node, *entry, r, args);
   SetBuiltinArgs(nullptr, 0);
   if (r == 0) ReportError("[%s()] Return Value = %d", entry->szName, 0);
 
@@ -493,6 +504,10 @@ int PrepareMainCall(NodePtr& node) {
   node->m_szText = "main";
   FunctionEntry* function = FindFunction("main");
   if (function == nullptr) return FailWith("Error in PrepareMainCall()");
+  // The call of main stands where main is defined.
+  if (theGlobal.m_pObserver != nullptr) {
+    theGlobal.m_pObserver->SamePlace(node.get(), function->m_pDefinition.get());
+  }
   node->m_nType = function->m_nRetType;
   for (const ParamEntry& param : function->m_Params) {
     NodePtr item = NewNode(NodeKind::ItemT);
@@ -514,6 +529,7 @@ int PrepareMainCall(NodePtr& node) {
 
 int RunMain(std::int32_t* result) {
   ResetRunLimits();
+  if (theGlobal.m_pObserver != nullptr) DescribeScript();
   NodePtr call;
   int ok = AllocGlobals() && FindFunction("main") != nullptr;
   for (std::size_t i = 0; ok && i < theStatements.size(); ++i) {

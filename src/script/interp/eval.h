@@ -231,9 +231,10 @@ SETUP_ALWAYS_INLINE bool MayRun() {
 
 // The num programs and the loop machine run only where the walk's per-node
 // checks cannot fail and count nothing: no step budget is set and the host
-// stack has 64 KiB to spare.
+// stack has 64 KiB to spare; and not while an observer watches statements
+// and branches, which only the walk reports.
 SETUP_ALWAYS_INLINE bool FastPathsMayRun() {
-  if (theGlobal.m_nStepLimit != 0) return false;
+  if (theGlobal.m_nStepLimit != 0 || theGlobal.m_bWalkOnly != 0) return false;
   if (theGlobal.m_pStackBase == nullptr) return true;
   const char* here = static_cast<const char*>(__builtin_frame_address(0));
   return theGlobal.m_pStackBase - here < kStackBudget - 64 * 1024;

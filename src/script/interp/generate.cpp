@@ -6,6 +6,7 @@
 #include "base/global.h"
 #include "diag/report.h"
 #include "script/interp/eval.h"
+#include "script/interp/observe.h"
 #include "script/interp/run.h"
 #include "script/store/symbols.h"
 
@@ -75,7 +76,10 @@ bool TakeStep() {
 // One statement of a chain: the checks, its evaluator, and the flag that a
 // break, return or continue raises.
 SETUP_ALWAYS_INLINE int RunStatement(SyntaxNode* node) {
-  if (!MayRun() || Dispatch(node) <= 0) return FailWith("Error in Generate()");
+  if (!MayRun()) return FailWith("Error in Generate()");
+  if (theGlobal.m_pObserver != nullptr) [[unlikely]]
+    ObserveStatement(node);
+  if (Dispatch(node) <= 0) return FailWith("Error in Generate()");
   switch (node->m_nKind) {
     case NodeKind::BreakT:
       theGlobal.m_bBreak = 1;

@@ -39,6 +39,7 @@
 #include "diag/report.h"
 #include "script/front/lexer.h"
 #include "script/interp/eval.h"
+#include "script/interp/observe.h"
 #include "script/store/node.h"
 #include "script/store/symbols.h"
 
@@ -1322,6 +1323,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
     CallTail(name);
     return EvalFailed();
   }
+  if (theGlobal.m_pObserver != nullptr) ObserveDirectCall(call.m_pNode, *function, args);
   EnterFrame(function);
   const std::size_t params = function->m_Params.size();
   const std::size_t locals = function->m_Locals.size();
@@ -1336,6 +1338,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   const std::size_t mark = theValueStack.size();
   if (Execute(nullptr, *body, cells) != 1) {
     if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
+    if (theGlobal.m_pObserver != nullptr) ObserveReturn(call.m_pNode, nullptr);
     CallTail(name);
     return EvalFailed();
   }
@@ -1353,6 +1356,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   while (theValueStack.size() > mark) theValueStack.pop_back();
   if (!LeaveFrame()) return EvalFailed();
   theGlobal.m_bReturn = 0;
+  if (theGlobal.m_pObserver != nullptr) ObserveDirectReturn(call.m_pNode, number);
   return 1;
 }
 

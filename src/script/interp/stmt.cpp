@@ -2,6 +2,7 @@
 #include "base/global.h"
 #include "diag/report.h"
 #include "script/interp/eval.h"
+#include "script/interp/observe.h"
 #include "script/store/symbols.h"
 
 namespace setup {
@@ -52,6 +53,7 @@ bool LabelMatches(const Selector& selector, const SyntaxNode& section, bool& mat
 int IfT(SyntaxNode* node) {
   bool truth = false;
   if (!EvaluateCondition(node->m_pChild2.get(), "if", truth)) return FailWith("Error in IfT()");
+  if (theGlobal.m_pObserver != nullptr) ObserveBranch(node, truth ? 0 : 1);
   SyntaxNode* branch = truth ? node->m_pChild1.get() : node->m_pChild0.get();
   if (!Generate(branch)) return FailWith("Error in IfT()");
   return 1;
@@ -71,6 +73,7 @@ int WhileWalk(SyntaxNode* node) {
     if (!EvaluateCondition(node->m_pChild2.get(), "while", truth) || !TakePass()) {
       return FailWith("Error in WhileT()");
     }
+    if (theGlobal.m_pObserver != nullptr) ObserveBranch(node, truth ? 0 : 1);
     if (!truth) return 1;
     if (!Generate(node->m_pChild1.get())) return FailWith("Error in WhileT()");
     if (theGlobal.m_bBreak) {
@@ -138,8 +141,15 @@ int SwitchT(SyntaxNode* node) {
   if (text != nullptr) {
     view.m_nType = ValueType::String;
     view.m_pText = text;
+    if (theGlobal.m_pObserver != nullptr) {
+      Value copy;
+      copy.m_nType = ValueType::String;
+      if (*text) copy.m_szValue = *text;
+      ObserveSwitch(node, copy);
+    }
   } else {
     if (!Eval(expression, selector)) return FailWith("Error in SwitchT()");
+    if (theGlobal.m_pObserver != nullptr) ObserveSwitch(node, selector);
     view.m_nType = selector.m_nType;
     view.m_nNum = selector.m_nNum;
     view.m_pText = &selector.m_szValue;

@@ -5,6 +5,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/global.h"
+#include "base/observer.h"
+#include "script/store/symbols.h"
+
 namespace setup {
 
 namespace {
@@ -216,12 +220,31 @@ void DropLoopCode(SyntaxNode& node) {
   }
 }
 
+namespace {
+
+// Tells the observer where the reader is: the script's own line (without the
+// prelude) or the line of the included file.
+[[gnu::noinline]] void NotePlace(const SyntaxNode* node) {
+  const char* file = nullptr;
+  // Macro text counts at the line where the outermost macro is used.
+  std::int32_t line = theGlobal.m_nMacroDepth > 0 ? theGlobal.m_nMacroLine : theGlobal.m_nLineNo;
+  if (!theIncludes.empty()) {
+    file = theGlobal.m_szFileName;
+  } else {
+    line -= theGlobal.m_nPreludeLines;
+  }
+  theGlobal.m_pObserver->NodeMade(node, file, line);
+}
+
+}  // namespace
+
 NodePtr NewNode(NodeKind kind) {
   void* memory = TakeSlot();
   if (memory == nullptr) return nullptr;
   NodePtr node(new (memory) SyntaxNode());
   ++s_Arena.m_nLive;
   node->m_nKind = kind;
+  if (theGlobal.m_pObserver != nullptr) NotePlace(node.get());
   return node;
 }
 

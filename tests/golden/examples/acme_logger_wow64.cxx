@@ -1,0 +1,1 @@
+../../../examples/acme_logger/install.cxx

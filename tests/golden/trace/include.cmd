@@ -1,0 +1,2 @@
+--trace=statements --put include/helpers.inc
+/install /quiet
