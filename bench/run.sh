@@ -7,6 +7,7 @@
 #
 #   bench/run.sh            default sizes
 #   BENCH_SCALE=4 bench/run.sh   four times the work
+#   BENCH_ONLY="fib paths" bench/run.sh   only the benchmarks named (compile and memory still run)
 # Then compilation of the same generated 100k-line program (bench/gen_program.sh)
 # against `luac -p`, and the peak memory of compiling a 10 MB script.
 # The runner is the release preset's (the flags of the DLL builds); set
@@ -33,8 +34,13 @@ if ! command -v "$LUA" >/dev/null 2>&1; then
 fi
 
 # name and size (fib's size grows the work exponentially, so it is not scaled).
+# The last six are shaped like installer scripts: string built-ins compared
+# (strcall), a hardware-ID list split (split), string parameters and results
+# (paths), fib(32), switches on a num and on a string selector.
 BENCHES=("fib 27" "loop $((1000000 * SCALE))" "strings $((500000 * SCALE))" "arrays $((1000 * SCALE))"
-         "switch $((1000000 * SCALE))" "builtins $((1000000 * SCALE))")
+         "switch $((1000000 * SCALE))" "builtins $((1000000 * SCALE))"
+         "strcall $((1000000 * SCALE))" "split $((10000 * SCALE))" "paths $((300000 * SCALE))"
+         "fib 32" "switch4 $((3000000 * SCALE))" "switchstr $((1000000 * SCALE))")
 
 now() { date +%s%N; }
 
@@ -69,6 +75,7 @@ run_lua() {
 printf '%-10s %10s %12s %12s %10s %8s\n' bench size "script ms" "lua ms" "ratio" check
 for entry in "${BENCHES[@]}"; do
   read -r name size <<<"$entry"
+  if [ -n "${BENCH_ONLY:-}" ] && ! grep -qw -- "$name" <<<"$BENCH_ONLY"; then continue; fi
   read -r _ base < <(run_script "$name" 0)
   read -r result elapsed < <(run_script "$name" "$size")
   read -r expected lua < <(run_lua "$name" "$size")

@@ -78,11 +78,34 @@ void BM_ScriptBuiltins(benchmark::State& state) {
   RunScript(state, "builtins");
 }
 
+// The installer shapes: string built-ins compared, an ID list split, string
+// parameters and results, switches on a num and on a string.
+void BM_ScriptStrCall(benchmark::State& state) {
+  RunScript(state, "strcall");
+}
+void BM_ScriptSplit(benchmark::State& state) {
+  RunScript(state, "split");
+}
+void BM_ScriptPaths(benchmark::State& state) {
+  RunScript(state, "paths");
+}
+void BM_ScriptSwitch4(benchmark::State& state) {
+  RunScript(state, "switch4");
+}
+void BM_ScriptSwitchStr(benchmark::State& state) {
+  RunScript(state, "switchstr");
+}
+
 BENCHMARK(BM_ScriptFib)->Arg(15)->Arg(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptLoop)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptStrings)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptArrays)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptSwitch)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptBuiltins)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScriptStrCall)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScriptSplit)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScriptPaths)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScriptSwitch4)->Arg(30000)->Arg(300000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScriptSwitchStr)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -81,14 +81,14 @@ void BuildParamLists(Global& global) {
   }
 }
 
-// The value of argument `index` of `count`, or none when the stack does not
-// hold that many.
-const Variable* Arg(int index, int count) {
-  if (index < 0 || index >= count) return nullptr;
-  const std::size_t size = theValueStack.size();
-  if (static_cast<std::size_t>(count) > size) return nullptr;
-  return theValueStack[size - static_cast<std::size_t>(count) + static_cast<std::size_t>(index)]
-      .get();
+// The arguments of the running call (SetBuiltinArgs).
+const BuiltinArg* s_pArgs = nullptr;
+int s_nArgCount = 0;
+
+// Argument `index` of `count`, or none when the call has fewer.
+const BuiltinArg* Arg(int index, int count) {
+  if (index < 0 || index >= count || count > s_nArgCount) return nullptr;
+  return &s_pArgs[index];
 }
 
 // The rows behind theGlobal.m_Builtins; they live as long as the library.
@@ -140,23 +140,35 @@ BuiltinEntry* GetBuiltinEntry(const char* name) {
 
 // ---- Argument convention ---------------------------------------------------------------
 
+void SetBuiltinArgs(const BuiltinArg* args, int count) {
+  s_pArgs = args;
+  s_nArgCount = args != nullptr ? count : 0;
+}
+
 const char* ArgText(int index, int count) {
-  const Variable* value = Arg(index, count);
-  if (value == nullptr || value->m_nType != ValueType::String || !value->m_szValue) {
+  const BuiltinArg* value = Arg(index, count);
+  if (value == nullptr || value->m_nType != ValueType::String || value->m_pText == nullptr ||
+      !*value->m_pText) {
     return nullptr;
   }
-  return value->m_szValue->c_str();
+  return (*value->m_pText)->c_str();
 }
 
 bool ArgNum(int index, int count, std::int32_t* out) {
-  const Variable* value = Arg(index, count);
+  const BuiltinArg* value = Arg(index, count);
   if (value == nullptr || value->m_nType != ValueType::Num || out == nullptr) return false;
   *out = value->m_nNum;
   return true;
 }
 
 std::optional<std::string>* ResetStringResult() {
-  theStringResult = NewStringValue(0);
+  // The record stays from one call to the next; only its text starts afresh.
+  if (!theStringResult) {
+    theStringResult = NewStringValue(0);
+  } else {
+    theStringResult->m_szValue.reset();
+    theStringResult->m_nSize = 0;
+  }
   return &theStringResult->m_szValue;
 }
 

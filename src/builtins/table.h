@@ -33,8 +33,23 @@ void InitBuiltinTable(Global& global);
 BuiltinEntry* GetBuiltinEntry(const char* name);
 
 // ---- The handlers' argument convention ---------------------------------------------
-// When a handler runs, the call's `count` arguments lie on top of the value
-// stack, the last one on top. `index` counts in script order from 0.
+// When a handler runs, the call's arguments are the ones set with
+// SetBuiltinArgs. `index` counts in script order from 0; `count` is the
+// handler's own parameter count.
+
+// One argument of the running built-in call: type, number, and the text of
+// a string (none = no text storage). The text belongs to the caller (a
+// temporary, or a variable that nothing can change before the handler
+// returns); the handler only reads it.
+struct BuiltinArg {
+  ValueType m_nType = ValueType::None;
+  std::int32_t m_nNum = 0;
+  const std::optional<std::string>* m_pText = nullptr;
+};
+// Makes the `count` entries of `args` the arguments that ArgText and ArgNum
+// read; the caller keeps them alive while the handler runs and clears them
+// (none, 0) afterwards.
+void SetBuiltinArgs(const BuiltinArg* args, int count);
 
 // The text of a string argument, or none when the value has no text storage
 // (the literal "" and never-assigned strings): a missing argument.

@@ -359,21 +359,42 @@ TEST_F(StoreTest, BuiltinTableHasFortyDistinctTokens) {
   EXPECT_EQ(GetBuiltinEntry("deleteregx")->nToken, 18);
 }
 
-TEST_F(StoreTest, HandlersReadArgumentsFromTheTopOfTheStack) {
-  PushValue(Named(ValueType::Num, "below", 99));  // not an argument
-  VariablePtr text = NewStringValue(0);
-  text->m_szValue = "abc";
-  PushValue(std::move(text));
-  PushValue(NewStringValue(0));  // "" has no storage: missing
-  PushValue(Named(ValueType::Num, "n", 3));
-  EXPECT_STREQ(ArgText(0, 3), "abc");
-  EXPECT_EQ(ArgText(1, 3), nullptr);
+TEST_F(StoreTest, HandlersReadTheArgumentsOfTheRunningCall) {
+  const std::optional<std::string> abc = "abc";
+  const std::optional<std::string> none;
+  const std::optional<std::string> empty = "";
+  const BuiltinArg args[4] = {{ValueType::String, 0, &abc},
+                              {ValueType::String, 0, &none},  // "" has no storage: missing
+                              {ValueType::Num, 3, nullptr},
+                              {ValueType::String, 0, &empty}};
+  SetBuiltinArgs(args, 4);
+  EXPECT_STREQ(ArgText(0, 4), "abc");
+  EXPECT_EQ(ArgText(1, 4), nullptr);
+  EXPECT_STREQ(ArgText(3, 4), "");  // an empty text with storage is present
   std::int32_t number = 0;
-  EXPECT_TRUE(ArgNum(2, 3, &number));
+  EXPECT_TRUE(ArgNum(2, 4, &number));
   EXPECT_EQ(number, 3);
-  EXPECT_FALSE(ArgNum(0, 3, &number));  // a string has no number
-  EXPECT_EQ(ArgText(0, 9), nullptr);    // more than the stack holds
-  EXPECT_EQ(ArgText(3, 3), nullptr);
+  EXPECT_FALSE(ArgNum(0, 4, &number));  // a string has no number
+  EXPECT_EQ(ArgText(2, 4), nullptr);    // a num has no text
+  EXPECT_EQ(ArgText(0, 9), nullptr);    // more than the call has
+  EXPECT_EQ(ArgText(4, 4), nullptr);
+  EXPECT_EQ(ArgText(-1, 4), nullptr);
+  SetBuiltinArgs(nullptr, 0);  // between calls there are none
+  EXPECT_EQ(ArgText(0, 1), nullptr);
+  EXPECT_FALSE(ArgNum(0, 1, &number));
+}
+
+TEST_F(StoreTest, StringResultKeepsItsRecordAndStartsEmpty) {
+  std::optional<std::string>* first = ResetStringResult();
+  ASSERT_NE(first, nullptr);
+  EXPECT_FALSE(*first);
+  *first = "text";
+  theStringResult->m_nSize = 5;
+  std::optional<std::string>* second = ResetStringResult();
+  EXPECT_EQ(second, first);  // the same record, its text cleared
+  EXPECT_FALSE(*second);
+  EXPECT_EQ(theStringResult->m_nSize, 0);
+  EXPECT_EQ(theStringResult->m_nType, ValueType::String);
 }
 
 // ---- Action on one load --------------------------------------------------------------------

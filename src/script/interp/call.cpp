@@ -334,10 +334,19 @@ int PushArguments(SyntaxNode* node, const BuiltinEntry* entry) {
     ReportError("paramters type can not match '%s'.", entry->szName);
     return FailWith("Error in _before_gen_callinlinefun()");
   }
+  // The pushed records are the arguments a handler called next reads.
+  static BuiltinArg views[5];
+  const std::size_t first = theValueStack.size() - static_cast<std::size_t>(k);
+  for (int i = 0; i < k; ++i) {
+    const Variable& record = *theValueStack[first + static_cast<std::size_t>(i)];
+    views[i] = BuiltinArg{record.m_nType, record.m_nNum, &record.m_szValue};
+  }
+  SetBuiltinArgs(views, k);
   return 1;
 }
 
 int PopArguments(const BuiltinEntry* entry) {
+  SetBuiltinArgs(nullptr, 0);
   if (theValueStack.size() < static_cast<std::size_t>(entry->nParamCount)) {
     return FailWith("Error in _after_gen_callinlinefun()");
   }
@@ -345,15 +354,97 @@ int PopArguments(const BuiltinEntry* entry) {
   return 1;
 }
 
-}  // namespace
+// True when evaluating `node` can change no variable: literals, constants,
+// names, elements and operators that fold, nothing else (no assignment, no
+// call). `budget` bounds the nodes looked at.
+bool ChangesNothing(const SyntaxNode* node, int& budget) {
+  if (node == nullptr) return true;
+  if (--budget < 0 || node->m_pNext != nullptr) return false;
+  switch (node->m_nKind) {
+    case NodeKind::NumT:
+    case NodeKind::StringT:
+    case NodeKind::ConstT:
+    case NodeKind::IdT:
+      return true;
+    case NodeKind::Id_ArrayT:
+      for (const SyntaxNode* item = node->m_pItems.get(); item != nullptr;
+           item = item->m_pNext.get()) {
+        if (!ChangesNothing(item->m_pChild2.get(), budget)) return false;
+      }
+      return true;
+    case NodeKind::OpT:
+      return IsFoldingOperator(node->m_nOp) && node->m_pChild1 == nullptr &&
+             ChangesNothing(node->m_pChild2.get(), budget) &&
+             ChangesNothing(node->m_pChild0.get(), budget);
+    default:
+      return false;
+  }
+}
 
-namespace {
+// Evaluates the arguments of a built-in call in order, with the type checks
+// and messages of the call, into `values` and the handler's views `args`.
+// A string variable's text is lent rather than copied when no later
+// argument can change it.
+int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, Value* values, BuiltinArg* args) {
+  int k = 0;
+  SyntaxNode* item = node->m_pItems.get();
+  for (; item != nullptr && k < entry->nParamCount; item = item->m_pNext.get(), ++k) {
+    SyntaxNode* operand = item->m_pChild2.get();
+    // A literal, name or element is lent when no later argument can change a
+    // variable before the handler has run.
+    bool lend = operand != nullptr &&
+                (operand->m_nKind == NodeKind::StringT || operand->m_nKind == NodeKind::IdT ||
+                 operand->m_nKind == NodeKind::Id_ArrayT);
+    int budget = 64;
+    for (const SyntaxNode* later = item->m_pNext.get(); later != nullptr && lend;
+         later = later->m_pNext.get()) {
+      lend = ChangesNothing(later->m_pChild2.get(), budget);
+    }
+    const std::optional<std::string>* text = nullptr;
+    if (lend && !TextInPlace(operand, text)) {
+      return FailWith("Error in _before_gen_callinlinefun()");
+    }
+    if (text != nullptr) {
+      args[k].m_nType = ValueType::String;
+      args[k].m_pText = text;
+    } else {
+      Value& value = values[k];
+      // An array initializer travels in a record; the handler sees its type
+      // and no text, as it would on the value stack.
+      if (operand != nullptr && operand->m_nKind == NodeKind::ArrayContentT) {
+        VariablePtr record = AllocVariable();
+        if (!Eval(operand, *record)) return FailWith("Error in _before_gen_callinlinefun()");
+        TakeValue(value, *record);
+      } else if (!Eval(operand, value)) {
+        return FailWith("Error in _before_gen_callinlinefun()");
+      }
+      args[k].m_nType = value.m_nType;
+      args[k].m_nNum = value.m_nNum;
+      args[k].m_pText = &value.m_szValue;
+    }
+    if (args[k].m_nType != entry->pParams[k].m_nType) {
+      ReportError("paramters %d of '%s' can not match '%s'.", k + 1, entry->szName,
+                  TypeWord(args[k].m_nType));
+      return FailWith("Error in _before_gen_callinlinefun()");
+    }
+  }
+  // The handler reads exactly nParamCount values: anything else is a mismatch.
+  if (item != nullptr || k != entry->nParamCount) {
+    ReportError("paramters type can not match '%s'.", entry->szName);
+    return FailWith("Error in _before_gen_callinlinefun()");
+  }
+  return 1;
+}
 
 // Runs a built-in; on success `value` holds the value that the call gives.
+// The arguments stay on the host stack (or are lent from their variables)
+// while the handler reads them; nothing goes through the value stack.
 int RunBuiltin(SyntaxNode* node, Value& value) {
   const char* name = NameOf(node);
   const BuiltinEntry* entry = BuiltinOf(node);
-  if (entry == nullptr || !PushArguments(node, entry)) {
+  Value values[5];
+  BuiltinArg args[5];
+  if (entry == nullptr || !EvalArguments(node, entry, values, args)) {
     if (!RunAbandoned()) ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);
   }
@@ -361,15 +452,17 @@ int RunBuiltin(SyntaxNode* node, Value& value) {
 
   // A string built-in whose arguments fail the check leaves no text behind,
   // so its call gives the empty string rather than an earlier call's text.
-  if (entry->nRetType == ValueType::String) theStringResult.reset();
+  Variable* text = theStringResult.get();
+  if (entry->nRetType == ValueType::String && text != nullptr) {
+    text->m_szValue.reset();
+    text->m_nSize = 0;
+  }
+  SetBuiltinArgs(args, entry->nParamCount);
   const std::int32_t r = entry->pfnHandler(node);
-  if (theGlobal.m_pObserver != nullptr) ObserveBuiltin(node, *entry, r);
+  if (theGlobal.m_pObserver != nullptr) ObserveBuiltin(node, *entry, r, args);
+  SetBuiltinArgs(nullptr, 0);
   if (r == 0) ReportError("[%s()] Return Value = %d", entry->szName, 0);
 
-  if (!PopArguments(entry)) {
-    ReportError("_after_gen_callinlinefun() of '%s' failed.", name);
-    return InLineTail(name);
-  }
   if (entry->nRetType == ValueType::Num) {
     value.m_nType = ValueType::Num;
     value.m_nSize = 4;
@@ -378,7 +471,7 @@ int RunBuiltin(SyntaxNode* node, Value& value) {
     // The handler's text moves into the call's value; the next string
     // built-in starts from an empty result in any case.
     value.m_nType = ValueType::String;
-    Variable* text = theStringResult.get();
+    text = theStringResult.get();
     if (text != nullptr && text->m_szValue) {
       value.m_nSize = static_cast<std::int32_t>(text->m_szValue->size() + 1);
       value.m_szValue = std::move(text->m_szValue);

@@ -112,6 +112,18 @@ inline void UpdateCell(int op, std::int32_t& cell, std::int32_t r) {
 // True for the operators that fold (arithmetic, comparisons, logic).
 bool IsFoldingOperator(int op);
 
+// A string without text storage, for views that point at a text or at none.
+extern const std::optional<std::string> kNoText;
+// The text that a string literal, a string name or a string element as an
+// operand gives, without copying it: the checks (and step) of Eval with
+// StringValue, IdValue or Id_ArrayValue (the indexes evaluated), then `text`
+// points at the literal's, the variable's or the element's text (or at
+// kNoText). 1 with `text` set; 1 with `text` none when `node` is another
+// kind or does not hold a string (the caller evaluates it as usual, which
+// reports what the walk reports); 0 when a check failed (reported). The
+// text stays valid until a variable may have changed.
+[[nodiscard]] int TextInPlace(SyntaxNode* node, const std::optional<std::string>*& text);
+
 // ---- Expressions ----------------------------------------------------------------
 [[nodiscard]] int OpT(SyntaxNode* node);
 [[nodiscard]] int AssignT(SyntaxNode* node);

@@ -271,6 +271,43 @@ bool IsFoldingOperator(int op) {
   return FindBinaryRule(op) != nullptr;
 }
 
+const std::optional<std::string> kNoText;
+
+// The text that a string literal or a string name as an operand gives,
+// without copying it: the checks (and step) of Eval with StringValue or
+// IdValue, then `text` points at the literal's or the variable's text (or
+// at none). 1 with `text` set; 1 with `text` none when `node` is another
+// kind or does not hold a string (the caller evaluates it as usual, which
+// reports what the walk reports); 0 when a check failed (reported).
+int TextInPlace(SyntaxNode* node, const std::optional<std::string>*& text) {
+  text = nullptr;
+  if (node == nullptr || !node->m_bConsumed || node->m_pNext != nullptr) return 1;
+  if (node->m_nKind == NodeKind::StringT) {
+    if (!MayRun()) return EvalFailed();
+    const bool hasText = node->m_szText && !node->m_szText->empty();
+    text = hasText ? &static_cast<const std::optional<std::string>&>(node->m_szText) : &kNoText;
+    return 1;
+  }
+  if (node->m_nKind == NodeKind::IdT && node->m_szText) {
+    const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+    if (var == nullptr || var->m_nType != ValueType::String) return 1;
+    if (!MayRun()) return EvalFailed();
+    text = var->m_nSize > 0 && var->m_szValue ? &var->m_szValue : &kNoText;
+    return 1;
+  }
+  if (node->m_nKind == NodeKind::Id_ArrayT && node->m_nType == ValueType::String) {
+    // The element that Id_ArrayValue would copy, after the same lookup.
+    if (!MayRun()) return EvalFailed();
+    StorageSlot slot;
+    if (!LocateStorage(node, ValueType::String, slot)) {
+      FailWith("Error in Id_ArrayT()");
+      return EvalFailed();
+    }
+    text = *slot.m_pText ? slot.m_pText : &kNoText;
+  }
+  return 1;
+}
+
 // ---- Storage ---------------------------------------------------------------------------
 
 // Finds the slot in the variable found for `nameText`.
@@ -578,6 +615,20 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
   return true;
 }
 
+bool IsTextComparison(int op) {
+  switch (op) {
+    case TK_LT:
+    case TK_GT:
+    case TK_LE:
+    case TK_GE:
+    case TK_EQ:
+    case TK_NE:
+      return true;
+    default:
+      return false;
+  }
+}
+
 [[gnu::noinline]] void FoldNum(SyntaxNode* node, std::int32_t result) {
   Value folded;
   SetNum(folded, result);
@@ -592,12 +643,23 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
 [[gnu::noinline]] int MixedBinary(SyntaxNode* node, const BinaryRule& rule, Value& l,
                                   SyntaxNode* right, Value& r, std::int32_t& out) {
   std::int32_t b = 0;
-  if (right != nullptr) {
+  const std::optional<std::string>* text = nullptr;
+  if (right != nullptr && l.m_nType == ValueType::String && IsTextComparison(rule.op)) {
+    const int read = TextInPlace(right, text);
+    if (read == 0) return FailWith("Error in OpT()");
+  }
+  if (text != nullptr) {
+    // The right operand's text compared where it lies: nothing runs between
+    // reading it and comparing.
+    const std::int32_t truth = CompareTexts(rule.op, l.m_szValue, *text);
+    l.m_szValue.reset();
+    SetNum(l, truth);
+  } else if (right != nullptr) {
     const int rightKind = OperandInt(right, b, r);
     if (rightKind == 0) return FailWith("Error in OpT()");
     if (rightKind == 1) SetNum(r, b);
   }
-  if (!ApplyBinary(rule, l, r)) return FailWith("Error in OpT()");
+  if (text == nullptr && !ApplyBinary(rule, l, r)) return FailWith("Error in OpT()");
   Fold(node, l);
   if (l.m_nType == ValueType::Num) {
     out = l.m_nNum;
@@ -754,7 +816,24 @@ int AssignValue(SyntaxNode* node, Value& r) {
   Value l;
   std::int32_t a = 0;
   std::int32_t b = 0;
-  const int leftKind = EvalInt(left, a, l);
+  // The target's value only gives its type: a string name is read without
+  // copying its text (the checks and step of Eval and IdValue all the same).
+  int leftKind = 0;
+  const Variable* target = nullptr;
+  if (left->m_nKind == NodeKind::IdT && left->m_bConsumed && left->m_pNext == nullptr &&
+      left->m_szText) {
+    target = FindValueBound(*left->m_szText, left->m_Cache.m_Binding);
+  }
+  if (target != nullptr && target->m_nType == ValueType::String) {
+    if (!MayRun()) {
+      EvalFailed();
+      return FailWith("Error in AssignT()");
+    }
+    l.m_nType = ValueType::String;
+    leftKind = 2;
+  } else {
+    leftKind = EvalInt(left, a, l);
+  }
   if (leftKind == 0) return FailWith("Error in AssignT()");
   const int rightKind = EvalInt(right, b, r);
   if (rightKind == 0) return FailWith("Error in AssignT()");

@@ -4,11 +4,13 @@
 //
 // The loop's condition and the statements that compute on nums (assignments
 // and compound assignments to num variables and num array elements, if,
-// while, switch on a num, break, continue, return of a num) become
+// while, switch on a num or a string variable, break, continue, return of a
+// num) and string assignments between scalars, literals and elements become
 // instructions; every other statement stays a tree that the machine hands to
-// the tree walk (GenerateOne), so strings, declarations and the rest behave
-// exactly as before. A call with a num result inside such a statement is
-// evaluated by the tree walk as an operand (EvalInt). Names are looked up
+// the tree walk (GenerateOne), so declarations and the rest behave exactly as
+// before. A call with a num result inside such a statement, and an operator
+// with a num result over strings (a comparison), is evaluated by the tree
+// walk as an operand (EvalInt). Names are looked up
 // once when the code starts: no statement can add a variable or move the
 // innermost frame (calls return to it).
 //
@@ -79,11 +81,16 @@ enum LoopOp : std::uint8_t {
   kBreak,          // leave a num 1 and raise the break flag
   kContinue,       // leave a num 1 and raise the continue flag
   kSwitch,         // pop the selector; jump to the section of switch m_nValue
-  kWalk,           // hand the statement to the tree walk
-  kWalkOperand,    // push the num of call m_nValue, evaluated by the tree walk
-  kCall,           // pop the arguments of call m_nValue, make the call, push its num
-  kReturn,         // pop the result of a num function and raise the return flag
-  kEnd,            // the loop's condition failed, or the body ended: done
+  kSwitchText,     // the same with the text of the string variable of slot m_nName
+  // `name = text` into the string scalar of slot m_nName, the text from:
+  kStoreText,         // the string literal m_Walked[m_nValue]
+  kStoreTextName,     // the string scalar of slot m_nValue
+  kStoreTextElement,  // the element of the string array of slot m_nValue (m_nSub indexes)
+  kWalk,              // hand the statement to the tree walk
+  kWalkOperand,       // push the num of call m_nValue, evaluated by the tree walk
+  kCall,              // pop the arguments of call m_nValue, make the call, push its num
+  kReturn,            // pop the result of a num function and raise the return flag
+  kEnd,               // the loop's condition failed, or the body ended: done
 };
 
 constexpr std::size_t kMaxNames = 64;          // name slots of one code
@@ -283,6 +290,50 @@ class LoopCompiler {
     return var;
   }
 
+  // The variable a name node finds now, when it is a string (scalar or array
+  // as asked); none otherwise.
+  static Variable* TextVariable(SyntaxNode* node, bool array) {
+    if (!node->m_szText || !node->m_bConsumed || node->m_pNext != nullptr) return nullptr;
+    Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+    if (var == nullptr || var->m_nType != ValueType::String) return nullptr;
+    if (array != (var->m_pArray != nullptr)) return nullptr;
+    if (array && (var->m_pArray->m_Dims.empty() || var->m_pArray->m_Dims.size() > 255)) {
+      return nullptr;
+    }
+    return var;
+  }
+
+  // `target = value` of string scalars: a literal, a name or an element as
+  // the value. Its checks (the types of the variables, the indexes) come
+  // before it stores anything.
+  bool TextAssignment(SyntaxNode* target, SyntaxNode* value) {
+    if (target->m_nKind != NodeKind::IdT || TextVariable(target, false) == nullptr) return false;
+    std::int32_t steps = 0;
+    std::int32_t source = 0;
+    LoopOp op = kStoreText;
+    int dims = 0;
+    if (value->m_nKind == NodeKind::StringT && value->m_bConsumed && value->m_pNext == nullptr) {
+      m_Code.m_Walked.push_back(value);
+      source = static_cast<std::int32_t>(m_Code.m_Walked.size() - 1);
+    } else if (value->m_nKind == NodeKind::IdT && TextVariable(value, false) != nullptr) {
+      source = NameSlot(value);
+      op = kStoreTextName;
+    } else if (value->m_nKind == NodeKind::Id_ArrayT && value->m_nType == ValueType::String) {
+      const Variable* var = TextVariable(value, true);
+      if (var == nullptr || !Indexes(value, *var, 0, steps) || m_bCalled) return false;
+      source = NameSlot(value);
+      op = kStoreTextElement;
+      dims = static_cast<int>(var->m_pArray->m_Dims.size());
+    } else {
+      return false;
+    }
+    const int slot = NameSlot(target);
+    if (slot < 0 || source < 0) return false;
+    Emit(op, dims, slot, source);
+    m_bClosed = false;
+    return true;
+  }
+
   // The index operands of an element (as many as the array has dimensions);
   // false when one does not compile.
   bool Indexes(SyntaxNode* node, const Variable& var, int depth, std::int32_t& steps) {
@@ -341,9 +392,32 @@ class LoopCompiler {
       }
       case NodeKind::OpT: {
         const int op = node->m_nOp;
-        if (!IsFoldingOperator(op) || !Operand(node->m_pChild2.get(), depth + 1, steps) ||
+        if (!IsFoldingOperator(op)) return false;
+        const std::size_t codeMark = m_Code.m_Code.size();
+        const std::size_t nameMark = m_Code.m_Names.size();
+        const std::size_t walkedMark = m_Code.m_Walked.size();
+        const std::size_t callMark = m_Code.m_Calls.size();
+        const std::int32_t stepMark = steps;
+        const bool called = m_bCalled;
+        const bool closed = m_bClosed;
+        if (!Operand(node->m_pChild2.get(), depth + 1, steps) ||
             !Operand(node->m_pChild0.get(), depth + 1, steps)) {
-          return false;
+          // An operator whose result is a num (every one but `+`) over
+          // operands the machine does not compute, strings among them: the
+          // walk evaluates it whole, as an operand, like a call.
+          Truncate(codeMark);
+          m_Code.m_Names.resize(nameMark);
+          m_Code.m_Walked.resize(walkedMark);
+          m_Code.m_Calls.resize(callMark);
+          steps = stepMark;
+          m_bCalled = called;
+          m_bClosed = closed;
+          if (op == TK_PLUS || m_bInArguments) return false;
+          m_Code.m_Walked.push_back(node);
+          Emit(kWalkOperand, 0, 0, static_cast<std::int32_t>(m_Code.m_Walked.size() - 1));
+          m_bCalled = true;
+          m_bClosed = false;
+          return true;
         }
         switch (op) {
           case TK_PLUS:
@@ -388,6 +462,9 @@ class LoopCompiler {
     if (target == nullptr || value == nullptr) return false;
     std::int32_t steps = 0;
     const int op = compound ? node->m_nOp : 0;
+    if (!compound && target->m_nKind == NodeKind::IdT && NumVariable(target, false) == nullptr) {
+      return TextAssignment(target, value);
+    }
     if (target->m_nKind == NodeKind::IdT) {
       if (NumVariable(target, false) == nullptr || !Operand(value, 1, steps)) return false;
       const bool divides = op == TK_SLASH_ASSIGN || op == TK_PERCENT_ASSIGN;
@@ -529,10 +606,25 @@ class LoopCompiler {
     for (SyntaxNode* s = sections; s != nullptr; s = s->m_pNext.get()) {
       if (s->m_nKind == NodeKind::DefaultT) ++defaults;
     }
-    if (defaults > 1 || !Operand(node->m_pChild2.get(), 1, steps)) return false;
+    if (defaults > 1) return false;
+    // A string selector is a string variable, compared where it lies.
+    SyntaxNode* selector = node->m_pChild2.get();
+    int textSlot = -1;
+    if (selector != nullptr && selector->m_nKind == NodeKind::IdT &&
+        TextVariable(selector, false) != nullptr) {
+      textSlot = NameSlot(selector);
+      if (textSlot < 0) return false;
+      m_bClosed = false;
+    } else if (!Operand(selector, 1, steps)) {
+      return false;
+    }
     const auto index = static_cast<std::int32_t>(m_Code.m_Switches.size());
     m_Code.m_Switches.push_back(LoopSwitch{0, 0, -1});
-    Emit(kSwitch, 0, 0, index);
+    if (textSlot >= 0) {
+      Emit(kSwitchText, 0, textSlot, index);
+    } else {
+      Emit(kSwitch, 0, 0, index);
+    }
     const std::int32_t inner = NewContext(node, unit, context, 0);
     std::vector<LoopCase> cases;
     std::size_t toExit = 0;
@@ -541,7 +633,7 @@ class LoopCompiler {
     ++m_nSwitches;
     for (SyntaxNode* s = sections; s != nullptr; s = s->m_pNext.get()) {
       if (s->m_nKind == NodeKind::CaseT) {
-        cases.push_back(LoopCase{s->m_Cache.m_nValue, Here()});
+        cases.push_back(LoopCase{s->m_Cache.m_nValue, Here(), s});
         Chain(s->m_pChild2.get(), inner, s);
       } else if (s->m_nKind == NodeKind::DefaultT) {
         m_Code.m_Switches[static_cast<std::size_t>(index)].m_nDefault = Here();
@@ -845,6 +937,27 @@ SETUP_ALWAYS_INLINE std::int32_t* ElementCell(Variable* var, int dims, std::int3
   return &store.m_Nums[static_cast<std::size_t>(position)];
 }
 
+// The element of a string array that LocateStorage would find, popping its
+// indexes; none when a check fails.
+const std::optional<std::string>* ElementText(const Variable* var, int dims,
+                                              const std::int32_t* stack, int& top) {
+  if (var->m_nType != ValueType::String || !var->m_pArray) return nullptr;
+  const ArrayStore& store = *var->m_pArray;
+  if (static_cast<int>(store.m_Dims.size()) != dims) return nullptr;
+  top -= dims;
+  std::int64_t position = 0;
+  std::int64_t stride = 1;
+  for (int d = 0; d < dims; ++d) {
+    const std::int32_t index = stack[top + d];
+    const std::int32_t size = store.m_Dims[static_cast<std::size_t>(d)];
+    if (index < 0 || index >= size) return nullptr;
+    position += index * stride;
+    stride *= size;
+  }
+  if (static_cast<std::size_t>(position) >= store.m_Strings.size()) return nullptr;
+  return &store.m_Strings[static_cast<std::size_t>(position)];
+}
+
 SETUP_ALWAYS_INLINE bool IsNumScalar(const Variable* var) {
   return var->m_nType == ValueType::Num && !var->m_pArray;
 }
@@ -1068,6 +1181,59 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         pc = base + target;
         continue;
       }
+      case kSwitchText: {
+        const Variable* var = get(in.m_nName);
+        if (var->m_nType != ValueType::String || var->m_pArray) break;
+        const std::optional<std::string>& text =
+            var->m_nSize > 0 && var->m_szValue ? var->m_szValue : kNoText;
+        const LoopSwitch& table = code.m_Switches[static_cast<std::size_t>(in.m_nValue)];
+        std::int32_t target = table.m_nDefault;
+        const LoopCase* c = code.m_Cases.data() + table.m_nFirst;
+        for (const LoopCase* end = c + table.m_nCount; c != end; ++c) {
+          const NodeText& label = c->m_pSection->m_szText;
+          if (text ? (label && *label == *text) : !label) {
+            target = c->m_nTarget;
+            break;
+          }
+        }
+        pc = base + target;
+        continue;
+      }
+      case kStoreText:
+      case kStoreTextName:
+      case kStoreTextElement: {
+        Variable* var = get(in.m_nName);
+        if (var->m_nType != ValueType::String || var->m_pArray) break;
+        // The text as the walk's value carries it: none, or its bytes.
+        const std::optional<std::string>* text = &kNoText;
+        std::int32_t size = -1;  // the text's length + 1 unless a name gives its own
+        if (in.m_nOp == kStoreText) {
+          const NodeText& literal = code.m_Walked[static_cast<std::size_t>(in.m_nValue)]->m_szText;
+          if (literal && !literal->empty())
+            text = &static_cast<const std::optional<std::string>&>(literal);
+        } else if (in.m_nOp == kStoreTextName) {
+          const Variable* from = get(in.m_nValue);
+          if (from->m_nType != ValueType::String || from->m_pArray) break;
+          if (from->m_nSize > 0 && from->m_szValue) {
+            text = &from->m_szValue;
+            size = from->m_nSize;
+          }
+        } else {
+          const std::optional<std::string>* element =
+              ElementText(get(in.m_nValue), in.m_nSub, stack, top);
+          if (element == nullptr) break;
+          text = element;
+        }
+        if (text == &var->m_szValue) continue;  // the variable onto itself
+        if (*text) {
+          var->m_szValue = **text;
+          var->m_nSize = size >= 0 ? size : static_cast<std::int32_t>(var->m_szValue->size() + 1);
+        } else {
+          var->m_szValue.reset();
+          var->m_nSize = 0;
+        }
+        continue;
+      }
       case kWalkOperand: {
         Value other;
         std::int32_t number = 0;
@@ -1099,15 +1265,16 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         continue;
       }
       case kReturn: {
-        Value result;
+        Value& result = theReturnSlot.m_Value;  // blank while not held
         result.m_nType = ValueType::Num;
         result.m_nSize = 4;
         result.m_nNum = stack[--top];
-        theReturnSlot.m_Value = std::move(result);
+        result.m_szValue.reset();
         theReturnSlot.m_bHeld = true;
         theGlobal.m_bReturn = 1;
-        raising = true;
-        break;
+        // Every construct around a return passes the flag up and ends (Raise
+        // would end with kRaiseDone): the code is done.
+        return 1;
       }
       case kWalk:
         break;
@@ -1176,8 +1343,12 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
     return EvalFailed();
   }
   if (theReturnSlot.m_bHeld) {
-    number = theReturnSlot.m_Value.m_nNum;  // a num: only kReturn returns here
-    theReturnSlot.m_Value = Value{};
+    // A num without text: only kReturn returns here. The slot is blank again.
+    Value& result = theReturnSlot.m_Value;
+    number = result.m_nNum;
+    result.m_nType = ValueType::None;
+    result.m_nSize = 0;
+    result.m_nNum = 0;
     theReturnSlot.m_bHeld = false;
   } else {
     number = 0;  // the num function's empty value

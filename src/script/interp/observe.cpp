@@ -237,11 +237,17 @@ void ObserveDirectReturn(SyntaxNode* node, std::int32_t result) {
   ObserveReturn(node, &value);
 }
 
-void ObserveBuiltin(SyntaxNode* node, const BuiltinEntry& entry, std::int32_t answer) {
-  const std::vector<ObservedValue> args = TopValues(static_cast<std::size_t>(entry.nParamCount));
+void ObserveBuiltin(SyntaxNode* node, const BuiltinEntry& entry, std::int32_t answer,
+                    const BuiltinArg* views) {
+  static const std::optional<std::string> kNone;
+  std::vector<ObservedValue> args;
+  for (std::int32_t i = 0; i < entry.nParamCount; ++i) {
+    const BuiltinArg& arg = views[i];
+    args.push_back(
+        Observe(arg.m_nType, arg.m_nNum, arg.m_pText != nullptr ? *arg.m_pText : kNone, false));
+  }
   ObservedValue result;
   if (entry.nRetType == ValueType::String) {
-    static const std::optional<std::string> kNone;
     const Variable* text = theStringResult.get();
     result = Observe(ValueType::String, 0, text != nullptr ? text->m_szValue : kNone, false);
   } else {

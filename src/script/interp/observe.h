@@ -10,6 +10,7 @@
 namespace setup {
 
 struct BuiltinEntry;
+struct BuiltinArg;
 
 // Describes the statements, branch points and function bodies of the
 // compiled script (RunMain, before the global statements run).
@@ -28,6 +29,7 @@ void DescribeScript();
 // The end of a direct call with its num result.
 [[gnu::cold]] void ObserveDirectReturn(SyntaxNode* node, std::int32_t result);
 // A built-in's handler answered `answer`; its arguments are still on the value stack.
-[[gnu::cold]] void ObserveBuiltin(SyntaxNode* node, const BuiltinEntry& entry, std::int32_t answer);
+[[gnu::cold]] void ObserveBuiltin(SyntaxNode* node, const BuiltinEntry& entry, std::int32_t answer,
+                                  const BuiltinArg* args);
 
 }  // namespace setup

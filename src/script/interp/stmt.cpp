@@ -24,15 +24,23 @@ bool EvaluateCondition(SyntaxNode* condition, const char* statement, bool& truth
   return true;
 }
 
+// What a switch compares its labels with: the selector's type, number and
+// text (none = no text storage).
+struct Selector {
+  ValueType m_nType = ValueType::None;
+  std::int32_t m_nNum = 0;
+  const std::optional<std::string>* m_pText = &kNoText;
+};
+
 // Section labels compare like the selector: numbers by value, texts byte for
 // byte with two missing texts equal.
-bool LabelMatches(const Value& selector, const SyntaxNode& section, bool& matches) {
+bool LabelMatches(const Selector& selector, const SyntaxNode& section, bool& matches) {
   if (selector.m_nType == ValueType::Num) {
     matches = selector.m_nNum == section.m_Cache.m_nValue;
     return true;
   }
   if (selector.m_nType == ValueType::String) {
-    const auto& a = selector.m_szValue;
+    const auto& a = *selector.m_pText;
     const auto& b = section.m_szText;
     matches = (!a && !b) || (a && b && *a == *b);
     return true;
@@ -85,7 +93,7 @@ namespace {
 // Runs the sections from `section` on. Sections fall through until a break or
 // return; the default runs when no case matched, or when a running section
 // falls into it. `running`: a case matched before `section`.
-int RunSections(SyntaxNode* section, const Value* selector, bool running) {
+int RunSections(SyntaxNode* section, const Selector* selector, bool running) {
   SyntaxNode* fallback = nullptr;
   for (; section != nullptr; section = section->m_pNext.get()) {
     if (section->m_nKind == NodeKind::DefaultT) {
@@ -123,10 +131,30 @@ int RunSections(SyntaxNode* section, const Value* selector, bool running) {
 int SwitchT(SyntaxNode* node) {
   SyntaxNode* sections = node->m_pItems.get();
   if (sections == nullptr) return 1;
+  // Every label is compared before any section runs, so a string name's
+  // text is compared where it lies.
+  SyntaxNode* expression = node->m_pChild2.get();
+  Selector view;
+  const std::optional<std::string>* text = nullptr;
+  if (!TextInPlace(expression, text)) return FailWith("Error in SwitchT()");
   Value selector;
-  if (!Eval(node->m_pChild2.get(), selector)) return FailWith("Error in SwitchT()");
-  if (theGlobal.m_pObserver != nullptr) ObserveSwitch(node, selector);
-  return RunSections(sections, &selector, false);
+  if (text != nullptr) {
+    view.m_nType = ValueType::String;
+    view.m_pText = text;
+    if (theGlobal.m_pObserver != nullptr) {
+      Value copy;
+      copy.m_nType = ValueType::String;
+      if (*text) copy.m_szValue = *text;
+      ObserveSwitch(node, copy);
+    }
+  } else {
+    if (!Eval(expression, selector)) return FailWith("Error in SwitchT()");
+    if (theGlobal.m_pObserver != nullptr) ObserveSwitch(node, selector);
+    view.m_nType = selector.m_nType;
+    view.m_nNum = selector.m_nNum;
+    view.m_pText = &selector.m_szValue;
+  }
+  return RunSections(sections, &view, false);
 }
 
 int SwitchTail(SyntaxNode* section) {

@@ -151,6 +151,7 @@ struct LoopContext {
 struct LoopCase {
   std::int32_t m_nLabel;
   std::int32_t m_nTarget;
+  const SyntaxNode* m_pSection;  // the CaseT node (its text: a string label)
 };
 struct LoopSwitch {
   std::int32_t m_nFirst;  // its cases in m_Cases, in section order
@@ -170,7 +171,7 @@ struct LoopCode {
   std::vector<LoopUnit> m_Units;
   std::vector<LoopContext> m_Contexts;
   std::vector<SyntaxNode*> m_Names;   // nodes naming a variable, one per name slot
-  std::vector<SyntaxNode*> m_Walked;  // num calls evaluated by the tree walk
+  std::vector<SyntaxNode*> m_Walked;  // operands for the tree walk, string literals stored
   std::vector<LoopCase> m_Cases;
   std::vector<LoopSwitch> m_Switches;
   std::vector<LoopCall> m_Calls;
