@@ -743,6 +743,8 @@ void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
   }
   code.m_Places = std::move(places);
   code.m_Globals = std::move(globals);
+  code.m_nParams = static_cast<std::int32_t>(params);
+  code.m_nCells = static_cast<std::int32_t>(locals + 1);
   code.m_bDirectBody = true;
 }
 
@@ -993,19 +995,26 @@ class CellFrame {
 
 int CallDirect(const LoopCall& call, const std::int32_t* args, std::int32_t& number);
 
+// The result of a direct body's return (Execute answers 2).
+std::int32_t s_nDirectResult = 0;
+
 // Runs `code`: a loop's (`loop` its WhileT node) or a function body's (`loop`
 // none), in the innermost frame on the value stack or, for a direct body, in
 // the frame `cells`. -1, before anything ran, when a name of the code is not
-// defined.
+// defined; 2 when a direct body returned (its num in s_nDirectResult).
 int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   const MachineFrame frame(code.m_Names.size(), cells != nullptr);
   Variable** slots = frame.Slots();
   // Every name of the code, as the walk would find it now; the frame and the
   // variables stay the same while the code runs.
   if (cells != nullptr) {
-    for (std::size_t i = 0; i < code.m_Names.size(); ++i) {
-      const std::int32_t place = code.m_Places[i];
-      slots[i] = place >= 0 ? cells[place] : code.m_Globals[i];
+    // Read once: the stores to the slots could alias the lists.
+    const std::size_t names = code.m_Names.size();
+    const std::int32_t* places = code.m_Places.data();
+    Variable* const* globals = code.m_Globals.data();
+    for (std::size_t i = 0; i < names; ++i) {
+      const std::int32_t place = places[i];
+      slots[i] = place >= 0 ? cells[place] : globals[i];
     }
   } else {
     for (std::size_t i = 0; i < code.m_Names.size(); ++i) {
@@ -1265,6 +1274,11 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         continue;
       }
       case kReturn: {
+        if (frame.Direct()) {
+          // Straight to CallDirect, which clears the flag anyway.
+          s_nDirectResult = stack[--top];
+          return 2;
+        }
         Value& result = theReturnSlot.m_Value;  // blank while not held
         result.m_nType = ValueType::Num;
         result.m_nSize = 4;
@@ -1315,8 +1329,12 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
 [[gnu::noinline]] int CallDirect(const LoopCall& call, const std::int32_t* args,
                                  std::int32_t& number) {
   FunctionEntry* function = call.m_pFunction;
-  const LoopCode* body = DirectBody(function);
-  if (body == nullptr) return -1;
+  const LoopCode* body = call.m_pDirect;
+  if (body == nullptr) {
+    body = DirectBody(function);
+    if (body == nullptr) return -1;
+    call.m_pDirect = body;
+  }
   if (!MayRun()) return EvalFailed();
   const char* name = call.m_pNode->m_szText->c_str();
   if (!TakePass()) {
@@ -1325,33 +1343,27 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   }
   if (theGlobal.m_pObserver != nullptr) ObserveDirectCall(call.m_pNode, *function, args);
   EnterFrame(function);
-  const std::size_t params = function->m_Params.size();
-  const std::size_t locals = function->m_Locals.size();
-  const CellFrame frame(locals + 1);
+  const auto params = static_cast<std::size_t>(body->m_nParams);
+  const auto count = static_cast<std::size_t>(body->m_nCells);
+  const CellFrame frame(count);
   Variable* const* cells = frame.Cells();
   for (std::size_t i = 0; i < params; ++i) cells[i]->m_nNum = args[i];
-  for (std::size_t i = params; i < locals; ++i) {
-    cells[i + 1]->m_nNum = function->m_Locals[i]->m_nNum;
+  for (std::size_t i = params + 1; i < count; ++i) {
+    cells[i]->m_nNum = function->m_Locals[i - 1]->m_nNum;
   }
   // Leftovers of break and continue stay on the value stack until the call
   // ends, as they stay in a frame there.
   const std::size_t mark = theValueStack.size();
-  if (Execute(nullptr, *body, cells) != 1) {
+  const int ran = Execute(nullptr, *body, cells);
+  if (ran == 2) {
+    number = s_nDirectResult;
+  } else if (ran != 1) {
     if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
     if (theGlobal.m_pObserver != nullptr) ObserveReturn(call.m_pNode, nullptr);
     CallTail(name);
     return EvalFailed();
-  }
-  if (theReturnSlot.m_bHeld) {
-    // A num without text: only kReturn returns here. The slot is blank again.
-    Value& result = theReturnSlot.m_Value;
-    number = result.m_nNum;
-    result.m_nType = ValueType::None;
-    result.m_nSize = 0;
-    result.m_nNum = 0;
-    theReturnSlot.m_bHeld = false;
   } else {
-    number = 0;  // the num function's empty value
+    number = 0;  // the body ended without a return: the num function's empty value
   }
   while (theValueStack.size() > mark) theValueStack.pop_back();
   if (!LeaveFrame()) return EvalFailed();

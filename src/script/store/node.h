@@ -160,10 +160,13 @@ struct LoopSwitch {
 };
 // A call of a script function whose arguments the machine computes: the
 // CallT node, the callee and how many arguments it takes.
+struct LoopCode;
 struct LoopCall {
   SyntaxNode* m_pNode;
   FunctionEntry* m_pFunction;
   std::int32_t m_nArgs;
+  // The callee's body once it is known to run direct (that holds for the run).
+  mutable const LoopCode* m_pDirect = nullptr;
 };
 struct LoopCode {
   std::vector<LoopInstr> m_Code;
@@ -181,6 +184,8 @@ struct LoopCode {
   // global (-1, the variable in m_Globals).
   std::vector<std::int32_t> m_Places;
   std::vector<Variable*> m_Globals;
+  std::int32_t m_nParams = 0;  // a direct body's parameters
+  std::int32_t m_nCells = 0;   // and cells: parameters, marker, locals
   bool m_bDirectBody = false;
   std::uint8_t m_nDirect = 0;  // whether the body runs direct, decided by the machine
 };

@@ -22,10 +22,9 @@ std::int64_t theFrameBase = -1;
 const FunctionEntry* theTopFunction = nullptr;
 std::vector<std::unique_ptr<IncludeFrame>> theIncludes;
 
-namespace {
+std::vector<std::unique_ptr<CallFrame>> theSpareFrames;
 
-// Frame records of finished calls, reused by EnterFrame; emptied by FreeAll.
-std::vector<std::unique_ptr<CallFrame>> s_SpareFrames;
+namespace {
 
 bool HasName(const Variable& var, const std::string& name) {
   return var.m_szName && *var.m_szName == name;
@@ -281,26 +280,33 @@ CallFrame* TopFrame() {
   return theCallFrames.empty() ? nullptr : theCallFrames.back().get();
 }
 
-void EnterFrame(FunctionEntry* function) {
-  std::unique_ptr<CallFrame> frame;
-  if (s_SpareFrames.empty()) {
-    frame = std::make_unique<CallFrame>();
-  } else {
-    frame = std::move(s_SpareFrames.back());
-    s_SpareFrames.pop_back();
+// EnterFrame and LeaveFrame do what PushFrame and PopFrame do, moving the
+// records straight between the lists.
+void EnterFrameSlow(FunctionEntry* function) {
+  if (theSpareFrames.empty()) theSpareFrames.push_back(std::make_unique<CallFrame>());
+  CallFrame& frame = *theSpareFrames.back();
+  // A spare frame of the same function already holds its name. Nothing
+  // moves until the steps that may fail are done.
+  if (frame.m_pFunction != function) {
+    frame.m_szFunName = function->m_szName;
+    frame.m_pFunction = function;
   }
-  // A spare frame of the same function already holds its name.
-  if (frame->m_pFunction != function) {
-    frame->m_szFunName = function->m_szName;
-  }
-  frame->m_pFunction = function;
-  PushFrame(std::move(frame));
+  theCallFrames.push_back(std::move(theSpareFrames.back()));
+  theSpareFrames.pop_back();
+  theTopFunction = function;
+  theGlobal.m_bInFunction = 1;
 }
 
-bool LeaveFrame() {
-  std::unique_ptr<CallFrame> frame = PopFrame();
-  if (!frame) return false;
-  s_SpareFrames.push_back(std::move(frame));
+bool LeaveFrameSlow() {
+  if (theCallFrames.empty()) return false;
+  theSpareFrames.push_back(std::move(theCallFrames.back()));
+  theCallFrames.pop_back();
+  if (theCallFrames.empty()) {
+    theTopFunction = nullptr;
+    theGlobal.m_bInFunction = 0;
+  } else {
+    theTopFunction = theCallFrames.back()->m_pFunction;
+  }
   return true;
 }
 
@@ -402,7 +408,7 @@ void FreeAll() {
   }
   theStringResult.reset();
   theFrameBase = -1;
-  s_SpareFrames.clear();
+  theSpareFrames.clear();
   ReleaseVariablePool();
   ReleaseNodeArena();
 }

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/global.h"
 #include "platform/textfile.h"
 #include "script/store/node.h"
 #include "script/store/value.h"
@@ -172,9 +173,32 @@ void PushFrame(std::unique_ptr<CallFrame> frame);
 std::unique_ptr<CallFrame> PopFrame();
 CallFrame* TopFrame();
 // PushFrame and PopFrame for the interpreter: frame records are kept for
-// reuse until the end of the run instead of being made for every call.
-void EnterFrame(FunctionEntry* function);
-[[nodiscard]] bool LeaveFrame();
+// reuse until the end of the run instead of being made for every call
+// (theSpareFrames, emptied by FreeAll). Every script call passes here, so the
+// usual case (a spare record of the same function, room in both lists) is
+// inline and the rest out of line.
+extern std::vector<std::unique_ptr<CallFrame>> theSpareFrames;
+void EnterFrameSlow(FunctionEntry* function);
+[[nodiscard]] bool LeaveFrameSlow();
+inline void EnterFrame(FunctionEntry* function) {
+  if (theSpareFrames.empty() || theSpareFrames.back()->m_pFunction != function ||
+      theCallFrames.size() == theCallFrames.capacity()) {
+    EnterFrameSlow(function);
+    return;
+  }
+  theCallFrames.push_back(std::move(theSpareFrames.back()));
+  theSpareFrames.pop_back();
+  theTopFunction = function;
+  theGlobal.m_bInFunction = 1;
+}
+[[nodiscard]] inline bool LeaveFrame() {
+  const std::size_t depth = theCallFrames.size();
+  if (depth < 2 || theSpareFrames.size() == theSpareFrames.capacity()) return LeaveFrameSlow();
+  theSpareFrames.push_back(std::move(theCallFrames.back()));
+  theCallFrames.pop_back();
+  theTopFunction = theCallFrames.back()->m_pFunction;  // frames remain
+  return true;
+}
 
 // The global of a binding that found one; none for an undefined name.
 inline Variable* BoundGlobal(const NameBinding& binding) {
