@@ -139,6 +139,39 @@ int _after_gen_callinlinefun(SyntaxNode* node) {
 
 namespace {
 
+// A string literal, string name or string element as an argument: its text
+// copied straight into the parameter's record, with the checks, step and
+// size that Eval would give it, without a temporary in between. 1 when
+// copied, -1 when `operand` is another kind or holds no string (Eval then
+// runs it and reports as always), 0 when a check failed (reported).
+int CopyTextArgument(SyntaxNode* operand, Variable& record) {
+  if (operand == nullptr) return -1;
+  if (operand->m_nKind == NodeKind::IdT) {
+    // IdValue's copy: the variable's size is kept as it is.
+    if (!operand->m_bConsumed || operand->m_pNext != nullptr || !operand->m_szText) return -1;
+    const Variable* var = FindValueBound(*operand->m_szText, operand->m_Cache.m_Binding);
+    if (var == nullptr || var->m_nType != ValueType::String) return -1;
+    if (!MayRun()) return EvalFailed();
+    record.m_nType = ValueType::String;
+    if (var->m_nSize > 0 && var->m_szValue) {
+      CopyText(record.m_szValue, *var->m_szValue);
+      record.m_nSize = var->m_nSize;
+    }
+    return 1;
+  }
+  if (operand->m_nKind != NodeKind::StringT && operand->m_nKind != NodeKind::Id_ArrayT) return -1;
+  // SetText's copy of a literal's or an element's text: size = length + 1.
+  const std::optional<std::string>* text = nullptr;
+  if (!TextInPlace(operand, text)) return 0;
+  if (text == nullptr) return -1;
+  record.m_nType = ValueType::String;
+  if (*text) {
+    CopyText(record.m_szValue, **text);
+    record.m_nSize = static_cast<std::int32_t>((*text)->size() + 1);
+  }
+  return 1;
+}
+
 int BindArguments(SyntaxNode* node, FunctionEntry* function) {
   const std::vector<ParamEntry>& params = function->m_Params;
   const auto count = static_cast<std::int64_t>(params.size());
@@ -161,7 +194,8 @@ int BindArguments(SyntaxNode* node, FunctionEntry* function) {
         continue;
       }
       VariablePtr value = AllocVariable();
-      if (!Eval(item->m_pChild2.get(), *value)) {
+      const int copied = CopyTextArgument(item->m_pChild2.get(), *value);
+      if (copied == 0 || (copied < 0 && !Eval(item->m_pChild2.get(), *value))) {
         return FailWith("Error in _before_gen_callexfun()");
       }
       if (value->m_nType != param.m_nType) {
@@ -235,7 +269,11 @@ namespace {
 int DropArguments(FunctionEntry* function) {
   const std::size_t count = function->m_Params.size();
   if (theValueStack.size() < count) return FailWith("Error in _after_gen_callexfun()");
-  for (std::size_t i = 0; i < count; ++i) PopValue();
+  for (std::size_t i = 0; i < count; ++i) {
+    // The argument's text buffer serves the next call's argument copies.
+    VariablePtr value = PopValue();
+    if (value) KeepSpareText(value->m_szValue);
+  }
   if (!LeaveFrame()) return FailWith("Error in _after_gen_callexfun()");
   return 1;
 }

@@ -644,11 +644,24 @@ bool IsTextComparison(int op) {
                                   SyntaxNode* right, Value& r, std::int32_t& out) {
   std::int32_t b = 0;
   const std::optional<std::string>* text = nullptr;
-  if (right != nullptr && l.m_nType == ValueType::String && IsTextComparison(rule.op)) {
+  if (right != nullptr && l.m_nType == ValueType::String &&
+      (IsTextComparison(rule.op) ||
+       (rule.op == TK_PLUS &&
+        (right->m_nKind == NodeKind::StringT || right->m_nKind == NodeKind::IdT ||
+         right->m_nKind == NodeKind::Id_ArrayT)))) {
     const int read = TextInPlace(right, text);
     if (read == 0) return FailWith("Error in OpT()");
   }
-  if (text != nullptr) {
+  if (text != nullptr && rule.op == TK_PLUS) {
+    // The right operand's text appended where it lies: L is a temporary of
+    // its own, and nothing runs between reading the text and appending it.
+    const std::size_t length =
+        (l.m_szValue ? l.m_szValue->size() : 0) + (*text ? (*text)->size() : 0);
+    if (!TextFits(length)) return FailWith("Error in OpT()");
+    if (!l.m_szValue) l.m_szValue.emplace();
+    if (*text) l.m_szValue->append(**text);
+    l.m_nSize = static_cast<std::int32_t>(length + 1);
+  } else if (text != nullptr) {
     // The right operand's text compared where it lies: nothing runs between
     // reading it and comparing.
     const std::int32_t truth = CompareTexts(rule.op, l.m_szValue, *text);
