@@ -3,6 +3,8 @@
 // A call of a script function keeps this frame on the value stack:
 //   arguments (named after the parameters) | marker | locals | temporaries
 // theFrameBase is the marker's index; the marker remembers the caller's base.
+#include <bit>
+#include <new>
 #include <string>
 
 #include "base/global.h"
@@ -419,11 +421,43 @@ bool ChangesNothing(const SyntaxNode* node, int& budget) {
   }
 }
 
+// The values of a built-in's arguments that are evaluated rather than lent,
+// each made when its argument is evaluated: most arguments are lent, and
+// five blank values made and destroyed on every call cost more than the
+// lending saves.
+class ArgValues {
+ public:
+  ArgValues() = default;
+  ~ArgValues() {
+    for (unsigned made = m_nMade; made != 0; made &= made - 1) {
+      std::launder(reinterpret_cast<Value*>(m_Slots[std::countr_zero(made)]))->~Value();
+    }
+  }
+  ArgValues(const ArgValues&) = delete;
+  ArgValues& operator=(const ArgValues&) = delete;
+
+  // The blank value of argument k (below kMax), made on the first request.
+  Value& At(int k) {
+    if ((m_nMade & (1u << k)) == 0) {
+      new (m_Slots[k]) Value();
+      m_nMade |= 1u << k;
+    }
+    return *std::launder(reinterpret_cast<Value*>(m_Slots[k]));
+  }
+
+  static constexpr int kMax = 5;
+
+ private:
+  alignas(Value) unsigned char m_Slots[kMax][sizeof(Value)];
+  unsigned m_nMade = 0;
+};
+
 // Evaluates the arguments of a built-in call in order, with the type checks
 // and messages of the call, into `values` and the handler's views `args`.
 // A string variable's text is lent rather than copied when no later
 // argument can change it.
-int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, Value* values, BuiltinArg* args) {
+int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, ArgValues& values,
+                  BuiltinArg* args) {
   int k = 0;
   SyntaxNode* item = node->m_pItems.get();
   for (; item != nullptr && k < entry->nParamCount; item = item->m_pNext.get(), ++k) {
@@ -446,7 +480,7 @@ int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, Value* values, Bu
       args[k].m_nType = ValueType::String;
       args[k].m_pText = text;
     } else {
-      Value& value = values[k];
+      Value& value = values.At(k);
       // An array initializer travels in a record; the handler sees its type
       // and no text, as it would on the value stack.
       if (operand != nullptr && operand->m_nKind == NodeKind::ArrayContentT) {
@@ -480,8 +514,8 @@ int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, Value* values, Bu
 int RunBuiltin(SyntaxNode* node, Value& value) {
   const char* name = NameOf(node);
   const BuiltinEntry* entry = BuiltinOf(node);
-  Value values[5];
-  BuiltinArg args[5];
+  ArgValues values;
+  BuiltinArg args[ArgValues::kMax];
   if (entry == nullptr || !EvalArguments(node, entry, values, args)) {
     if (!RunAbandoned()) ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);
