@@ -877,6 +877,8 @@ int AssignValue(SyntaxNode* node, Value& r) {
       if (node->m_bConsumed) {
         *slot.m_pText = *r.m_szValue;
       } else {
+        // The variable's old buffer serves later copies (CopyText).
+        KeepSpareText(*slot.m_pText);
         *slot.m_pText = std::move(r.m_szValue);
       }
       var->m_nSize = r.m_nSize;
@@ -992,7 +994,7 @@ int IdValue(SyntaxNode* node, Value& value) {
   if (var->m_nType == ValueType::String) {
     value.m_nType = ValueType::String;
     if (var->m_nSize > 0 && var->m_szValue) {
-      value.m_szValue = var->m_szValue;
+      CopyText(value.m_szValue, *var->m_szValue);
       value.m_nSize = var->m_nSize;
     }
   } else if (var->m_nType == ValueType::Num) {

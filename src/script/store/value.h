@@ -129,9 +129,10 @@ void ReleaseVariablePool();
 std::size_t VariablePoolSize();
 
 // Spare text buffers: the texts of parameter records dropped at the end of a
-// call, kept (a few, each of at most kMaxSpareTextCapacity bytes) so that
-// the next call's argument copies of texts longer than the 15 bytes a
-// std::string holds in place reuse them instead of the heap. FreeAll gives
+// call and the old texts of variables that a temporary's text replaced, kept
+// (a few, each of at most kMaxSpareTextCapacity bytes) so that copies of
+// texts longer than the 15 bytes a std::string holds in place (arguments,
+// string names as operands) reuse them instead of the heap. FreeAll gives
 // them back at the end of every run.
 constexpr std::size_t kMaxSpareTextCapacity = 256;
 // Keeps the buffer of `text` when it is on the heap and small enough; `text`
