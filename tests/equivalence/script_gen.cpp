@@ -112,8 +112,10 @@ Expr Binary(const Expr& left, const std::string& op, const Expr& right, int leve
 }
 
 const std::vector<std::string> kStrings = {
-    "\"\"",   "\"a\"",  "\"b\"",  "\"ab\"", "\"ba\"",    "\"A\"",          "\"abc\"", "\"x1\"",
-    "\"12\"", "\"7x\"", "\"-3\"", "\" \"",  "\"hello\"", "\"C:\\temp\\\"", "\"0\"",   "\"zz\""};
+    "\"\"", "\"a\"", "\"b\"", "\"ab\"", "\"ba\"", "\"A\"", "\"abc\"", "\"x1\"", "\"12\"", "\"7x\"",
+    "\"-3\"", "\" \"", "\"hello\"", "\"C:\\temp\\\"", "\"0\"", "\"zz\"",
+    // Longer than the 15 bytes a std::string holds without the heap.
+    "\"SYSTEM\\CurrentControlSet\\Services\"", "\"a text of sixteen\""};
 const std::vector<std::string> kDivisors = {"1", "2", "3", "5", "7", "(-2)", "(-3)", "16", "0x10"};
 const std::vector<std::string> kNumLabels = {"0", "1", "2", "3", "4", "5", "(-1)", "0x10", "7"};
 const std::vector<std::string> kBigNums = {"2147483647", "65536",      "65537",

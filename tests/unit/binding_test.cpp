@@ -1,9 +1,10 @@
 // Remembered name bindings and pooled value records: the cases that scripts
 // cannot set up (frames of other functions sharing a node's binding, broken
-// frames, the pool's release at the end of a run).
+// frames, the pool's release at the end of a run, the spare text buffers).
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include "library_fixture.h"
@@ -152,6 +153,56 @@ TEST_F(BindingTest, PooledRecordsComeBackBlankAndGoAtTheEndOfTheRun) {
 
   FreeAll();
   EXPECT_EQ(VariablePoolSize(), 0u);
+}
+
+// Spare text buffers: only heap buffers of at most kMaxSpareTextCapacity
+// bytes are kept (the text then leaves its holder), at most eight; a copy
+// of a text that needs the heap takes one; FreeAll empties the list.
+TEST_F(BindingTest, SpareTextsServeCopiesAndGoAtTheEndOfTheRun) {
+  FreeAll();
+  const std::string longText(40, 'x');
+  std::optional<std::string> kept = longText;
+  const char* buffer = kept->data();
+  KeepSpareText(kept);
+  EXPECT_FALSE(kept);
+
+  std::optional<std::string> copy;
+  const std::string source = "a text of more than fifteen bytes";
+  CopyText(copy, source);
+  ASSERT_TRUE(copy);
+  EXPECT_EQ(*copy, source);
+  EXPECT_EQ(copy->data(), buffer);  // the kept buffer, not a new one
+
+  std::optional<std::string> small = std::string("abc");
+  KeepSpareText(small);
+  EXPECT_EQ(small, "abc");  // held in place: nothing to keep
+  std::optional<std::string> large = std::string(kMaxSpareTextCapacity + 1, 'y');
+  KeepSpareText(large);
+  EXPECT_TRUE(large);  // too large to keep
+  std::optional<std::string> none;
+  KeepSpareText(none);
+  EXPECT_FALSE(none);
+  CopyText(copy, "short");
+  EXPECT_EQ(copy, "short");
+
+  // Eight at most: a ninth buffer stays with its holder.
+  std::optional<std::string> texts[9];
+  for (auto& text : texts) {
+    text = longText;
+    KeepSpareText(text);
+  }
+  for (int i = 0; i < 8; ++i) EXPECT_FALSE(texts[i]) << i;
+  EXPECT_TRUE(texts[8]);
+
+  // The end of the run gives them all back: eight fit again.
+  FreeAll();
+  for (auto& text : texts) {
+    text = longText;
+    KeepSpareText(text);
+  }
+  for (int i = 0; i < 8; ++i) EXPECT_FALSE(texts[i]) << i;
+  EXPECT_TRUE(texts[8]);
+  FreeAll();
 }
 
 #if defined(__SANITIZE_ADDRESS__)

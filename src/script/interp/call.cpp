@@ -3,6 +3,8 @@
 // A call of a script function keeps this frame on the value stack:
 //   arguments (named after the parameters) | marker | locals | temporaries
 // theFrameBase is the marker's index; the marker remembers the caller's base.
+#include <bit>
+#include <new>
 #include <string>
 
 #include "base/global.h"
@@ -139,6 +141,39 @@ int _after_gen_callinlinefun(SyntaxNode* node) {
 
 namespace {
 
+// A string literal, string name or string element as an argument: its text
+// copied straight into the parameter's record, with the checks, step and
+// size that Eval would give it, without a temporary in between. 1 when
+// copied, -1 when `operand` is another kind or holds no string (Eval then
+// runs it and reports as always), 0 when a check failed (reported).
+int CopyTextArgument(SyntaxNode* operand, Variable& record) {
+  if (operand == nullptr) return -1;
+  if (operand->m_nKind == NodeKind::IdT) {
+    // IdValue's copy: the variable's size is kept as it is.
+    if (!operand->m_bConsumed || operand->m_pNext != nullptr || !operand->m_szText) return -1;
+    const Variable* var = FindValueBound(*operand->m_szText, operand->m_Cache.m_Binding);
+    if (var == nullptr || var->m_nType != ValueType::String) return -1;
+    if (!MayRun()) return EvalFailed();
+    record.m_nType = ValueType::String;
+    if (var->m_nSize > 0 && var->m_szValue) {
+      CopyText(record.m_szValue, *var->m_szValue);
+      record.m_nSize = var->m_nSize;
+    }
+    return 1;
+  }
+  if (operand->m_nKind != NodeKind::StringT && operand->m_nKind != NodeKind::Id_ArrayT) return -1;
+  // SetText's copy of a literal's or an element's text: size = length + 1.
+  const std::optional<std::string>* text = nullptr;
+  if (!TextInPlace(operand, text)) return 0;
+  if (text == nullptr) return -1;
+  record.m_nType = ValueType::String;
+  if (*text) {
+    CopyText(record.m_szValue, **text);
+    record.m_nSize = static_cast<std::int32_t>((*text)->size() + 1);
+  }
+  return 1;
+}
+
 int BindArguments(SyntaxNode* node, FunctionEntry* function) {
   const std::vector<ParamEntry>& params = function->m_Params;
   const auto count = static_cast<std::int64_t>(params.size());
@@ -161,7 +196,8 @@ int BindArguments(SyntaxNode* node, FunctionEntry* function) {
         continue;
       }
       VariablePtr value = AllocVariable();
-      if (!Eval(item->m_pChild2.get(), *value)) {
+      const int copied = CopyTextArgument(item->m_pChild2.get(), *value);
+      if (copied == 0 || (copied < 0 && !Eval(item->m_pChild2.get(), *value))) {
         return FailWith("Error in _before_gen_callexfun()");
       }
       if (value->m_nType != param.m_nType) {
@@ -235,7 +271,11 @@ namespace {
 int DropArguments(FunctionEntry* function) {
   const std::size_t count = function->m_Params.size();
   if (theValueStack.size() < count) return FailWith("Error in _after_gen_callexfun()");
-  for (std::size_t i = 0; i < count; ++i) PopValue();
+  for (std::size_t i = 0; i < count; ++i) {
+    // The argument's text buffer serves the next call's argument copies.
+    VariablePtr value = PopValue();
+    if (value) KeepSpareText(value->m_szValue);
+  }
   if (!LeaveFrame()) return FailWith("Error in _after_gen_callexfun()");
   return 1;
 }
@@ -381,11 +421,43 @@ bool ChangesNothing(const SyntaxNode* node, int& budget) {
   }
 }
 
+// The values of a built-in's arguments that are evaluated rather than lent,
+// each made when its argument is evaluated: most arguments are lent, and
+// five blank values made and destroyed on every call cost more than the
+// lending saves.
+class ArgValues {
+ public:
+  ArgValues() = default;
+  ~ArgValues() {
+    for (unsigned made = m_nMade; made != 0; made &= made - 1) {
+      std::launder(reinterpret_cast<Value*>(m_Slots[std::countr_zero(made)]))->~Value();
+    }
+  }
+  ArgValues(const ArgValues&) = delete;
+  ArgValues& operator=(const ArgValues&) = delete;
+
+  // The blank value of argument k (below kMax), made on the first request.
+  Value& At(int k) {
+    if ((m_nMade & (1u << k)) == 0) {
+      new (m_Slots[k]) Value();
+      m_nMade |= 1u << k;
+    }
+    return *std::launder(reinterpret_cast<Value*>(m_Slots[k]));
+  }
+
+  static constexpr int kMax = 5;
+
+ private:
+  alignas(Value) unsigned char m_Slots[kMax][sizeof(Value)];
+  unsigned m_nMade = 0;
+};
+
 // Evaluates the arguments of a built-in call in order, with the type checks
 // and messages of the call, into `values` and the handler's views `args`.
 // A string variable's text is lent rather than copied when no later
 // argument can change it.
-int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, Value* values, BuiltinArg* args) {
+int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, ArgValues& values,
+                  BuiltinArg* args) {
   int k = 0;
   SyntaxNode* item = node->m_pItems.get();
   for (; item != nullptr && k < entry->nParamCount; item = item->m_pNext.get(), ++k) {
@@ -408,7 +480,7 @@ int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, Value* values, Bu
       args[k].m_nType = ValueType::String;
       args[k].m_pText = text;
     } else {
-      Value& value = values[k];
+      Value& value = values.At(k);
       // An array initializer travels in a record; the handler sees its type
       // and no text, as it would on the value stack.
       if (operand != nullptr && operand->m_nKind == NodeKind::ArrayContentT) {
@@ -442,8 +514,8 @@ int EvalArguments(SyntaxNode* node, const BuiltinEntry* entry, Value* values, Bu
 int RunBuiltin(SyntaxNode* node, Value& value) {
   const char* name = NameOf(node);
   const BuiltinEntry* entry = BuiltinOf(node);
-  Value values[5];
-  BuiltinArg args[5];
+  ArgValues values;
+  BuiltinArg args[ArgValues::kMax];
   if (entry == nullptr || !EvalArguments(node, entry, values, args)) {
     if (!RunAbandoned()) ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);

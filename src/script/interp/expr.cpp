@@ -644,11 +644,24 @@ bool IsTextComparison(int op) {
                                   SyntaxNode* right, Value& r, std::int32_t& out) {
   std::int32_t b = 0;
   const std::optional<std::string>* text = nullptr;
-  if (right != nullptr && l.m_nType == ValueType::String && IsTextComparison(rule.op)) {
+  if (right != nullptr && l.m_nType == ValueType::String &&
+      (IsTextComparison(rule.op) ||
+       (rule.op == TK_PLUS &&
+        (right->m_nKind == NodeKind::StringT || right->m_nKind == NodeKind::IdT ||
+         right->m_nKind == NodeKind::Id_ArrayT)))) {
     const int read = TextInPlace(right, text);
     if (read == 0) return FailWith("Error in OpT()");
   }
-  if (text != nullptr) {
+  if (text != nullptr && rule.op == TK_PLUS) {
+    // The right operand's text appended where it lies: L is a temporary of
+    // its own, and nothing runs between reading the text and appending it.
+    const std::size_t length =
+        (l.m_szValue ? l.m_szValue->size() : 0) + (*text ? (*text)->size() : 0);
+    if (!TextFits(length)) return FailWith("Error in OpT()");
+    if (!l.m_szValue) l.m_szValue.emplace();
+    if (*text) l.m_szValue->append(**text);
+    l.m_nSize = static_cast<std::int32_t>(length + 1);
+  } else if (text != nullptr) {
     // The right operand's text compared where it lies: nothing runs between
     // reading it and comparing.
     const std::int32_t truth = CompareTexts(rule.op, l.m_szValue, *text);
@@ -717,6 +730,71 @@ int BinaryInt(SyntaxNode* node, const BinaryRule& rule, std::int32_t& out, Value
 
 }  // namespace
 
+namespace {
+
+// The text a string literal or a string name gives as an operand of a
+// concatenation, where it lies; false for any other operand.
+bool ChainText(SyntaxNode* node, const std::optional<std::string>*& text) {
+  if (!node->m_bConsumed || node->m_pNext != nullptr) return false;
+  if (node->m_nKind == NodeKind::StringT) {
+    const bool hasText = node->m_szText && !node->m_szText->empty();
+    text = hasText ? &static_cast<const std::optional<std::string>&>(node->m_szText) : &kNoText;
+    return true;
+  }
+  if (node->m_nKind != NodeKind::IdT || !node->m_szText) return false;
+  const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
+  if (var == nullptr || var->m_nType != ValueType::String) return false;
+  text = var->m_nSize > 0 && var->m_szValue ? &var->m_szValue : &kNoText;
+  return true;
+}
+
+// A chain of string + (`root + "\" + leaf`) whose operands are all string
+// literals and string names, none of its operators over two literals (that
+// one folds): the texts appended once into one buffer, the value the walk
+// gives (a text with storage, size = length + 1). Taken only where the
+// walk's per-node checks cannot fail and count nothing (FastPathsMayRun) and
+// after the walk has run the tree once (its num program given up); a name
+// that does not hold a string, or a result above the bound, leaves the tree
+// to the walk with its messages. Reading the operands changes nothing but
+// the names' bindings, so giving up after reading is harmless.
+[[gnu::noinline]] bool ConcatChain(SyntaxNode* node, Value& l) {
+  constexpr int kMaxTexts = 8;
+  const std::optional<std::string>* texts[kMaxTexts];
+  int count = 0;
+  SyntaxNode* op = node;
+  for (;;) {
+    SyntaxNode* left = op->m_pChild2.get();
+    SyntaxNode* right = op->m_pChild0.get();
+    if (left == nullptr || right == nullptr || op->m_pChild1 != nullptr || count > kMaxTexts - 2 ||
+        !ChainText(right, texts[count++])) {
+      return false;
+    }
+    if (left->m_nKind == NodeKind::OpT) {
+      if (left->m_nOp != TK_PLUS || !left->m_bConsumed || left->m_pNext != nullptr) return false;
+      op = left;
+      continue;
+    }
+    if (left->m_nKind == NodeKind::StringT && right->m_nKind == NodeKind::StringT) return false;
+    if (!ChainText(left, texts[count++])) return false;
+    break;
+  }
+  if (!FastPathsMayRun()) return false;
+  std::size_t length = 0;
+  for (int i = 0; i < count; ++i) length += *texts[i] ? (*texts[i])->size() : 0;
+  if (length > kMaxTextLength) return false;
+  l.m_nType = ValueType::String;
+  std::string& text = l.m_szValue.emplace();
+  text.reserve(length);
+  // The leftmost operand was read last.
+  for (int i = count - 1; i >= 0; --i) {
+    if (*texts[i]) text.append(**texts[i]);
+  }
+  l.m_nSize = static_cast<std::int32_t>(length + 1);
+  return true;
+}
+
+}  // namespace
+
 int EvalInt(SyntaxNode* node, std::int32_t& out, Value& other) {
   if (node != nullptr && node->m_bConsumed && node->m_pNext == nullptr &&
       node->m_nKind == NodeKind::OpT) {
@@ -742,6 +820,9 @@ static int CompoundValue(SyntaxNode* node, Value& l);
 
 int OpValue(SyntaxNode* node, Value& l) {
   if (const BinaryRule* rule = FindBinaryRule(node->m_nOp)) {
+    if (rule->op == TK_PLUS && node->m_Cache.m_Num.State() == 2 && ConcatChain(node, l)) {
+      return 1;
+    }
     std::int32_t number = 0;
     if (node->m_Cache.m_Num.State() != 2 && RunProgram(node, number)) {
       SetNum(l, number);
@@ -864,6 +945,8 @@ int AssignValue(SyntaxNode* node, Value& r) {
       if (node->m_bConsumed) {
         *slot.m_pText = *r.m_szValue;
       } else {
+        // The variable's old buffer serves later copies (CopyText).
+        KeepSpareText(*slot.m_pText);
         *slot.m_pText = std::move(r.m_szValue);
       }
       var->m_nSize = r.m_nSize;
@@ -979,7 +1062,7 @@ int IdValue(SyntaxNode* node, Value& value) {
   if (var->m_nType == ValueType::String) {
     value.m_nType = ValueType::String;
     if (var->m_nSize > 0 && var->m_szValue) {
-      value.m_szValue = var->m_szValue;
+      CopyText(value.m_szValue, *var->m_szValue);
       value.m_nSize = var->m_nSize;
     }
   } else if (var->m_nType == ValueType::Num) {

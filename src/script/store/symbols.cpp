@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "base/global.h"
 #include "diag/report.h"
@@ -283,6 +284,16 @@ CallFrame* TopFrame() {
 // EnterFrame and LeaveFrame do what PushFrame and PopFrame do, moving the
 // records straight between the lists.
 void EnterFrameSlow(FunctionEntry* function) {
+  const std::size_t spares = theSpareFrames.size();
+  if (spares >= 2 && theSpareFrames[spares - 1]->m_pFunction != function &&
+      theSpareFrames[spares - 2]->m_pFunction == function) {
+    // Calls that alternate between two functions find the other one's
+    // record on top and this one's below it.
+    std::swap(theSpareFrames[spares - 1], theSpareFrames[spares - 2]);
+  } else if (spares == 1 && theSpareFrames.back()->m_pFunction != function) {
+    // The other function's record stays for its next call.
+    theSpareFrames.push_back(std::make_unique<CallFrame>());
+  }
   if (theSpareFrames.empty()) theSpareFrames.push_back(std::make_unique<CallFrame>());
   CallFrame& frame = *theSpareFrames.back();
   // A spare frame of the same function already holds its name. Nothing
@@ -410,6 +421,7 @@ void FreeAll() {
   theFrameBase = -1;
   theSpareFrames.clear();
   ReleaseVariablePool();
+  ReleaseSpareTexts();
   ReleaseNodeArena();
 }
 

@@ -114,6 +114,39 @@ VariablePtr AllocVariable() {
   return VariablePtr(NewRecord());
 }
 
+namespace {
+constexpr std::size_t kSpareTexts = 8;
+std::string s_SpareTexts[kSpareTexts];
+std::size_t s_nSpareTexts = 0;
+// The longest text a std::string holds without the heap.
+const std::size_t kInPlaceCapacity = std::string().capacity();
+}  // namespace
+
+void KeepSpareText(std::optional<std::string>& text) {
+  if (!text || s_nSpareTexts == kSpareTexts || text->capacity() <= kInPlaceCapacity ||
+      text->capacity() > kMaxSpareTextCapacity) {
+    return;
+  }
+  s_SpareTexts[s_nSpareTexts++] = std::move(*text);
+  text.reset();
+}
+
+void CopyText(std::optional<std::string>& to, const std::string& from) {
+  if (from.size() > kInPlaceCapacity && s_nSpareTexts > 0) {
+    std::string& spare = s_SpareTexts[--s_nSpareTexts];
+    spare.assign(from);
+    to.emplace(std::move(spare));
+    spare = std::string();
+    return;
+  }
+  to = from;
+}
+
+void ReleaseSpareTexts() {
+  for (std::size_t i = 0; i < kSpareTexts; ++i) std::string().swap(s_SpareTexts[i]);
+  s_nSpareTexts = 0;
+}
+
 void ReleaseVariablePool() {
   // A record still held elsewhere keeps its slab; the slabs then serve the
   // next run and go when all their records are back.

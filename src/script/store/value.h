@@ -128,6 +128,20 @@ void ReleaseVariablePool();
 // Spare records the pool holds now (for tests of the release).
 std::size_t VariablePoolSize();
 
+// Spare text buffers: the texts of parameter records dropped at the end of a
+// call and the old texts of variables that a temporary's text replaced, kept
+// (a few, each of at most kMaxSpareTextCapacity bytes) so that copies of
+// texts longer than the 15 bytes a std::string holds in place (arguments,
+// string names as operands) reuse them instead of the heap. FreeAll gives
+// them back at the end of every run.
+constexpr std::size_t kMaxSpareTextCapacity = 256;
+// Keeps the buffer of `text` when it is on the heap and small enough; `text`
+// may be left without its text.
+void KeepSpareText(std::optional<std::string>& text);
+// `to` = a copy of `from`, in a spare buffer when `from` needs the heap.
+void CopyText(std::optional<std::string>& to, const std::string& from);
+void ReleaseSpareTexts();
+
 // A new string scalar with no name; an empty text (storage present) of that
 // size when size >= 1, else no text and size 0.
 VariablePtr NewStringValue(std::int32_t size);
