@@ -507,11 +507,17 @@ class Generator {
     }
   }
 
+  // A position in a text: mostly a small literal, some computed.
+  std::string Index(int depth) {
+    if (rng_.Chance(60)) return std::to_string(rng_.Below(8));
+    return NumExpr(depth - 1).text;
+  }
+
   // A string expression holding at most `leaves` texts of unbounded length.
   Expr StrAtom(int depth, bool literal, int& leaves) {
     if (literal) return {rng_.Pick(kStrings), kAtomLevel};
     for (int tries = 0; tries < 8; ++tries) {
-      switch (rng_.Weighted({6, 6, 2, 2, 3, 1})) {
+      switch (rng_.Weighted({6, 6, 2, 2, 3, 1, 3})) {
         case 0:
           return {rng_.Pick(kStrings), kAtomLevel};
         case 1: {
@@ -543,6 +549,16 @@ class Generator {
           return {"numtostring(" + NumExpr(depth - 1).text + ")", kAtomLevel};
         case 5:
           return {rng_.Chance(70) ? "_Parameters[0]" : "WINDIR", kAtomLevel};
+        case 6:
+          if (leaves > 0 && depth > 0) {
+            // A piece of a text: its empty results, and a 0 answer's line.
+            const Expr text = StrExpr(depth - 1, false, leaves);
+            if (rng_.Chance(50))
+              return {"getat(" + text.text + ", " + Index(depth) + ")", kAtomLevel};
+            return {"getstr(" + text.text + ", " + Index(depth) + ", " + Index(depth) + ")",
+                    kAtomLevel};
+          }
+          break;
       }
     }
     return {rng_.Pick(kStrings), kAtomLevel};

@@ -69,6 +69,13 @@ Value DefaultResult(ValueType type) {
 
 }  // namespace
 
+const BuiltinEntry* BuiltinOf(SyntaxNode* node) {
+  if (node->m_Cache.m_Builtin.State() == 0) {
+    node->m_Cache.m_Builtin.Set(GetBuiltinEntry(NameOf(node)));
+  }
+  return node->m_Cache.m_Builtin.Get();
+}
+
 int CallTail(const char* name) {
   if (!RunAbandoned()) ReportError("   see the declare of external function '%s'.", name);
   return FailWith("Error in CallT()");
@@ -90,14 +97,6 @@ FunctionEntry* Callee(SyntaxNode* node) {
     node->m_Cache.m_Call.Set(node->m_szText ? FindFunction(*node->m_szText) : nullptr);
   }
   return node->m_Cache.m_Call.Get();
-}
-
-// The table row of an InLineFunT node, looked up once.
-const BuiltinEntry* BuiltinOf(SyntaxNode* node) {
-  if (node->m_Cache.m_Builtin.State() == 0) {
-    node->m_Cache.m_Builtin.Set(GetBuiltinEntry(NameOf(node)));
-  }
-  return node->m_Cache.m_Builtin.Get();
 }
 
 // The call steps with the callee already found.
@@ -520,42 +519,50 @@ int RunBuiltin(SyntaxNode* node, Value& value) {
     if (!RunAbandoned()) ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);
   }
-  if (entry->pfnHandler == nullptr) return InLineTail(name);
-
-  // A string built-in whose arguments fail the check leaves no text behind,
-  // so its call gives the empty string rather than an earlier call's text.
-  Variable* text = theStringResult.get();
-  if (entry->nRetType == ValueType::String && text != nullptr) {
-    text->m_szValue.reset();
-    text->m_nSize = 0;
+  if (entry->pfnHandler == nullptr ||
+      (entry->nRetType != ValueType::Num && entry->nRetType != ValueType::String)) {
+    if (entry->pfnHandler != nullptr) RunHandler(node, *entry, args, value.m_szValue);
+    return InLineTail(name);
   }
-  SetBuiltinArgs(args, entry->nParamCount);
-  const std::int32_t r = entry->pfnHandler(node);
-  if (theGlobal.m_pObserver != nullptr) ObserveBuiltin(node, *entry, r, args);
-  SetBuiltinArgs(nullptr, 0);
-  if (r == 0) ReportError("[%s()] Return Value = %d", entry->szName, 0);
-
+  const std::int32_t r = RunHandler(node, *entry, args, value.m_szValue);
   if (entry->nRetType == ValueType::Num) {
     value.m_nType = ValueType::Num;
     value.m_nSize = 4;
     value.m_nNum = r;
-  } else if (entry->nRetType == ValueType::String) {
-    // The handler's text moves into the call's value; the next string
-    // built-in starts from an empty result in any case.
-    value.m_nType = ValueType::String;
-    text = theStringResult.get();
-    if (text != nullptr && text->m_szValue) {
-      value.m_nSize = static_cast<std::int32_t>(text->m_szValue->size() + 1);
-      value.m_szValue = std::move(text->m_szValue);
-      text->m_szValue.reset();
-    }
   } else {
-    return InLineTail(name);
+    value.m_nType = ValueType::String;
+    if (value.m_szValue) value.m_nSize = static_cast<std::int32_t>(value.m_szValue->size() + 1);
   }
   return 1;
 }
 
 }  // namespace
+
+std::int32_t RunHandler(SyntaxNode* node, const BuiltinEntry& entry, const BuiltinArg* args,
+                        std::optional<std::string>& result) {
+  // A string built-in whose arguments fail the check leaves no text behind,
+  // so its call gives the empty string rather than an earlier call's text.
+  Variable* text = theStringResult.get();
+  if (entry.nRetType == ValueType::String && text != nullptr) {
+    text->m_szValue.reset();
+    text->m_nSize = 0;
+  }
+  SetBuiltinArgs(args, entry.nParamCount);
+  const std::int32_t r = entry.pfnHandler(node);
+  if (theGlobal.m_pObserver != nullptr) ObserveBuiltin(node, entry, r, args);
+  SetBuiltinArgs(nullptr, 0);
+  if (r == 0) ReportError("[%s()] Return Value = %d", entry.szName, 0);
+  if (entry.nRetType == ValueType::String) {
+    // The handler's text moves out; the next string built-in starts from an
+    // empty result in any case.
+    text = theStringResult.get();
+    if (text != nullptr && text->m_szValue) {
+      result = std::move(text->m_szValue);
+      text->m_szValue.reset();
+    }
+  }
+  return r;
+}
 
 int InLineFunT(SyntaxNode* node) {
   Value value;

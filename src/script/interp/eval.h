@@ -14,6 +14,9 @@
 
 namespace setup {
 
+struct BuiltinArg;
+struct BuiltinEntry;
+
 // A temporary value on the host stack: what an operand hands to its consumer.
 // Only the members a scalar needs, so that a num temporary is plain data;
 // array values (initializers) travel in Variable records.
@@ -123,6 +126,24 @@ extern const std::optional<std::string> kNoText;
 // reports what the walk reports); 0 when a check failed (reported). The
 // text stays valid until a variable may have changed.
 [[nodiscard]] int TextInPlace(SyntaxNode* node, const std::optional<std::string>*& text);
+
+// The string comparison `op` of two texts: a missing text (the empty
+// string) equals only another missing text and is neither less nor greater
+// than anything.
+std::int32_t CompareTexts(int op, const std::optional<std::string>& l,
+                          const std::optional<std::string>& r);
+// The comparisons that compare strings (<, >, <=, >=, ==, !=).
+bool IsTextComparison(int op);
+
+// ---- Built-ins ------------------------------------------------------------------
+// The table row of an InLineFunT node, looked up once; none for an unknown name.
+const BuiltinEntry* BuiltinOf(SyntaxNode* node);
+// Runs the handler of `entry` for `node` with its arguments `args` (checked
+// and complete), with what surrounds it in every call: the string result
+// cleared before, the observer and the line of a 0 answer after. The answer;
+// a string built-in's text moves into `result` (left alone when it has none).
+std::int32_t RunHandler(SyntaxNode* node, const BuiltinEntry& entry, const BuiltinArg* args,
+                        std::optional<std::string>& result);
 
 // ---- Expressions ----------------------------------------------------------------
 [[nodiscard]] int OpT(SyntaxNode* node);

@@ -28,8 +28,8 @@ void SetNum(Value& value, std::int32_t number) {
   value.m_nNum = number;
 }
 
-// The string comparisons: a missing text (the empty string) equals only
-// another missing text and is neither less nor greater than anything.
+}  // namespace
+
 std::int32_t CompareTexts(int op, const std::optional<std::string>& l,
                           const std::optional<std::string>& r) {
   if (!l || !r) {
@@ -60,6 +60,8 @@ std::int32_t CompareTexts(int op, const std::optional<std::string>& l,
       return order != 0;
   }
 }
+
+namespace {
 
 // False (reported) when a concatenation of `length` bytes would be longer
 // than a string may be.
@@ -615,6 +617,8 @@ bool AppendSteps(SyntaxNode* node, int depth, NumStep* steps, std::int32_t& coun
   return true;
 }
 
+}  // namespace
+
 bool IsTextComparison(int op) {
   switch (op) {
     case TK_LT:
@@ -628,6 +632,8 @@ bool IsTextComparison(int op) {
       return false;
   }
 }
+
+namespace {
 
 [[gnu::noinline]] void FoldNum(SyntaxNode* node, std::int32_t result) {
   Value folded;

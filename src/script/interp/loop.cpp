@@ -36,6 +36,7 @@
 #include <vector>
 
 #include "base/global.h"
+#include "builtins/table.h"
 #include "diag/report.h"
 #include "script/front/lexer.h"
 #include "script/interp/eval.h"
@@ -88,6 +89,8 @@ enum LoopOp : std::uint8_t {
   kStoreTextElement,  // the element of the string array of slot m_nValue (m_nSub indexes)
   kWalk,              // hand the statement to the tree walk
   kWalkOperand,       // push the num of call m_nValue, evaluated by the tree walk
+  kBuiltin,           // pop the operands of built-in m_nValue (num result), call it, push its num
+  kCompareText,       // pop the operands of string comparison m_nValue, push its truth
   kCall,              // pop the arguments of call m_nValue, make the call, push its num
   kReturn,            // pop the result of a num function and raise the return flag
   kEnd,               // the loop's condition failed, or the body ended: done
@@ -98,6 +101,10 @@ constexpr std::int32_t kMaxOperandSteps = 64;  // instructions of one operand tr
 constexpr int kMaxOperandDepth = 16;
 constexpr int kMaxNesting = 16;  // constructs inside one another
 constexpr std::size_t kMaxCode = 16384;
+constexpr int kMaxBuiltinArgs = 5;  // parameters of a built-in (BuiltinEntry::pParams)
+
+// The kinds of LoopText.
+enum TextKind : std::uint8_t { kTextNum, kTextLiteral, kTextName, kTextElement, kTextBuiltin };
 
 bool IsCompound(int op) {
   return op >= TK_PLUS_ASSIGN && op <= TK_PERCENT_ASSIGN;
@@ -195,6 +202,39 @@ class LoopCompiler {
 
  private:
   std::int32_t Here() const { return static_cast<std::int32_t>(m_Code.m_Code.size()); }
+
+  // Where the compiler stands, to go back to when a tree does not compile.
+  struct Mark {
+    std::size_t m_nCode, m_nNames, m_nWalked, m_nCalls, m_nBuiltins, m_nArgs, m_nCompares;
+    std::int32_t m_nSteps;
+    bool m_bCalled, m_bClosed, m_bTextElement;
+  };
+  Mark Save(std::int32_t steps) const {
+    return Mark{m_Code.m_Code.size(),
+                m_Code.m_Names.size(),
+                m_Code.m_Walked.size(),
+                m_Code.m_Calls.size(),
+                m_Code.m_Builtins.size(),
+                m_Code.m_Args.size(),
+                m_Code.m_Compares.size(),
+                steps,
+                m_bCalled,
+                m_bClosed,
+                m_bTextElement};
+  }
+  void Restore(const Mark& mark, std::int32_t& steps) {
+    Truncate(mark.m_nCode);
+    m_Code.m_Names.resize(mark.m_nNames);
+    m_Code.m_Walked.resize(mark.m_nWalked);
+    m_Code.m_Calls.resize(mark.m_nCalls);
+    m_Code.m_Builtins.resize(mark.m_nBuiltins);
+    m_Code.m_Args.resize(mark.m_nArgs);
+    m_Code.m_Compares.resize(mark.m_nCompares);
+    steps = mark.m_nSteps;
+    m_bCalled = mark.m_bCalled;
+    m_bClosed = mark.m_bClosed;
+    m_bTextElement = mark.m_bTextElement;
+  }
 
   // Appends an instruction of the statement being compiled. An operator, a
   // store or a compound assignment whose (right) operand is a literal just
@@ -363,6 +403,18 @@ class LoopCompiler {
         [[fallthrough]];
       case NodeKind::InLineFunT:
         if (node->m_nType != ValueType::Num || m_bInArguments) return false;
+        if (node->m_nKind == NodeKind::InLineFunT) {
+          const Mark mark = Save(steps);
+          std::int32_t index = 0;
+          if (Builtin(node, depth, steps, index)) {
+            Emit(kBuiltin, 0, 0, index);
+            return true;
+          }
+          Restore(mark, steps);
+        }
+        // The walk's operand could be a script call, which may change a
+        // variable that an enclosing built-in reads later.
+        if (m_bInBuiltin) return false;
         m_Code.m_Walked.push_back(node);
         Emit(kWalkOperand, 0, 0, static_cast<std::int32_t>(m_Code.m_Walked.size() - 1));
         m_bCalled = true;
@@ -393,26 +445,15 @@ class LoopCompiler {
       case NodeKind::OpT: {
         const int op = node->m_nOp;
         if (!IsFoldingOperator(op)) return false;
-        const std::size_t codeMark = m_Code.m_Code.size();
-        const std::size_t nameMark = m_Code.m_Names.size();
-        const std::size_t walkedMark = m_Code.m_Walked.size();
-        const std::size_t callMark = m_Code.m_Calls.size();
-        const std::int32_t stepMark = steps;
-        const bool called = m_bCalled;
-        const bool closed = m_bClosed;
+        const Mark mark = Save(steps);
         if (!Operand(node->m_pChild2.get(), depth + 1, steps) ||
             !Operand(node->m_pChild0.get(), depth + 1, steps)) {
+          Restore(mark, steps);
+          if (IsTextComparison(op) && CompareText(node, depth, steps)) return true;
           // An operator whose result is a num (every one but `+`) over
           // operands the machine does not compute, strings among them: the
           // walk evaluates it whole, as an operand, like a call.
-          Truncate(codeMark);
-          m_Code.m_Names.resize(nameMark);
-          m_Code.m_Walked.resize(walkedMark);
-          m_Code.m_Calls.resize(callMark);
-          steps = stepMark;
-          m_bCalled = called;
-          m_bClosed = closed;
-          if (op == TK_PLUS || m_bInArguments) return false;
+          if (op == TK_PLUS || m_bInArguments || m_bInBuiltin) return false;
           m_Code.m_Walked.push_back(node);
           Emit(kWalkOperand, 0, 0, static_cast<std::int32_t>(m_Code.m_Walked.size() - 1));
           m_bCalled = true;
@@ -505,17 +546,13 @@ class LoopCompiler {
     const std::int32_t outer = m_nUnit;
     m_nUnit = unit;
     const std::int32_t start = Here();
-    const std::size_t codeMark = m_Code.m_Code.size();
-    const std::size_t nameMark = m_Code.m_Names.size();
-    const std::size_t walkedMark = m_Code.m_Walked.size();
-    const std::size_t callMark = m_Code.m_Calls.size();
     m_bCalled = false;
+    m_bTextElement = false;
+    std::int32_t steps = 0;
+    const Mark mark = Save(steps);
     if (!Construct(node, unit, context, start)) {
       // The tree walk runs it; nothing compiled for it stays.
-      Truncate(codeMark);
-      m_Code.m_Names.resize(nameMark);
-      m_Code.m_Walked.resize(walkedMark);
-      m_Code.m_Calls.resize(callMark);
+      Restore(mark, steps);
       Emit(kWalk, 0, 0, 0);
       m_bClosed = false;
     }
@@ -659,15 +696,12 @@ class LoopCompiler {
   // walk may still evaluate them afresh when the callee cannot run on the
   // machine.
   bool Call(SyntaxNode* node, int depth, std::int32_t& steps) {
-    if (m_bInArguments || !node->m_szText) return false;
+    if (m_bInArguments || m_bInBuiltin || !node->m_szText) return false;
     FunctionEntry* function = FindFunction(*node->m_szText);
     if (function == nullptr || !function->m_pDefinition || function->m_nRetType != ValueType::Num) {
       return false;
     }
-    const std::size_t codeMark = m_Code.m_Code.size();
-    const std::size_t nameMark = m_Code.m_Names.size();
-    const std::int32_t stepMark = steps;
-    const bool closed = m_bClosed;
+    const Mark mark = Save(steps);
     const std::vector<ParamEntry>& params = function->m_Params;
     std::size_t k = 0;
     SyntaxNode* item = node->m_pItems.get();
@@ -682,10 +716,7 @@ class LoopCompiler {
     }
     m_bInArguments = false;
     if (!compiled || item != nullptr || k != params.size()) {
-      Truncate(codeMark);
-      m_Code.m_Names.resize(nameMark);
-      steps = stepMark;
-      m_bClosed = closed;
+      Restore(mark, steps);
       return false;
     }
     if (function != m_pFunction && std::find(m_Code.m_Callees.begin(), m_Code.m_Callees.end(),
@@ -698,6 +729,121 @@ class LoopCompiler {
     return true;
   }
 
+  // A call of a built-in, for a num (kBuiltin) or as a text operand: its
+  // arguments are operands the machine computes or texts it reads where they
+  // lie when the handler runs. Nothing among the arguments runs script code,
+  // so no variable changes between an argument's turn and the handler; and
+  // no element is read after a call of the statement, so a failed index
+  // hands the statement to the walk before anything ran. The operands are
+  // left in the code; the caller goes back to its mark on failure.
+  bool Builtin(SyntaxNode* node, int depth, std::int32_t& steps, std::int32_t& index) {
+    if (m_bInArguments || node->m_pNext != nullptr || !node->m_bConsumed) return false;
+    const BuiltinEntry* entry = BuiltinOf(node);
+    if (entry == nullptr || entry->pfnHandler == nullptr || entry->nRetType != node->m_nType ||
+        entry->nParamCount < 0 || entry->nParamCount > kMaxBuiltinArgs) {
+      return false;
+    }
+    LoopText args[kMaxBuiltinArgs] = {};
+    std::int32_t nums = 0;
+    const bool outerInBuiltin = m_bInBuiltin;
+    m_bInBuiltin = true;
+    int k = 0;
+    SyntaxNode* item = node->m_pItems.get();
+    bool compiled = true;
+    for (; item != nullptr && k < entry->nParamCount; item = item->m_pNext.get(), ++k) {
+      SyntaxNode* operand = item->m_pChild2.get();
+      const ValueType type = entry->pParams[k].m_nType;
+      if (type == ValueType::Num) {
+        compiled = Operand(operand, depth + 1, steps);
+        args[k] = LoopText{kTextNum, 0, 0, 0};
+        ++nums;
+      } else {
+        compiled = type == ValueType::String && TextOperand(operand, depth, steps, args[k], nums);
+      }
+      if (!compiled) break;
+    }
+    m_bInBuiltin = outerInBuiltin;
+    if (!compiled || item != nullptr || k != entry->nParamCount) return false;
+    if (m_bTextElement && m_bCalled) return false;
+    const auto first = static_cast<std::int32_t>(m_Code.m_Args.size());
+    m_Code.m_Args.insert(m_Code.m_Args.end(), args, args + k);
+    m_Code.m_Builtins.push_back(LoopBuiltin{node, entry, first, nums});
+    index = static_cast<std::int32_t>(m_Code.m_Builtins.size() - 1);
+    m_bCalled = true;
+    m_bClosed = false;
+    return true;
+  }
+
+  // A string operand read where it lies: a literal, a string scalar or
+  // element, or a string built-in's result. `nums` counts the operand stack
+  // entries it takes (indexes, arguments).
+  bool TextOperand(SyntaxNode* node, int depth, std::int32_t& steps, LoopText& text,
+                   std::int32_t& nums) {
+    if (node == nullptr || !node->m_bConsumed || node->m_pNext != nullptr) return false;
+    if (++depth > kMaxOperandDepth || ++steps > kMaxOperandSteps) return false;
+    switch (node->m_nKind) {
+      case NodeKind::StringT:
+        m_Code.m_Walked.push_back(node);
+        text = LoopText{kTextLiteral, 0, 0, static_cast<std::int32_t>(m_Code.m_Walked.size() - 1)};
+        return true;
+      case NodeKind::IdT: {
+        if (TextVariable(node, false) == nullptr) return false;
+        const int slot = NameSlot(node);
+        if (slot < 0) return false;
+        text = LoopText{kTextName, 0, static_cast<std::int16_t>(slot), 0};
+        return true;
+      }
+      case NodeKind::Id_ArrayT: {
+        if (node->m_nType != ValueType::String) return false;
+        const Variable* var = TextVariable(node, true);
+        if (var == nullptr || !Indexes(node, *var, depth, steps)) return false;
+        const int slot = NameSlot(node);
+        if (slot < 0) return false;
+        const auto dims = static_cast<std::uint8_t>(var->m_pArray->m_Dims.size());
+        text = LoopText{kTextElement, dims, static_cast<std::int16_t>(slot), 0};
+        nums += dims;
+        m_bTextElement = true;
+        m_bClosed = false;
+        return true;
+      }
+      case NodeKind::InLineFunT: {
+        if (node->m_nType != ValueType::String) return false;
+        std::int32_t index = 0;
+        if (!Builtin(node, depth, steps, index)) return false;
+        text = LoopText{kTextBuiltin, 0, 0, index};
+        nums += m_Code.m_Builtins[static_cast<std::size_t>(index)].m_nNums;
+        return true;
+      }
+      default:
+        return false;
+    }
+  }
+
+  // A comparison of two strings, read where they lie; the walk keeps a
+  // comparison of two literals, which it folds into a literal.
+  bool CompareText(SyntaxNode* node, int depth, std::int32_t& steps) {
+    SyntaxNode* left = node->m_pChild2.get();
+    SyntaxNode* right = node->m_pChild0.get();
+    if (left == nullptr || right == nullptr) return false;
+    if (left->m_nKind == NodeKind::StringT && right->m_nKind == NodeKind::StringT) return false;
+    const Mark mark = Save(steps);
+    const bool outerInBuiltin = m_bInBuiltin;
+    m_bInBuiltin = true;
+    LoopCompare compare{LoopText{}, LoopText{}, node->m_nOp, 0};
+    const bool compiled = TextOperand(left, depth, steps, compare.m_Left, compare.m_nNums) &&
+                          TextOperand(right, depth, steps, compare.m_Right, compare.m_nNums) &&
+                          !(m_bTextElement && m_bCalled);
+    m_bInBuiltin = outerInBuiltin;
+    if (!compiled) {
+      Restore(mark, steps);
+      return false;
+    }
+    m_Code.m_Compares.push_back(compare);
+    Emit(kCompareText, 0, 0, static_cast<std::int32_t>(m_Code.m_Compares.size() - 1));
+    m_bClosed = false;
+    return true;
+  }
+
   LoopCode& m_Code;
   const FunctionEntry* m_pFunction;
   int m_nNesting = 0;
@@ -706,6 +852,8 @@ class LoopCompiler {
   bool m_bTooLarge = false;
   bool m_bCalled = false;       // the statement being compiled has a call operand
   bool m_bInArguments = false;  // compiling the arguments of a kCall
+  bool m_bInBuiltin = false;    // compiling the operands of a built-in or a string comparison
+  bool m_bTextElement = false;  // the statement reads a string element when a built-in runs
   bool m_bClosed = true;        // see Closed
 };
 
@@ -918,46 +1066,43 @@ class MachineFrame {
   bool m_bDirect;
 };
 
+// The place of the element whose `dims` indexes start at `indexes` in an
+// array of `count` elements, as LocateStorage finds it; -1 when an index is
+// out of range.
+SETUP_ALWAYS_INLINE std::int64_t ElementPlace(const ArrayStore& store, int dims,
+                                              const std::int32_t* indexes, std::size_t count) {
+  if (static_cast<int>(store.m_Dims.size()) != dims) return -1;
+  std::int64_t position = 0;
+  std::int64_t stride = 1;
+  for (int d = 0; d < dims; ++d) {
+    const std::int32_t index = indexes[d];
+    const std::int32_t size = store.m_Dims[static_cast<std::size_t>(d)];
+    if (index < 0 || index >= size) return -1;
+    position += index * stride;
+    stride *= size;
+  }
+  return static_cast<std::size_t>(position) < count ? position : -1;
+}
+
 // Finds the element of a num array that LocateStorage would find, popping
 // its indexes; none when a check fails.
 SETUP_ALWAYS_INLINE std::int32_t* ElementCell(Variable* var, int dims, std::int32_t* stack,
                                               int& top) {
   if (var->m_nType != ValueType::Num || !var->m_pArray) return nullptr;
   ArrayStore& store = *var->m_pArray;
-  if (static_cast<int>(store.m_Dims.size()) != dims) return nullptr;
   top -= dims;
-  std::int64_t position = 0;
-  std::int64_t stride = 1;
-  for (int d = 0; d < dims; ++d) {
-    const std::int32_t index = stack[top + d];
-    const std::int32_t size = store.m_Dims[static_cast<std::size_t>(d)];
-    if (index < 0 || index >= size) return nullptr;
-    position += index * stride;
-    stride *= size;
-  }
-  if (static_cast<std::size_t>(position) >= store.m_Nums.size()) return nullptr;
-  return &store.m_Nums[static_cast<std::size_t>(position)];
+  const std::int64_t place = ElementPlace(store, dims, stack + top, store.m_Nums.size());
+  return place >= 0 ? &store.m_Nums[static_cast<std::size_t>(place)] : nullptr;
 }
 
-// The element of a string array that LocateStorage would find, popping its
-// indexes; none when a check fails.
+// The element of a string array that LocateStorage would find, its indexes
+// at `indexes`; none when a check fails.
 const std::optional<std::string>* ElementText(const Variable* var, int dims,
-                                              const std::int32_t* stack, int& top) {
+                                              const std::int32_t* indexes) {
   if (var->m_nType != ValueType::String || !var->m_pArray) return nullptr;
   const ArrayStore& store = *var->m_pArray;
-  if (static_cast<int>(store.m_Dims.size()) != dims) return nullptr;
-  top -= dims;
-  std::int64_t position = 0;
-  std::int64_t stride = 1;
-  for (int d = 0; d < dims; ++d) {
-    const std::int32_t index = stack[top + d];
-    const std::int32_t size = store.m_Dims[static_cast<std::size_t>(d)];
-    if (index < 0 || index >= size) return nullptr;
-    position += index * stride;
-    stride *= size;
-  }
-  if (static_cast<std::size_t>(position) >= store.m_Strings.size()) return nullptr;
-  return &store.m_Strings[static_cast<std::size_t>(position)];
+  const std::int64_t place = ElementPlace(store, dims, indexes, store.m_Strings.size());
+  return place >= 0 ? &store.m_Strings[static_cast<std::size_t>(place)] : nullptr;
 }
 
 SETUP_ALWAYS_INLINE bool IsNumScalar(const Variable* var) {
@@ -997,6 +1142,97 @@ int CallDirect(const LoopCall& call, const std::int32_t* args, std::int32_t& num
 
 // The result of a direct body's return (Execute answers 2).
 std::int32_t s_nDirectResult = 0;
+
+int RunBuiltinCode(const LoopCode& code, std::int32_t index, Variable* const* slots,
+                   const std::int32_t*& operands, std::optional<std::string>& text,
+                   std::int32_t& number);
+
+// Reads the text operand `text` as the walk's TextInPlace finds it, its
+// nums taken from `operands` onwards: `out` points at the text (or at
+// kNoText); a built-in's result lands in `owned`. 0 when a check fails, which
+// the compiler allows only before anything ran.
+int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
+             const std::int32_t*& operands, const std::optional<std::string>*& out,
+             std::optional<std::string>& owned) {
+  switch (text.m_nKind) {
+    case kTextLiteral: {
+      const NodeText& literal = code.m_Walked[static_cast<std::size_t>(text.m_nIndex)]->m_szText;
+      out = literal && !literal->empty() ? &static_cast<const std::optional<std::string>&>(literal)
+                                         : &kNoText;
+      return 1;
+    }
+    case kTextName: {
+      const Variable* var = slots[text.m_nSlot];
+      if (var->m_nType != ValueType::String || var->m_pArray) return 0;
+      out = var->m_nSize > 0 && var->m_szValue ? &var->m_szValue : &kNoText;
+      return 1;
+    }
+    case kTextElement: {
+      const std::optional<std::string>* element =
+          ElementText(slots[text.m_nSlot], text.m_nDims, operands);
+      operands += text.m_nDims;
+      if (element == nullptr) return 0;
+      out = *element ? element : &kNoText;
+      return 1;
+    }
+    default: {
+      std::int32_t number = 0;
+      if (!RunBuiltinCode(code, text.m_nIndex, slots, operands, owned, number)) return 0;
+      out = &owned;
+      return 1;
+    }
+  }
+}
+
+// Calls built-in `index` of `code` with its arguments as RunBuiltin makes
+// them, its nums taken from `operands` onwards: the answer in `number`, a
+// string result in `text`. 0 when an argument's check fails (nothing ran).
+[[gnu::noinline]] int RunBuiltinCode(const LoopCode& code, std::int32_t index,
+                                     Variable* const* slots, const std::int32_t*& operands,
+                                     std::optional<std::string>& text, std::int32_t& number) {
+  const LoopBuiltin& call = code.m_Builtins[static_cast<std::size_t>(index)];
+  const BuiltinEntry& entry = *call.m_pEntry;
+  const LoopText* texts = code.m_Args.data() + call.m_nFirst;
+  BuiltinArg args[kMaxBuiltinArgs];
+  std::optional<std::string> owned[kMaxBuiltinArgs];
+  for (int k = 0; k < entry.nParamCount; ++k) {
+    if (texts[k].m_nKind == kTextNum) {
+      args[k].m_nType = ValueType::Num;
+      args[k].m_nNum = *operands++;
+      args[k].m_pText = &kNoText;
+    } else {
+      args[k].m_nType = ValueType::String;
+      if (!ReadText(code, texts[k], slots, operands, args[k].m_pText, owned[k])) return 0;
+    }
+  }
+  number = RunHandler(call.m_pNode, entry, args, text);
+  return 1;
+}
+
+// kBuiltin: the num of built-in `index`, its operands at `operands`.
+[[gnu::noinline]] int RunNumBuiltin(const LoopCode& code, std::int32_t index,
+                                    Variable* const* slots, const std::int32_t* operands,
+                                    std::int32_t& number) {
+  std::optional<std::string> unused;
+  return RunBuiltinCode(code, index, slots, operands, unused, number);
+}
+
+// kCompareText: the truth of comparison `index`, its operands at `operands`.
+[[gnu::noinline]] int RunCompareText(const LoopCode& code, std::int32_t index,
+                                     Variable* const* slots, const std::int32_t* operands,
+                                     std::int32_t& truth) {
+  const LoopCompare& compare = code.m_Compares[static_cast<std::size_t>(index)];
+  const std::optional<std::string>* left = nullptr;
+  const std::optional<std::string>* right = nullptr;
+  std::optional<std::string> ownedLeft;
+  std::optional<std::string> ownedRight;
+  if (!ReadText(code, compare.m_Left, slots, operands, left, ownedLeft) ||
+      !ReadText(code, compare.m_Right, slots, operands, right, ownedRight)) {
+    return 0;
+  }
+  truth = CompareTexts(compare.m_nOp, *left, *right);
+  return 1;
+}
 
 // Runs `code`: a loop's (`loop` its WhileT node) or a function body's (`loop`
 // none), in the innermost frame on the value stack or, for a direct body, in
@@ -1228,8 +1464,9 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
             size = from->m_nSize;
           }
         } else {
+          top -= in.m_nSub;
           const std::optional<std::string>* element =
-              ElementText(get(in.m_nValue), in.m_nSub, stack, top);
+              ElementText(get(in.m_nValue), in.m_nSub, stack + top);
           if (element == nullptr) break;
           text = element;
         }
@@ -1253,6 +1490,20 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         slots = frame.Slots();
         stack = frame.Stack();
         stack[top++] = number;
+        continue;
+      }
+      case kBuiltin: {
+        top -= code.m_Builtins[static_cast<std::size_t>(in.m_nValue)].m_nNums;
+        std::int32_t number = 0;
+        if (!RunNumBuiltin(code, in.m_nValue, slots, stack + top, number)) break;
+        stack[top++] = number;
+        continue;
+      }
+      case kCompareText: {
+        top -= code.m_Compares[static_cast<std::size_t>(in.m_nValue)].m_nNums;
+        std::int32_t truth = 0;
+        if (!RunCompareText(code, in.m_nValue, slots, stack + top, truth)) break;
+        stack[top++] = truth;
         continue;
       }
       case kCall: {

@@ -168,6 +168,33 @@ struct LoopCall {
   // The callee's body once it is known to run direct (that holds for the run).
   mutable const LoopCode* m_pDirect = nullptr;
 };
+// A built-in's argument or a compared string, as the machine reads it when
+// the call or the comparison runs: a num from the operand stack, a string
+// literal (m_Walked[m_nIndex]), a string scalar or element (name slot
+// m_nSlot; an element's m_nDims indexes on the operand stack), or the text
+// of a string built-in (m_Builtins[m_nIndex]).
+struct LoopText {
+  std::uint8_t m_nKind;
+  std::uint8_t m_nDims;
+  std::int16_t m_nSlot;
+  std::int32_t m_nIndex;
+};
+// A built-in call: its arguments are m_Args[m_nFirst] onwards, one per
+// parameter; m_nNums operand stack entries belong to it (its own and those of
+// the built-ins among its arguments).
+struct LoopBuiltin {
+  SyntaxNode* m_pNode;
+  const BuiltinEntry* m_pEntry;
+  std::int32_t m_nFirst;
+  std::int32_t m_nNums;
+};
+// A comparison of two strings (token m_nOp); m_nNums as for LoopBuiltin.
+struct LoopCompare {
+  LoopText m_Left;
+  LoopText m_Right;
+  std::int32_t m_nOp;
+  std::int32_t m_nNums;
+};
 struct LoopCode {
   std::vector<LoopInstr> m_Code;
   std::vector<std::int32_t> m_UnitOf;  // the statement (unit) of each instruction
@@ -179,6 +206,9 @@ struct LoopCode {
   std::vector<LoopSwitch> m_Switches;
   std::vector<LoopCall> m_Calls;
   std::vector<const FunctionEntry*> m_Callees;  // of m_Calls, once each, without itself
+  std::vector<LoopBuiltin> m_Builtins;
+  std::vector<LoopText> m_Args;  // of m_Builtins
+  std::vector<LoopCompare> m_Compares;
   // A body that can run in a frame of plain cells (m_bDirectBody): where each
   // name slot lives, a place in the frame (parameters, marker, locals) or a
   // global (-1, the variable in m_Globals).
