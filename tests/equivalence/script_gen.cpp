@@ -81,6 +81,7 @@ struct Function {
   bool recursive = false;  // params[0] is the depth `n`; it calls itself only under `n > 0`
   bool leaf = false;       // declared first and called from anywhere: calls only itself
   bool defined = true;     // false: declared only, a call fails when it runs
+  bool reader = false;     // (n, a, b): only reads its strings, with built-ins and comparisons
   int recursions = 0;      // self-calls written so far
 };
 
@@ -187,6 +188,18 @@ class Generator {
       }
       functions_.push_back(f);
     }
+    if (rng_.Chance(60)) {
+      // A function that only reads its string parameters: the shape of
+      // prefix tests and lookups, which runs in a frame of cells.
+      Function reader;
+      reader.name = "r" + std::to_string(count + 1);
+      reader.reader = true;
+      reader.recursive = true;
+      reader.leaf = true;
+      reader.params = {
+          {"n", Type::Num, {}, true}, {"a", Type::Str, {}, true}, {"b", Type::Str, {}, true}};
+      functions_.push_back(reader);
+    }
     if (hazard_ > 0 && rng_.Chance(15)) {
       Function undefined;
       undefined.name = "missing";
@@ -216,9 +229,49 @@ class Generator {
     sectionDepth_ = 0;
   }
 
+  // A reader's body: a length, tests of pieces and comparisons that return,
+  // and a recursion that passes its strings on, swapped.
+  void ReaderBody(Function& f) {
+    static const std::vector<std::string> kPieces = {"", "S", "SYSTEM", "x1", "USB\\VID", "ab"};
+    Open(Header(f) + " {");
+    Line("num m = getlen(a)");
+    const int tests = rng_.Range(1, 4);
+    for (int t = 0; t < tests; ++t) {
+      const std::string op = rng_.Pick(kCompareOps);
+      const std::string at = std::to_string(rng_.Below(6));
+      std::string test;
+      switch (rng_.Below(4)) {
+        case 0:
+          test = "getstr(a, 0, " + (rng_.Chance(50) ? at : std::string("m - 1")) + ") " + op + " b";
+          break;
+        case 1:
+          test = "getat(b, " + at + ") " + op + " \"" + rng_.Pick(kPieces) + "\"";
+          break;
+        case 2:
+          test = "a " + op + " " + (rng_.Chance(50) ? "b" : "\"" + rng_.Pick(kPieces) + "\"");
+          break;
+        default:
+          test = "getlen(b) " + op + " m";
+          break;
+      }
+      Open("if (" + test + ") {");
+      Line("return m * " + std::to_string(t + 2) + " + n");
+      Close();
+    }
+    Open("if (n > 0) {");
+    Line("return " + f.name + "(n - 1, b, a) + " + std::to_string(rng_.Below(5)));
+    Close();
+    Line("return m - getlen(b)");
+    Close();
+  }
+
   void FunctionBody(int index) {
     Function& f = functions_[static_cast<std::size_t>(index)];
     current_ = index;
+    if (f.reader) {
+      ReaderBody(f);
+      return;
+    }
     EnterFunction(&f);
     Open(Header(f) + " {");
     if (f.recursive && rng_.Chance(50)) {
@@ -301,7 +354,11 @@ class Generator {
         text += NumExpr(depth).text;
       } else {
         int leaves = 1;
-        text += StrExpr(depth, false, leaves).text;
+        // A reader mostly gets names, literals and elements, which the
+        // machine passes where they lie.
+        text += (f.reader && rng_.Chance(75) ? StrAtom(depth, false, leaves)
+                                             : StrExpr(depth, false, leaves))
+                    .text;
       }
     }
     return text + ")";

@@ -101,7 +101,9 @@ constexpr std::int32_t kMaxOperandSteps = 64;  // instructions of one operand tr
 constexpr int kMaxOperandDepth = 16;
 constexpr int kMaxNesting = 16;  // constructs inside one another
 constexpr std::size_t kMaxCode = 16384;
-constexpr int kMaxBuiltinArgs = 5;  // parameters of a built-in (BuiltinEntry::pParams)
+constexpr int kMaxBuiltinArgs = 5;
+constexpr std::size_t kMaxTextParams = 16;  // parameters of a direct call with string arguments  //
+                                            // parameters of a built-in (BuiltinEntry::pParams)
 
 // The kinds of LoopText.
 enum TextKind : std::uint8_t { kTextNum, kTextLiteral, kTextName, kTextElement, kTextBuiltin };
@@ -207,7 +209,7 @@ class LoopCompiler {
   struct Mark {
     std::size_t m_nCode, m_nNames, m_nWalked, m_nCalls, m_nBuiltins, m_nArgs, m_nCompares;
     std::int32_t m_nSteps;
-    bool m_bCalled, m_bClosed, m_bTextElement;
+    bool m_bCalled, m_bClosed, m_bTextElement, m_bDeferred;
   };
   Mark Save(std::int32_t steps) const {
     return Mark{m_Code.m_Code.size(),
@@ -220,7 +222,8 @@ class LoopCompiler {
                 steps,
                 m_bCalled,
                 m_bClosed,
-                m_bTextElement};
+                m_bTextElement,
+                m_bDeferred};
   }
   void Restore(const Mark& mark, std::int32_t& steps) {
     Truncate(mark.m_nCode);
@@ -234,6 +237,7 @@ class LoopCompiler {
     m_bCalled = mark.m_bCalled;
     m_bClosed = mark.m_bClosed;
     m_bTextElement = mark.m_bTextElement;
+    m_bDeferred = mark.m_bDeferred;
   }
 
   // Appends an instruction of the statement being compiled. An operator, a
@@ -403,11 +407,15 @@ class LoopCompiler {
         [[fallthrough]];
       case NodeKind::InLineFunT:
         if (node->m_nType != ValueType::Num || m_bInArguments) return false;
+        // A call made here would come before a built-in whose result an
+        // enclosing built-in or comparison reads when it runs.
+        if (m_bDeferred) return false;
         if (node->m_nKind == NodeKind::InLineFunT) {
           const Mark mark = Save(steps);
           std::int32_t index = 0;
           if (Builtin(node, depth, steps, index)) {
             Emit(kBuiltin, 0, 0, index);
+            m_bDeferred = false;  // the built-ins among its arguments ran with it
             return true;
           }
           Restore(mark, steps);
@@ -548,6 +556,7 @@ class LoopCompiler {
     const std::int32_t start = Here();
     m_bCalled = false;
     m_bTextElement = false;
+    m_bDeferred = false;
     std::int32_t steps = 0;
     const Mark mark = Save(steps);
     if (!Construct(node, unit, context, start)) {
@@ -706,24 +715,57 @@ class LoopCompiler {
     std::size_t k = 0;
     SyntaxNode* item = node->m_pItems.get();
     bool compiled = true;
+    bool texts = false;
+    std::vector<LoopText> args;
+    std::int32_t nums = 0;
     m_bInArguments = true;
     for (; item != nullptr && k < params.size(); item = item->m_pNext.get(), ++k) {
-      if (params[k].m_nType != ValueType::Num ||
-          !Operand(item->m_pChild2.get(), depth + 1, steps)) {
-        compiled = false;
-        break;
+      // A string argument is a literal, a name or an element: a built-in
+      // among the arguments is refused (m_bInArguments).
+      LoopText arg{kTextNum, 0, 0, 0};
+      if (params[k].m_nType == ValueType::Num) {
+        compiled = Operand(item->m_pChild2.get(), depth + 1, steps);
+        ++nums;
+      } else {
+        compiled = params[k].m_nType == ValueType::String &&
+                   TextOperand(item->m_pChild2.get(), depth, steps, arg, nums);
+        texts = true;
       }
+      if (!compiled) break;
+      if (arg.m_nKind == kTextLiteral) {
+        // The literal as a parameter would hold it, for the callee to borrow.
+        if (m_Code.m_Constants.size() >= 32767) {
+          compiled = false;
+          break;
+        }
+        const NodeText& literal = m_Code.m_Walked[static_cast<std::size_t>(arg.m_nIndex)]->m_szText;
+        Variable& constant = m_Code.m_Constants.emplace_back();
+        constant.m_nType = ValueType::String;
+        if (literal && !literal->empty()) {
+          constant.m_szValue = *literal;
+          constant.m_nSize = static_cast<std::int32_t>(literal->size() + 1);
+        }
+        arg.m_nSlot = static_cast<std::int16_t>(m_Code.m_Constants.size() - 1);
+      }
+      args.push_back(arg);
     }
     m_bInArguments = false;
-    if (!compiled || item != nullptr || k != params.size()) {
+    if (!compiled || item != nullptr || k != params.size() || (m_bTextElement && m_bCalled) ||
+        (texts && params.size() > kMaxTextParams)) {
       Restore(mark, steps);
       return false;
+    }
+    std::int32_t first = -1;
+    if (texts) {
+      first = static_cast<std::int32_t>(m_Code.m_Args.size());
+      m_Code.m_Args.insert(m_Code.m_Args.end(), args.begin(), args.end());
     }
     if (function != m_pFunction && std::find(m_Code.m_Callees.begin(), m_Code.m_Callees.end(),
                                              function) == m_Code.m_Callees.end()) {
       m_Code.m_Callees.push_back(function);
     }
-    m_Code.m_Calls.push_back(LoopCall{node, function, static_cast<std::int32_t>(k)});
+    m_Code.m_Calls.push_back(
+        LoopCall{node, function, &m_Code, static_cast<std::int32_t>(k), nums, first});
     Emit(kCall, 0, 0, static_cast<std::int32_t>(m_Code.m_Calls.size() - 1));
     m_bCalled = true;
     return true;
@@ -770,7 +812,6 @@ class LoopCompiler {
     m_Code.m_Builtins.push_back(LoopBuiltin{node, entry, first, nums});
     index = static_cast<std::int32_t>(m_Code.m_Builtins.size() - 1);
     m_bCalled = true;
-    m_bClosed = false;
     return true;
   }
 
@@ -810,6 +851,9 @@ class LoopCompiler {
         if (node->m_nType != ValueType::String) return false;
         std::int32_t index = 0;
         if (!Builtin(node, depth, steps, index)) return false;
+        // It runs when the enclosing built-in or comparison runs: no call
+        // may be compiled before that.
+        m_bDeferred = true;
         text = LoopText{kTextBuiltin, 0, 0, index};
         nums += m_Code.m_Builtins[static_cast<std::size_t>(index)].m_nNums;
         return true;
@@ -826,6 +870,8 @@ class LoopCompiler {
     SyntaxNode* right = node->m_pChild0.get();
     if (left == nullptr || right == nullptr) return false;
     if (left->m_nKind == NodeKind::StringT && right->m_nKind == NodeKind::StringT) return false;
+    // Its built-ins would run before one whose result is read later.
+    if (m_bDeferred) return false;
     const Mark mark = Save(steps);
     const bool outerInBuiltin = m_bInBuiltin;
     m_bInBuiltin = true;
@@ -840,7 +886,7 @@ class LoopCompiler {
     }
     m_Code.m_Compares.push_back(compare);
     Emit(kCompareText, 0, 0, static_cast<std::int32_t>(m_Code.m_Compares.size() - 1));
-    m_bClosed = false;
+    m_bDeferred = false;
     return true;
   }
 
@@ -854,11 +900,12 @@ class LoopCompiler {
   bool m_bInArguments = false;  // compiling the arguments of a kCall
   bool m_bInBuiltin = false;    // compiling the operands of a built-in or a string comparison
   bool m_bTextElement = false;  // the statement reads a string element when a built-in runs
+  bool m_bDeferred = false;     // a built-in compiled as a text operand runs later
   bool m_bClosed = true;        // see Closed
 };
 
 // Marks the closed body of `function` as a direct body when its frame can be
-// plain cells: num parameters, num scalar locals, a num result, and every
+// plain cells: num or string parameters, scalar locals, a num result, and every
 // name found in that frame or among the globals, as the walk's lookup found
 // it while the body was compiled (a frame of one function holds the same
 // names at the same places on every call, and the globals do not change).
@@ -867,12 +914,18 @@ void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
   const std::size_t params = function->m_Params.size();
   const std::size_t locals = function->m_Locals.size();
   if (locals < params) return;
+  bool texts = false;
   for (const ParamEntry& param : function->m_Params) {
-    if (param.m_nType != ValueType::Num) return;
+    if (param.m_nType != ValueType::Num && param.m_nType != ValueType::String) return;
+    texts = texts || param.m_nType == ValueType::String;
   }
   for (std::size_t i = params; i < locals; ++i) {
     const Variable* local = function->m_Locals[i].get();
-    if (local == nullptr || local->m_nType != ValueType::Num || local->m_pArray) return;
+    if (local == nullptr || local->m_pArray ||
+        (local->m_nType != ValueType::Num && local->m_nType != ValueType::String)) {
+      return;
+    }
+    texts = texts || local->m_nType == ValueType::String;
   }
   std::vector<std::int32_t> places;
   std::vector<Variable*> globals;
@@ -893,6 +946,7 @@ void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
   code.m_Globals = std::move(globals);
   code.m_nParams = static_cast<std::int32_t>(params);
   code.m_nCells = static_cast<std::int32_t>(locals + 1);
+  code.m_bTextCells = texts;
   code.m_bDirectBody = true;
 }
 
@@ -1118,7 +1172,7 @@ std::size_t s_nCellTop = 0;
 
 class CellFrame {
  public:
-  explicit CellFrame(std::size_t count) : m_nBase(s_nCellTop) {
+  SETUP_ALWAYS_INLINE explicit CellFrame(std::size_t count) : m_nBase(s_nCellTop) {
     while (s_CellList.size() < m_nBase + count) {
       Variable& cell = s_Cells.emplace_back();
       cell.m_nType = ValueType::Num;
@@ -1133,12 +1187,16 @@ class CellFrame {
 
   // Valid until a nested frame may have grown the list.
   Variable* const* Cells() const { return s_CellList.data() + m_nBase; }
+  // The same, for a frame that puts other variables in place of its cells.
+  Variable** MutableCells() const { return s_CellList.data() + m_nBase; }
 
  private:
   std::size_t m_nBase;
 };
 
 int CallDirect(const LoopCall& call, const std::int32_t* args, std::int32_t& number);
+int CallDirectText(const LoopCall& call, const LoopCode* body, const std::int32_t* args,
+                   std::int32_t& number);
 
 // The result of a direct body's return (Execute answers 2).
 std::int32_t s_nDirectResult = 0;
@@ -1508,7 +1566,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
       }
       case kCall: {
         const LoopCall& call = code.m_Calls[static_cast<std::size_t>(in.m_nValue)];
-        top -= call.m_nArgs;
+        top -= call.m_nNums;
         std::int32_t number = 0;
         int done = CallDirect(call, stack + top, number);
         if (done < 0) {
@@ -1572,6 +1630,165 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   }
 }
 
+// The frame of a direct body with texts. A string parameter borrows its
+// argument's variable where there is one (a name, or the literal's constant
+// in the caller's code): no direct body assigns a string, and nothing it
+// calls does, so that variable holds the text the parameter would hold
+// until the call ends. Other string parameters and string locals are cells
+// holding copies, as BindArguments and FreshLocal make them. On leaving, the
+// cells are put back and left as they are outside a running frame: nums
+// without text, which the frames of num bodies rely on.
+class TextFrame {
+ public:
+  TextFrame(const CellFrame& frame, std::size_t count) : m_Frame(frame), m_nCount(count) {}
+  ~TextFrame() {
+    Variable** cells = m_Frame.MutableCells();
+    for (std::size_t i = 0; i < m_nBorrowed; ++i) cells[m_Borrowed[i]] = m_Own[i];
+    for (std::size_t i = 0; i < m_nCount; ++i) {
+      Variable& cell = *cells[i];
+      if (cell.m_nType != ValueType::String) continue;
+      if (cell.m_szValue) {
+        KeepSpareText(cell.m_szValue);
+        cell.m_szValue.reset();
+      }
+      cell.m_nType = ValueType::Num;
+      cell.m_nSize = 4;
+    }
+  }
+  TextFrame(const TextFrame&) = delete;
+  TextFrame& operator=(const TextFrame&) = delete;
+
+  // Parameter `i` is `var` itself while the call runs.
+  void Borrow(std::size_t i, Variable* var) {
+    Variable** cells = m_Frame.MutableCells();
+    m_Borrowed[m_nBorrowed] = i;
+    m_Own[m_nBorrowed++] = cells[i];
+    cells[i] = var;
+  }
+
+ private:
+  const CellFrame& m_Frame;
+  std::size_t m_nCount;
+  std::size_t m_nBorrowed = 0;
+  std::size_t m_Borrowed[kMaxTextParams] = {};
+  Variable* m_Own[kMaxTextParams] = {};
+};
+
+// Sets `cell` to a string holding `text` (none, or a copy) with `size`.
+void SetTextCell(Variable& cell, const std::optional<std::string>& text, std::int32_t size) {
+  cell.m_nType = ValueType::String;
+  if (text) {
+    CopyText(cell.m_szValue, *text);
+    cell.m_nSize = size;
+  } else {
+    cell.m_szValue.reset();
+    cell.m_nSize = 0;
+  }
+}
+
+// CallDirect for a body with string parameters or locals. The string
+// arguments are found in the caller's code and name slots (the innermost
+// machine's) before anything runs; -1 when an element argument fails its
+// check (nothing done).
+[[gnu::noinline]] int CallDirectText(const LoopCall& call, const LoopCode* body,
+                                     const std::int32_t* args, std::int32_t& number) {
+  FunctionEntry* function = call.m_pFunction;
+  const auto params = static_cast<std::size_t>(body->m_nParams);
+  // Per parameter: the variable it borrows, or the text it copies (an
+  // element), or its num.
+  Variable* borrowed[kMaxTextParams];
+  const std::optional<std::string>* texts[kMaxTextParams];
+  std::int32_t nums[kMaxTextParams];
+  if (call.m_nTexts >= 0) {
+    const LoopCode* code = call.m_pOwner;
+    Variable* const* slots = s_Slots.data() + (s_nSlotTop - code->m_Names.size());
+    const LoopText* arg = code->m_Args.data() + call.m_nTexts;
+    const std::int32_t* operand = args;
+    for (std::size_t i = 0; i < params; ++i) {
+      borrowed[i] = nullptr;
+      texts[i] = nullptr;
+      switch (arg[i].m_nKind) {
+        case kTextNum:
+          nums[i] = *operand++;
+          break;
+        case kTextName: {
+          Variable* var = slots[arg[i].m_nSlot];
+          if (var->m_nType != ValueType::String || var->m_pArray) return -1;
+          // IdValue's copy keeps the size and drops a text the size denies;
+          // the variable is the same value unless the two disagree.
+          if ((var->m_nSize > 0) == var->m_szValue.has_value()) {
+            borrowed[i] = var;
+          } else {
+            texts[i] = &kNoText;
+          }
+          break;
+        }
+        case kTextLiteral:
+          borrowed[i] = &code->m_Constants[static_cast<std::size_t>(arg[i].m_nSlot)];
+          break;
+        default: {
+          std::optional<std::string> unused;
+          if (!ReadText(*code, arg[i], slots, operand, texts[i], unused)) return -1;
+          break;
+        }
+      }
+    }
+  }
+  if (!MayRun()) return EvalFailed();
+  const char* name = call.m_pNode->m_szText->c_str();
+  if (!TakePass()) {
+    CallTail(name);
+    return EvalFailed();
+  }
+  EnterFrame(function);
+  const auto count = static_cast<std::size_t>(body->m_nCells);
+  const CellFrame frame(count);
+  TextFrame textFrame(frame, count);
+  for (std::size_t i = 0; i < params; ++i) {
+    if (call.m_nTexts < 0) {
+      frame.Cells()[i]->m_nNum = args[i];
+    } else if (borrowed[i] != nullptr) {
+      textFrame.Borrow(i, borrowed[i]);
+    } else if (texts[i] != nullptr) {
+      // SetText's copy of an element's text: size = length + 1.
+      const std::optional<std::string>& text = *texts[i];
+      SetTextCell(*frame.Cells()[i], text, text ? static_cast<std::int32_t>(text->size() + 1) : 0);
+    } else {
+      frame.Cells()[i]->m_nNum = nums[i];
+    }
+  }
+  Variable* const* cells = frame.Cells();
+  for (std::size_t i = params + 1; i < count; ++i) {
+    const Variable& local = *function->m_Locals[i - 1];
+    if (local.m_nType == ValueType::Num) {
+      cells[i]->m_nNum = local.m_nNum;
+    } else {
+      SetTextCell(*cells[i], local.m_nSize >= 1 ? local.m_szValue : kNoText, local.m_nSize);
+      cells[i]->m_nSize = local.m_nSize;
+    }
+  }
+  if (theGlobal.m_pObserver != nullptr) ObserveDirectCall(call.m_pNode, *function, cells);
+  // Leftovers of break and continue stay on the value stack until the call
+  // ends, as they stay in a frame there.
+  const std::size_t mark = theValueStack.size();
+  const int ran = Execute(nullptr, *body, cells);
+  if (ran == 2) {
+    number = s_nDirectResult;
+  } else if (ran != 1) {
+    if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
+    if (theGlobal.m_pObserver != nullptr) ObserveReturn(call.m_pNode, nullptr);
+    CallTail(name);
+    return EvalFailed();
+  } else {
+    number = 0;  // the body ended without a return: the num function's empty value
+  }
+  while (theValueStack.size() > mark) theValueStack.pop_back();
+  if (!LeaveFrame()) return EvalFailed();
+  theGlobal.m_bReturn = 0;
+  if (theGlobal.m_pObserver != nullptr) ObserveDirectReturn(call.m_pNode, number);
+  return 1;
+}
+
 // Calls the script function of `call` with `args` as RunCall does (the
 // checks, the pass, the frame record, the reports on failure, the result),
 // when its body is direct: its frame is then a set of cells instead of
@@ -1582,8 +1799,15 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   FunctionEntry* function = call.m_pFunction;
   const LoopCode* body = call.m_pDirect;
   if (body == nullptr) {
+    // A body with texts is kept apart, so that num calls test nothing more.
+    if (call.m_pDirectText != nullptr)
+      return CallDirectText(call, call.m_pDirectText, args, number);
     body = DirectBody(function);
     if (body == nullptr) return -1;
+    if (body->m_bTextCells) {
+      call.m_pDirectText = body;
+      return CallDirectText(call, body, args, number);
+    }
     call.m_pDirect = body;
   }
   if (!MayRun()) return EvalFailed();

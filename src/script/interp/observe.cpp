@@ -219,6 +219,13 @@ void ObserveDirectCall(SyntaxNode* node, const FunctionEntry& function, const st
                   static_cast<std::int32_t>(values.size()));
 }
 
+void ObserveDirectCall(SyntaxNode* node, const FunctionEntry& function, Variable* const* cells) {
+  std::vector<ObservedValue> values(function.m_Params.size());
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] = Observe(*cells[i]);
+  Observer().Call(node, function.m_szName.c_str(), values.data(),
+                  static_cast<std::int32_t>(values.size()));
+}
+
 void ObserveReturn(SyntaxNode* node, const Value* result) {
   const char* name = node->m_szText ? node->m_szText->c_str() : "";
   if (result == nullptr) {

@@ -24,6 +24,9 @@ void DescribeScript();
 // A direct call (loop machine) with its num arguments.
 [[gnu::cold]] void ObserveDirectCall(SyntaxNode* node, const FunctionEntry& function,
                                      const std::int32_t* args);
+// A direct call with its arguments, the first cells of its frame.
+[[gnu::cold]] void ObserveDirectCall(SyntaxNode* node, const FunctionEntry& function,
+                                     Variable* const* cells);
 // The end of a call: its result, or none after a failure.
 [[gnu::cold]] void ObserveReturn(SyntaxNode* node, const Value* result);
 // The end of a direct call with its num result.

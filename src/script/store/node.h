@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -164,9 +165,17 @@ struct LoopCode;
 struct LoopCall {
   SyntaxNode* m_pNode;
   FunctionEntry* m_pFunction;
+  const LoopCode* m_pOwner;  // the code making the call
   std::int32_t m_nArgs;
-  // The callee's body once it is known to run direct (that holds for the run).
+  // Operand stack entries of the arguments (nums and element indexes).
+  std::int32_t m_nNums;
+  // With a string parameter, the arguments as texts are read: m_Args
+  // [m_nTexts] onwards, one per parameter; -1 when every parameter is a num.
+  std::int32_t m_nTexts;
+  // The callee's body once it is known to run direct (that holds for the
+  // run): in m_pDirectText when its frame holds texts.
   mutable const LoopCode* m_pDirect = nullptr;
+  mutable const LoopCode* m_pDirectText = nullptr;
 };
 // A built-in's argument or a compared string, as the machine reads it when
 // the call or the comparison runs: a num from the operand stack, a string
@@ -209,6 +218,9 @@ struct LoopCode {
   std::vector<LoopBuiltin> m_Builtins;
   std::vector<LoopText> m_Args;  // of m_Builtins
   std::vector<LoopCompare> m_Compares;
+  // String literals as arguments of m_Calls, as parameters hold them; the
+  // callee's frame borrows them and never writes to them.
+  mutable std::deque<Variable> m_Constants;
   // A body that can run in a frame of plain cells (m_bDirectBody): where each
   // name slot lives, a place in the frame (parameters, marker, locals) or a
   // global (-1, the variable in m_Globals).
@@ -217,6 +229,7 @@ struct LoopCode {
   std::int32_t m_nParams = 0;  // a direct body's parameters
   std::int32_t m_nCells = 0;   // and cells: parameters, marker, locals
   bool m_bDirectBody = false;
+  bool m_bTextCells = false;   // a direct body with a string parameter or local
   std::uint8_t m_nDirect = 0;  // whether the body runs direct, decided by the machine
 };
 
