@@ -1195,6 +1195,49 @@ class CellFrame {
 };
 
 int CallDirect(const LoopCall& call, const std::int32_t* args, std::int32_t& number);
+
+// The value stack's size when the innermost direct call began: its
+// leftovers go above it, and a run below it is the caller's.
+std::size_t s_nRunFloor = 0;
+
+// The leftover of a break or continue: one more in the run of leftovers on
+// top of the value stack, or a new run. A run counts as that many leftovers
+// wherever leftovers are popped (PopValue, LeaveFunction), so a loop of a
+// million breaks costs one record instead of a million entries.
+void PushLeftover() {
+  if (theValueStack.size() > s_nRunFloor) {
+    Variable* top = theValueStack.back().get();
+    if (top->m_bLeftoverRun) {
+      ++top->m_nSavedFrameBase;
+      return;
+    }
+  }
+  VariablePtr run = NewNumValue();
+  if (!run) {
+    theValueStack.push_back(LeftoverValue());
+    return;
+  }
+  run->m_nNum = 1;
+  run->m_bLeftoverRun = true;
+  run->m_nSavedFrameBase = 1;
+  theValueStack.push_back(std::move(run));
+}
+
+// While a direct body runs: its leftovers of break and continue stay on the
+// value stack above Mark() until the call ends, as they stay in a frame
+// there, and none joins a run of the caller's.
+class LeftoverFloor {
+ public:
+  LeftoverFloor() : m_nOuterFloor(s_nRunFloor) { s_nRunFloor = theValueStack.size(); }
+  ~LeftoverFloor() { s_nRunFloor = m_nOuterFloor; }
+  LeftoverFloor(const LeftoverFloor&) = delete;
+  LeftoverFloor& operator=(const LeftoverFloor&) = delete;
+
+  std::size_t Mark() const { return s_nRunFloor; }
+
+ private:
+  std::size_t m_nOuterFloor;
+};
 int CallDirectText(const LoopCall& call, const LoopCode* body, const std::int32_t* args,
                    std::int32_t& number);
 
@@ -1461,7 +1504,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         continue;
       case kBreak:
       case kContinue: {
-        theValueStack.push_back(LeftoverValue());
+        PushLeftover();
         if (in.m_nOp == kBreak) {
           theGlobal.m_bBreak = 1;
         } else {
@@ -1768,9 +1811,8 @@ void SetTextCell(Variable& cell, const std::optional<std::string>& text, std::in
     }
   }
   if (theGlobal.m_pObserver != nullptr) ObserveDirectCall(call.m_pNode, *function, cells);
-  // Leftovers of break and continue stay on the value stack until the call
-  // ends, as they stay in a frame there.
-  const std::size_t mark = theValueStack.size();
+  const LeftoverFloor leftovers;
+  const std::size_t mark = leftovers.Mark();
   const int ran = Execute(nullptr, *body, cells);
   if (ran == 2) {
     number = s_nDirectResult;
@@ -1826,9 +1868,8 @@ void SetTextCell(Variable& cell, const std::optional<std::string>& text, std::in
   for (std::size_t i = params + 1; i < count; ++i) {
     cells[i]->m_nNum = function->m_Locals[i - 1]->m_nNum;
   }
-  // Leftovers of break and continue stay on the value stack until the call
-  // ends, as they stay in a frame there.
-  const std::size_t mark = theValueStack.size();
+  const LeftoverFloor leftovers;
+  const std::size_t mark = leftovers.Mark();
   const int ran = Execute(nullptr, *body, cells);
   if (ran == 2) {
     number = s_nDirectResult;

@@ -75,6 +75,7 @@ std::size_t s_nPoolCapacity = 0;
 
 void Variable::Clear() {
   m_nType = ValueType::None;
+  m_bLeftoverRun = false;
   m_nGlobal = 0;
   m_szName.reset();
   m_szValue.reset();
@@ -97,7 +98,7 @@ VariablePtr LeftoverValue() {
 }
 
 void VariableRecycler::operator()(Variable* variable) const noexcept {
-  if (variable == nullptr || IsLeftover(variable)) return;
+  if (variable == nullptr || variable == &theLeftover) return;
   variable->Clear();
   // The pool never needs more places than there are records, so growing it
   // ahead to that count keeps a release from failing.

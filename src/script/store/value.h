@@ -75,6 +75,9 @@ inline bool IsBorrowed(const ArrayPtr& array) {
 
 struct Variable {
   ValueType m_nType = ValueType::None;
+  // A run of break/continue leftovers that the loop machine counts instead
+  // of pushing one each: it stands for m_nSavedFrameBase leftovers.
+  bool m_bLeftoverRun = false;
   // A global's position among the globals, from 1 (name bindings refer to
   // it); 0 for every other record.
   std::uint32_t m_nGlobal = 0;
@@ -114,8 +117,9 @@ using VariablePtr = std::unique_ptr<Variable, VariableRecycler>;
 // of its own in its place.
 VariablePtr LeftoverValue();
 extern Variable theLeftover;
+// The shared leftover, or a run of leftovers (m_bLeftoverRun).
 inline bool IsLeftover(const Variable* variable) {
-  return variable == &theLeftover;
+  return variable == &theLeftover || variable->m_bLeftoverRun;
 }
 
 // A blank record (type None, no name, no text, no array) from the pool or,
