@@ -130,6 +130,63 @@ TEST_F(StoreTest, PopValueOnAnEmptyStack) {
   EXPECT_TRUE(theValueStack.empty());
 }
 
+TEST_F(StoreTest, ALeftoverRunPopsAsThatManyLeftovers) {
+  // A run of three leftovers (the loop machine's breaks) above a local.
+  PushValue(Named(ValueType::Num, "kept", 7));
+  VariablePtr run = NewNumValue();
+  run->m_nNum = 1;
+  run->m_bLeftoverRun = true;
+  run->m_nSavedFrameBase = 3;
+  Variable* record = run.get();
+  PushValue(std::move(run));
+  ASSERT_TRUE(IsLeftover(record));
+
+  // Each pop hands out a num 1 of its own; the run stays until its last one.
+  for (int left = 3; left > 0; --left) {
+    ASSERT_EQ(theValueStack.size(), 2U);
+    EXPECT_EQ(theValueStack.back().get(), record);
+    EXPECT_EQ(record->m_nSavedFrameBase, left);
+    VariablePtr one = PopValue();
+    ASSERT_NE(one, nullptr);
+    EXPECT_NE(one.get(), record);
+    EXPECT_EQ(one->m_nType, ValueType::Num);
+    EXPECT_EQ(one->m_nNum, 1);
+    EXPECT_FALSE(IsLeftover(one.get()));
+  }
+  ASSERT_EQ(theValueStack.size(), 1U);
+  EXPECT_EQ(PopValue()->m_nNum, 7);
+
+  // A released run record goes back to the pool as a plain record.
+  VariablePtr again = NewNumValue();
+  again->m_bLeftoverRun = true;
+  again->m_nRunDepth = 9;
+  Variable* reused = again.get();
+  again.reset();
+  VariablePtr fresh = AllocVariable();
+  EXPECT_EQ(fresh.get(), reused);
+  EXPECT_FALSE(fresh->m_bLeftoverRun);
+  EXPECT_EQ(fresh->m_nRunDepth, 0);
+}
+
+TEST_F(StoreTest, LeavingAFrameDropsItsLeftoverRuns) {
+  PushValue(Named(ValueType::Num, "a", 1));
+  PushValue(Named(ValueType::Num, "b", 2));
+  VariablePtr marker = NewNumValue();
+  marker->m_nSavedFrameBase = theFrameBase;
+  PushValue(std::move(marker));
+  theFrameBase = static_cast<std::int64_t>(theValueStack.size()) - 1;
+  PushValue(Named(ValueType::Num, "n", 3));
+  VariablePtr run = NewNumValue();
+  run->m_bLeftoverRun = true;
+  run->m_nSavedFrameBase = 1000000;
+  PushValue(std::move(run));
+  PushValue(LeftoverValue());  // the walk's own leftover above it
+
+  ASSERT_TRUE(LeaveFunction());
+  EXPECT_EQ(theValueStack.size(), 2U);  // the arguments, for the caller to drop
+  EXPECT_EQ(theFrameBase, -1);
+}
+
 // ---- Compile-time tables -------------------------------------------------------------
 
 TEST_F(StoreTest, ScopeRulesWhileABodyIsCompiled) {

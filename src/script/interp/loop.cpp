@@ -809,7 +809,9 @@ class LoopCompiler {
     if (m_bTextElement && m_bCalled) return false;
     const auto first = static_cast<std::int32_t>(m_Code.m_Args.size());
     m_Code.m_Args.insert(m_Code.m_Args.end(), args, args + k);
-    m_Code.m_Builtins.push_back(LoopBuiltin{node, entry, first, nums});
+    bool nested = false;
+    for (int a = 0; a < k; ++a) nested = nested || args[a].m_nKind == kTextBuiltin;
+    m_Code.m_Builtins.push_back(LoopBuiltin{node, entry, first, nums, nested});
     index = static_cast<std::int32_t>(m_Code.m_Builtins.size() - 1);
     m_bCalled = true;
     return true;
@@ -1196,18 +1198,17 @@ class CellFrame {
 
 int CallDirect(const LoopCall& call, const std::int32_t* args, std::int32_t& number);
 
-// The value stack's size when the innermost direct call began: its
-// leftovers go above it, and a run below it is the caller's.
-std::size_t s_nRunFloor = 0;
-
 // The leftover of a break or continue: one more in the run of leftovers on
-// top of the value stack, or a new run. A run counts as that many leftovers
-// wherever leftovers are popped (PopValue, LeaveFunction), so a loop of a
-// million breaks costs one record instead of a million entries.
-void PushLeftover() {
-  if (theValueStack.size() > s_nRunFloor) {
+// top of the value stack when that run is the same call's, or a new run. A
+// run counts as that many leftovers wherever leftovers are popped (PopValue,
+// LeaveFunction), so a loop of a million breaks costs one record instead of
+// a million entries. A direct call's leftovers never join its caller's run:
+// the call removes its own when it ends.
+[[gnu::noinline]] void PushLeftover() {
+  const std::size_t depth = theCallFrames.size();
+  if (!theValueStack.empty() && depth < 0xFFFF) {
     Variable* top = theValueStack.back().get();
-    if (top->m_bLeftoverRun) {
+    if (top->m_bLeftoverRun && top->m_nRunDepth == depth) {
       ++top->m_nSavedFrameBase;
       return;
     }
@@ -1220,24 +1221,11 @@ void PushLeftover() {
   run->m_nNum = 1;
   run->m_bLeftoverRun = true;
   run->m_nSavedFrameBase = 1;
+  // At a depth too large to hold, every leftover starts a run of its own.
+  run->m_nRunDepth = static_cast<std::uint16_t>(std::min<std::size_t>(depth, 0xFFFF));
   theValueStack.push_back(std::move(run));
 }
 
-// While a direct body runs: its leftovers of break and continue stay on the
-// value stack above Mark() until the call ends, as they stay in a frame
-// there, and none joins a run of the caller's.
-class LeftoverFloor {
- public:
-  LeftoverFloor() : m_nOuterFloor(s_nRunFloor) { s_nRunFloor = theValueStack.size(); }
-  ~LeftoverFloor() { s_nRunFloor = m_nOuterFloor; }
-  LeftoverFloor(const LeftoverFloor&) = delete;
-  LeftoverFloor& operator=(const LeftoverFloor&) = delete;
-
-  std::size_t Mark() const { return s_nRunFloor; }
-
- private:
-  std::size_t m_nOuterFloor;
-};
 int CallDirectText(const LoopCall& call, const LoopCode* body, const std::int32_t* args,
                    std::int32_t& number);
 
@@ -1254,7 +1242,7 @@ int RunBuiltinCode(const LoopCode& code, std::int32_t index, Variable* const* sl
 // the compiler allows only before anything ran.
 int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
              const std::int32_t*& operands, const std::optional<std::string>*& out,
-             std::optional<std::string>& owned) {
+             std::optional<std::string>* owned) {
   switch (text.m_nKind) {
     case kTextLiteral: {
       const NodeText& literal = code.m_Walked[static_cast<std::size_t>(text.m_nIndex)]->m_szText;
@@ -1278,8 +1266,11 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
     }
     default: {
       std::int32_t number = 0;
-      if (!RunBuiltinCode(code, text.m_nIndex, slots, operands, owned, number)) return 0;
-      out = &owned;
+      if (owned == nullptr ||
+          !RunBuiltinCode(code, text.m_nIndex, slots, operands, *owned, number)) {
+        return 0;
+      }
+      out = owned;
       return 1;
     }
   }
@@ -1295,16 +1286,32 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
   const BuiltinEntry& entry = *call.m_pEntry;
   const LoopText* texts = code.m_Args.data() + call.m_nFirst;
   BuiltinArg args[kMaxBuiltinArgs];
-  std::optional<std::string> owned[kMaxBuiltinArgs];
-  for (int k = 0; k < entry.nParamCount; ++k) {
-    if (texts[k].m_nKind == kTextNum) {
-      args[k].m_nType = ValueType::Num;
-      args[k].m_nNum = *operands++;
-      args[k].m_pText = &kNoText;
-    } else {
-      args[k].m_nType = ValueType::String;
-      if (!ReadText(code, texts[k], slots, operands, args[k].m_pText, owned[k])) return 0;
+  if (!call.m_bNested) {
+    // No built-in among the arguments: nothing to hold their results.
+    for (int k = 0; k < entry.nParamCount; ++k) {
+      if (texts[k].m_nKind == kTextNum) {
+        args[k].m_nType = ValueType::Num;
+        args[k].m_nNum = *operands++;
+        args[k].m_pText = &kNoText;
+      } else {
+        args[k].m_nType = ValueType::String;
+        if (!ReadText(code, texts[k], slots, operands, args[k].m_pText, nullptr)) return 0;
+      }
     }
+  } else {
+    std::optional<std::string> owned[kMaxBuiltinArgs];
+    for (int k = 0; k < entry.nParamCount; ++k) {
+      if (texts[k].m_nKind == kTextNum) {
+        args[k].m_nType = ValueType::Num;
+        args[k].m_nNum = *operands++;
+        args[k].m_pText = &kNoText;
+      } else {
+        args[k].m_nType = ValueType::String;
+        if (!ReadText(code, texts[k], slots, operands, args[k].m_pText, &owned[k])) return 0;
+      }
+    }
+    number = RunHandler(call.m_pNode, entry, args, text);
+    return 1;
   }
   number = RunHandler(call.m_pNode, entry, args, text);
   return 1;
@@ -1327,8 +1334,8 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
   const std::optional<std::string>* right = nullptr;
   std::optional<std::string> ownedLeft;
   std::optional<std::string> ownedRight;
-  if (!ReadText(code, compare.m_Left, slots, operands, left, ownedLeft) ||
-      !ReadText(code, compare.m_Right, slots, operands, right, ownedRight)) {
+  if (!ReadText(code, compare.m_Left, slots, operands, left, &ownedLeft) ||
+      !ReadText(code, compare.m_Right, slots, operands, right, &ownedRight)) {
     return 0;
   }
   truth = CompareTexts(compare.m_nOp, *left, *right);
@@ -1713,8 +1720,9 @@ class TextFrame {
   const CellFrame& m_Frame;
   std::size_t m_nCount;
   std::size_t m_nBorrowed = 0;
-  std::size_t m_Borrowed[kMaxTextParams] = {};
-  Variable* m_Own[kMaxTextParams] = {};
+  // The first m_nBorrowed entries are set.
+  std::size_t m_Borrowed[kMaxTextParams];
+  Variable* m_Own[kMaxTextParams];
 };
 
 // Sets `cell` to a string holding `text` (none, or a copy) with `size`.
@@ -1769,11 +1777,9 @@ void SetTextCell(Variable& cell, const std::optional<std::string>& text, std::in
         case kTextLiteral:
           borrowed[i] = &code->m_Constants[static_cast<std::size_t>(arg[i].m_nSlot)];
           break;
-        default: {
-          std::optional<std::string> unused;
-          if (!ReadText(*code, arg[i], slots, operand, texts[i], unused)) return -1;
+        default:  // an element: no built-in is an argument of a call
+          if (!ReadText(*code, arg[i], slots, operand, texts[i], nullptr)) return -1;
           break;
-        }
       }
     }
   }
@@ -1811,8 +1817,9 @@ void SetTextCell(Variable& cell, const std::optional<std::string>& text, std::in
     }
   }
   if (theGlobal.m_pObserver != nullptr) ObserveDirectCall(call.m_pNode, *function, cells);
-  const LeftoverFloor leftovers;
-  const std::size_t mark = leftovers.Mark();
+  // Leftovers of break and continue stay on the value stack until the call
+  // ends, as they stay in a frame there.
+  const std::size_t mark = theValueStack.size();
   const int ran = Execute(nullptr, *body, cells);
   if (ran == 2) {
     number = s_nDirectResult;
@@ -1868,8 +1875,9 @@ void SetTextCell(Variable& cell, const std::optional<std::string>& text, std::in
   for (std::size_t i = params + 1; i < count; ++i) {
     cells[i]->m_nNum = function->m_Locals[i - 1]->m_nNum;
   }
-  const LeftoverFloor leftovers;
-  const std::size_t mark = leftovers.Mark();
+  // Leftovers of break and continue stay on the value stack until the call
+  // ends, as they stay in a frame there.
+  const std::size_t mark = theValueStack.size();
   const int ran = Execute(nullptr, *body, cells);
   if (ran == 2) {
     number = s_nDirectResult;

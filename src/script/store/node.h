@@ -196,6 +196,7 @@ struct LoopBuiltin {
   const BuiltinEntry* m_pEntry;
   std::int32_t m_nFirst;
   std::int32_t m_nNums;
+  bool m_bNested;  // a built-in among its arguments
 };
 // A comparison of two strings (token m_nOp); m_nNums as for LoopBuiltin.
 struct LoopCompare {

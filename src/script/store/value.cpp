@@ -76,6 +76,7 @@ std::size_t s_nPoolCapacity = 0;
 void Variable::Clear() {
   m_nType = ValueType::None;
   m_bLeftoverRun = false;
+  m_nRunDepth = 0;
   m_nGlobal = 0;
   m_szName.reset();
   m_szValue.reset();

@@ -76,8 +76,10 @@ inline bool IsBorrowed(const ArrayPtr& array) {
 struct Variable {
   ValueType m_nType = ValueType::None;
   // A run of break/continue leftovers that the loop machine counts instead
-  // of pushing one each: it stands for m_nSavedFrameBase leftovers.
+  // of pushing one each: it stands for m_nSavedFrameBase leftovers of the
+  // call at depth m_nRunDepth (theCallFrames' size; 0xFFFF: too deep).
   bool m_bLeftoverRun = false;
+  std::uint16_t m_nRunDepth = 0;
   // A global's position among the globals, from 1 (name bindings refer to
   // it); 0 for every other record.
   std::uint32_t m_nGlobal = 0;
