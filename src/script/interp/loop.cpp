@@ -1680,6 +1680,33 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   }
 }
 
+// The end of a direct call once its frame of cells is set: the body, the
+// report of a failure, the leftovers and the frame record dropped, and the
+// result (the empty num for a body that ends without a return).
+SETUP_ALWAYS_INLINE int RunDirectBody(const LoopCall& call, const LoopCode& body,
+                                      Variable* const* cells, const char* name,
+                                      std::int32_t& number) {
+  // Leftovers of break and continue stay on the value stack until the call
+  // ends, as they stay in a frame there.
+  const std::size_t mark = theValueStack.size();
+  const int ran = Execute(nullptr, body, cells);
+  if (ran == 2) {
+    number = s_nDirectResult;
+  } else if (ran != 1) {
+    if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
+    if (theGlobal.m_pObserver != nullptr) ObserveReturn(call.m_pNode, nullptr);
+    CallTail(name);
+    return EvalFailed();
+  } else {
+    number = 0;
+  }
+  while (theValueStack.size() > mark) theValueStack.pop_back();
+  if (!LeaveFrame()) return EvalFailed();
+  theGlobal.m_bReturn = 0;
+  if (theGlobal.m_pObserver != nullptr) ObserveDirectReturn(call.m_pNode, number);
+  return 1;
+}
+
 // The frame of a direct body with texts. A string parameter borrows its
 // argument's variable where there is one (a name, or the literal's constant
 // in the caller's code): no direct body assigns a string, and nothing it
@@ -1817,25 +1844,7 @@ void SetTextCell(Variable& cell, const std::optional<std::string>& text, std::in
     }
   }
   if (theGlobal.m_pObserver != nullptr) ObserveDirectCall(call.m_pNode, *function, cells);
-  // Leftovers of break and continue stay on the value stack until the call
-  // ends, as they stay in a frame there.
-  const std::size_t mark = theValueStack.size();
-  const int ran = Execute(nullptr, *body, cells);
-  if (ran == 2) {
-    number = s_nDirectResult;
-  } else if (ran != 1) {
-    if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
-    if (theGlobal.m_pObserver != nullptr) ObserveReturn(call.m_pNode, nullptr);
-    CallTail(name);
-    return EvalFailed();
-  } else {
-    number = 0;  // the body ended without a return: the num function's empty value
-  }
-  while (theValueStack.size() > mark) theValueStack.pop_back();
-  if (!LeaveFrame()) return EvalFailed();
-  theGlobal.m_bReturn = 0;
-  if (theGlobal.m_pObserver != nullptr) ObserveDirectReturn(call.m_pNode, number);
-  return 1;
+  return RunDirectBody(call, *body, cells, name, number);
 }
 
 // Calls the script function of `call` with `args` as RunCall does (the
@@ -1875,25 +1884,7 @@ void SetTextCell(Variable& cell, const std::optional<std::string>& text, std::in
   for (std::size_t i = params + 1; i < count; ++i) {
     cells[i]->m_nNum = function->m_Locals[i - 1]->m_nNum;
   }
-  // Leftovers of break and continue stay on the value stack until the call
-  // ends, as they stay in a frame there.
-  const std::size_t mark = theValueStack.size();
-  const int ran = Execute(nullptr, *body, cells);
-  if (ran == 2) {
-    number = s_nDirectResult;
-  } else if (ran != 1) {
-    if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
-    if (theGlobal.m_pObserver != nullptr) ObserveReturn(call.m_pNode, nullptr);
-    CallTail(name);
-    return EvalFailed();
-  } else {
-    number = 0;  // the body ended without a return: the num function's empty value
-  }
-  while (theValueStack.size() > mark) theValueStack.pop_back();
-  if (!LeaveFrame()) return EvalFailed();
-  theGlobal.m_bReturn = 0;
-  if (theGlobal.m_pObserver != nullptr) ObserveDirectReturn(call.m_pNode, number);
-  return 1;
+  return RunDirectBody(call, *body, cells, name, number);
 }
 
 }  // namespace
