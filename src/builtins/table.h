@@ -18,12 +18,14 @@ struct SyntaxNode;
 using BuiltinHandler = std::int32_t (*)(SyntaxNode* node);
 
 // One row of the built-in function table.
+constexpr int kMaxBuiltinParams = 5;  // parameters of a built-in at most
+
 struct BuiltinEntry {
   const char* szName = nullptr;
   std::int32_t nToken = 0;
   ValueType nRetType = ValueType::None;
   std::int32_t nParamCount = 0;
-  ParamEntry pParams[5];  // the first nParamCount are used
+  ParamEntry pParams[kMaxBuiltinParams];  // the first nParamCount are used
   BuiltinHandler pfnHandler = nullptr;
 };
 

@@ -565,7 +565,7 @@ class Generator {
   }
 
   // A position in a text: mostly a small literal, some computed.
-  std::string Index(int depth) {
+  std::string Position(int depth) {
     if (rng_.Chance(60)) return std::to_string(rng_.Below(8));
     return NumExpr(depth - 1).text;
   }
@@ -611,8 +611,8 @@ class Generator {
             // A piece of a text: its empty results, and a 0 answer's line.
             const Expr text = StrExpr(depth - 1, false, leaves);
             if (rng_.Chance(50))
-              return {"getat(" + text.text + ", " + Index(depth) + ")", kAtomLevel};
-            return {"getstr(" + text.text + ", " + Index(depth) + ", " + Index(depth) + ")",
+              return {"getat(" + text.text + ", " + Position(depth) + ")", kAtomLevel};
+            return {"getstr(" + text.text + ", " + Position(depth) + ", " + Position(depth) + ")",
                     kAtomLevel};
           }
           break;

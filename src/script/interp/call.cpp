@@ -444,7 +444,7 @@ class ArgValues {
     return *std::launder(reinterpret_cast<Value*>(m_Slots[k]));
   }
 
-  static constexpr int kMax = 5;
+  static constexpr int kMax = kMaxBuiltinParams;
 
  private:
   alignas(Value) unsigned char m_Slots[kMax][sizeof(Value)];
@@ -519,11 +519,8 @@ int RunBuiltin(SyntaxNode* node, Value& value) {
     if (!RunAbandoned()) ReportError("_before_gen_callinlinefun() of '%s' failed.", name);
     return InLineTail(name);
   }
-  if (entry->pfnHandler == nullptr ||
-      (entry->nRetType != ValueType::Num && entry->nRetType != ValueType::String)) {
-    if (entry->pfnHandler != nullptr) RunHandler(node, *entry, args, value.m_szValue);
-    return InLineTail(name);
-  }
+  if (entry->pfnHandler == nullptr) return InLineTail(name);
+  // Every built-in gives a num or a string.
   const std::int32_t r = RunHandler(node, *entry, args, value.m_szValue);
   if (entry->nRetType == ValueType::Num) {
     value.m_nType = ValueType::Num;

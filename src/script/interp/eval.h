@@ -127,6 +127,17 @@ extern const std::optional<std::string> kNoText;
 // text stays valid until a variable may have changed.
 [[nodiscard]] int TextInPlace(SyntaxNode* node, const std::optional<std::string>*& text);
 
+// The text a string literal gives as an operand: its bytes, or none for "".
+inline const std::optional<std::string>& LiteralText(const NodeText& literal) {
+  return literal && !literal->empty() ? static_cast<const std::optional<std::string>&>(literal)
+                                      : kNoText;
+}
+// The text a string variable gives as an operand: none unless it holds both
+// a size and a text.
+inline const std::optional<std::string>& VariableText(const Variable& var) {
+  return var.m_nSize > 0 && var.m_szValue ? var.m_szValue : kNoText;
+}
+
 // The string comparison `op` of two texts: a missing text (the empty
 // string) equals only another missing text and is neither less nor greater
 // than anything.

@@ -286,15 +286,14 @@ int TextInPlace(SyntaxNode* node, const std::optional<std::string>*& text) {
   if (node == nullptr || !node->m_bConsumed || node->m_pNext != nullptr) return 1;
   if (node->m_nKind == NodeKind::StringT) {
     if (!MayRun()) return EvalFailed();
-    const bool hasText = node->m_szText && !node->m_szText->empty();
-    text = hasText ? &static_cast<const std::optional<std::string>&>(node->m_szText) : &kNoText;
+    text = &LiteralText(node->m_szText);
     return 1;
   }
   if (node->m_nKind == NodeKind::IdT && node->m_szText) {
     const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
     if (var == nullptr || var->m_nType != ValueType::String) return 1;
     if (!MayRun()) return EvalFailed();
-    text = var->m_nSize > 0 && var->m_szValue ? &var->m_szValue : &kNoText;
+    text = &VariableText(*var);
     return 1;
   }
   if (node->m_nKind == NodeKind::Id_ArrayT && node->m_nType == ValueType::String) {
@@ -739,18 +738,19 @@ int BinaryInt(SyntaxNode* node, const BinaryRule& rule, std::int32_t& out, Value
 namespace {
 
 // The text a string literal or a string name gives as an operand of a
-// concatenation, where it lies; false for any other operand.
+// concatenation, where it lies: TextInPlace's reading without its checks,
+// which cannot fail where the fast paths may run; false for any other
+// operand.
 bool ChainText(SyntaxNode* node, const std::optional<std::string>*& text) {
   if (!node->m_bConsumed || node->m_pNext != nullptr) return false;
   if (node->m_nKind == NodeKind::StringT) {
-    const bool hasText = node->m_szText && !node->m_szText->empty();
-    text = hasText ? &static_cast<const std::optional<std::string>&>(node->m_szText) : &kNoText;
+    text = &LiteralText(node->m_szText);
     return true;
   }
   if (node->m_nKind != NodeKind::IdT || !node->m_szText) return false;
   const Variable* var = FindValueBound(*node->m_szText, node->m_Cache.m_Binding);
   if (var == nullptr || var->m_nType != ValueType::String) return false;
-  text = var->m_nSize > 0 && var->m_szValue ? &var->m_szValue : &kNoText;
+  text = &VariableText(*var);
   return true;
 }
 
@@ -764,6 +764,7 @@ bool ChainText(SyntaxNode* node, const std::optional<std::string>*& text) {
 // to the walk with its messages. Reading the operands changes nothing but
 // the names' bindings, so giving up after reading is harmless.
 [[gnu::noinline]] bool ConcatChain(SyntaxNode* node, Value& l) {
+  if (!FastPathsMayRun()) return false;
   constexpr int kMaxTexts = 8;
   const std::optional<std::string>* texts[kMaxTexts];
   int count = 0;
@@ -784,7 +785,6 @@ bool ChainText(SyntaxNode* node, const std::optional<std::string>*& text) {
     if (!ChainText(left, texts[count++])) return false;
     break;
   }
-  if (!FastPathsMayRun()) return false;
   std::size_t length = 0;
   for (int i = 0; i < count; ++i) length += *texts[i] ? (*texts[i])->size() : 0;
   if (length > kMaxTextLength) return false;

@@ -101,9 +101,7 @@ constexpr std::int32_t kMaxOperandSteps = 64;  // instructions of one operand tr
 constexpr int kMaxOperandDepth = 16;
 constexpr int kMaxNesting = 16;  // constructs inside one another
 constexpr std::size_t kMaxCode = 16384;
-constexpr int kMaxBuiltinArgs = 5;
-constexpr std::size_t kMaxTextParams = 16;  // parameters of a direct call with string arguments  //
-                                            // parameters of a built-in (BuiltinEntry::pParams)
+constexpr std::size_t kMaxTextParams = 16;  // parameters of a direct call with string arguments
 
 // The kinds of LoopText.
 enum TextKind : std::uint8_t { kTextNum, kTextLiteral, kTextName, kTextElement, kTextBuiltin };
@@ -738,11 +736,12 @@ class LoopCompiler {
           compiled = false;
           break;
         }
-        const NodeText& literal = m_Code.m_Walked[static_cast<std::size_t>(arg.m_nIndex)]->m_szText;
+        const std::optional<std::string>& literal =
+            LiteralText(m_Code.m_Walked[static_cast<std::size_t>(arg.m_nIndex)]->m_szText);
         Variable& constant = m_Code.m_Constants.emplace_back();
         constant.m_nType = ValueType::String;
-        if (literal && !literal->empty()) {
-          constant.m_szValue = *literal;
+        if (literal) {
+          constant.m_szValue = literal;
           constant.m_nSize = static_cast<std::int32_t>(literal->size() + 1);
         }
         arg.m_nSlot = static_cast<std::int16_t>(m_Code.m_Constants.size() - 1);
@@ -782,10 +781,10 @@ class LoopCompiler {
     if (m_bInArguments || node->m_pNext != nullptr || !node->m_bConsumed) return false;
     const BuiltinEntry* entry = BuiltinOf(node);
     if (entry == nullptr || entry->pfnHandler == nullptr || entry->nRetType != node->m_nType ||
-        entry->nParamCount < 0 || entry->nParamCount > kMaxBuiltinArgs) {
+        entry->nParamCount < 0 || entry->nParamCount > kMaxBuiltinParams) {
       return false;
     }
-    LoopText args[kMaxBuiltinArgs] = {};
+    LoopText args[kMaxBuiltinParams] = {};
     std::int32_t nums = 0;
     const bool outerInBuiltin = m_bInBuiltin;
     m_bInBuiltin = true;
@@ -1244,16 +1243,13 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
              const std::int32_t*& operands, const std::optional<std::string>*& out,
              std::optional<std::string>* owned) {
   switch (text.m_nKind) {
-    case kTextLiteral: {
-      const NodeText& literal = code.m_Walked[static_cast<std::size_t>(text.m_nIndex)]->m_szText;
-      out = literal && !literal->empty() ? &static_cast<const std::optional<std::string>&>(literal)
-                                         : &kNoText;
+    case kTextLiteral:
+      out = &LiteralText(code.m_Walked[static_cast<std::size_t>(text.m_nIndex)]->m_szText);
       return 1;
-    }
     case kTextName: {
       const Variable* var = slots[text.m_nSlot];
       if (var->m_nType != ValueType::String || var->m_pArray) return 0;
-      out = var->m_nSize > 0 && var->m_szValue ? &var->m_szValue : &kNoText;
+      out = &VariableText(*var);
       return 1;
     }
     case kTextElement: {
@@ -1285,7 +1281,7 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
   const LoopBuiltin& call = code.m_Builtins[static_cast<std::size_t>(index)];
   const BuiltinEntry& entry = *call.m_pEntry;
   const LoopText* texts = code.m_Args.data() + call.m_nFirst;
-  BuiltinArg args[kMaxBuiltinArgs];
+  BuiltinArg args[kMaxBuiltinParams];
   if (!call.m_bNested) {
     // No built-in among the arguments: nothing to hold their results.
     for (int k = 0; k < entry.nParamCount; ++k) {
@@ -1299,7 +1295,7 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
       }
     }
   } else {
-    std::optional<std::string> owned[kMaxBuiltinArgs];
+    std::optional<std::string> owned[kMaxBuiltinParams];
     for (int k = 0; k < entry.nParamCount; ++k) {
       if (texts[k].m_nKind == kTextNum) {
         args[k].m_nType = ValueType::Num;
@@ -1537,8 +1533,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
       case kSwitchText: {
         const Variable* var = get(in.m_nName);
         if (var->m_nType != ValueType::String || var->m_pArray) break;
-        const std::optional<std::string>& text =
-            var->m_nSize > 0 && var->m_szValue ? var->m_szValue : kNoText;
+        const std::optional<std::string>& text = VariableText(*var);
         const LoopSwitch& table = code.m_Switches[static_cast<std::size_t>(in.m_nValue)];
         std::int32_t target = table.m_nDefault;
         const LoopCase* c = code.m_Cases.data() + table.m_nFirst;
@@ -1561,9 +1556,7 @@ int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
         const std::optional<std::string>* text = &kNoText;
         std::int32_t size = -1;  // the text's length + 1 unless a name gives its own
         if (in.m_nOp == kStoreText) {
-          const NodeText& literal = code.m_Walked[static_cast<std::size_t>(in.m_nValue)]->m_szText;
-          if (literal && !literal->empty())
-            text = &static_cast<const std::optional<std::string>&>(literal);
+          text = &LiteralText(code.m_Walked[static_cast<std::size_t>(in.m_nValue)]->m_szText);
         } else if (in.m_nOp == kStoreTextName) {
           const Variable* from = get(in.m_nValue);
           if (from->m_nType != ValueType::String || from->m_pArray) break;

@@ -250,17 +250,14 @@ VariablePtr PopValue() {
     theFrameBase = -1;
     return nullptr;
   }
-  Variable* top = theValueStack.back().get();
-  if (top->m_bLeftoverRun && top->m_nSavedFrameBase > 1) {
-    // One leftover of a run: the run keeps the others.
-    --top->m_nSavedFrameBase;
-    VariablePtr value = NewNumValue();
-    if (value) value->m_nNum = 1;
-    return value;
-  }
   VariablePtr value = std::move(theValueStack.back());
   theValueStack.pop_back();
   if (IsLeftover(value.get())) {
+    // One leftover of a run: the run stays with the others.
+    if (value->m_bLeftoverRun && value->m_nSavedFrameBase > 1) {
+      --value->m_nSavedFrameBase;
+      theValueStack.push_back(std::move(value));
+    }
     // The shared record stays unwritten: whoever pops it gets its own copy.
     value = NewNumValue();
     if (value) value->m_nNum = 1;
