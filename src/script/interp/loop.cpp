@@ -1342,7 +1342,10 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
 // none), in the innermost frame on the value stack or, for a direct body, in
 // the frame `cells`. -1, before anything ran, when a name of the code is not
 // defined; 2 when a direct body returned (its num in s_nDirectResult).
-int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
+// Aligned to a cache line: the speed of its dispatch depends on where its
+// jumps fall in the line (measured up to 2x on the tightest loops), and
+// without this an edit anywhere before it in the file moves them.
+[[gnu::aligned(64)]] int Execute(SyntaxNode* loop, const LoopCode& code, Variable* const* cells) {
   const MachineFrame frame(code.m_Names.size(), cells != nullptr);
   Variable** slots = frame.Slots();
   // Every name of the code, as the walk would find it now; the frame and the
