@@ -82,6 +82,7 @@ struct Function {
   bool leaf = false;       // declared first and called from anywhere: calls only itself
   bool defined = true;     // false: declared only, a call fails when it runs
   bool reader = false;     // (n, a, b): only reads its strings, with built-ins and comparisons
+  bool joiner = false;     // (a, b, k): returns its strings, literals and globals joined by +
   int recursions = 0;      // self-calls written so far
 };
 
@@ -200,6 +201,17 @@ class Generator {
           {"n", Type::Num, {}, true}, {"a", Type::Str, {}, true}, {"b", Type::Str, {}, true}};
       functions_.push_back(reader);
     }
+    if (rng_.Chance(60)) {
+      // A string function that joins texts: the shape of registry paths.
+      Function joiner;
+      joiner.name = "j" + std::to_string(count + 2);
+      joiner.result = Type::Str;
+      joiner.joiner = true;
+      joiner.leaf = true;
+      joiner.params = {
+          {"a", Type::Str, {}, true}, {"b", Type::Str, {}, true}, {"k", Type::Num, {}, true}};
+      functions_.push_back(joiner);
+    }
     if (hazard_ > 0 && rng_.Chance(15)) {
       Function undefined;
       undefined.name = "missing";
@@ -265,11 +277,84 @@ class Generator {
     Close();
   }
 
+  // A text of 1 to 7 parts joined by +: the parameters, string globals and
+  // literals (two literals first fold).
+  std::string Join() {
+    const auto vars = Visible(Type::Str, false, false);
+    const int parts = rng_.Weighted({1, 4, 4, 3, 2, 1, 1}) + 1;
+    std::string text;
+    for (int i = 0; i < parts; ++i) {
+      if (i > 0) text += " + ";
+      text += rng_.Chance(55) ? rng_.Pick(vars)->name : rng_.Pick(kStrings);
+    }
+    return text;
+  }
+
+  // A string literal, name or element with a plain index.
+  std::string PlainText() {
+    const auto vars = Visible(Type::Str, false, false);
+    const auto arrays = Visible(Type::Str, true, false);
+    const int form = rng_.Below(10);
+    if (form < 4 && !vars.empty()) return rng_.Pick(vars)->name;
+    if (form < 6 && !arrays.empty()) {
+      const Var& a = *rng_.Pick(arrays);
+      std::string text = a.name;
+      for (int dim : a.dims) {
+        text += "[" +
+                (counters_.empty() || rng_.Chance(30)
+                     ? std::to_string(rng_.Below(dim + (Hazard() ? 1 : 0)))
+                     : rng_.Pick(counters_) + " % " + std::to_string(dim)) +
+                "]";
+      }
+      return text;
+    }
+    return rng_.Pick(kStrings);
+  }
+
+  // A loop that stores a joiner's results: its first call runs on the walk,
+  // the others in a frame of cells.
+  void JoinLoop(const Function& f) {
+    const std::string i = NewName("i");
+    const std::string text = NewName("s");
+    Line("num " + i + " = 0");
+    Line("string " + text);
+    Open("while (" + i + " < " + std::to_string(rng_.Range(2, 5)) + ") {");
+    counters_.push_back(i);
+    scope_.push_back({text, Type::Str, {}, false});
+    Line(text + " = " + f.name + "(" + PlainText() + ", " + PlainText() + ", " + i + ")");
+    if (rng_.Chance(50)) Line(rng_.Pick(Visible(Type::Str, false, true))->name + " = " + text);
+    counters_.pop_back();
+    Line(i + " += 1");
+    Close();
+    Line("msgbox(" + text + ", \"" + text + "\", 0)");
+  }
+
+  // A joiner's body: returns of joined texts, one under a test; sometimes
+  // it just ends (the empty string).
+  void JoinerBody(Function& f) {
+    EnterFunction(&f);
+    Open(Header(f) + " {");
+    if (rng_.Chance(50)) {
+      static const std::vector<std::string> kTests = {"getlen(a) > k", "a == b", "k % 3 == 1",
+                                                      "getat(b, 0) == \"S\"", "k > 2"};
+      Open("if (" + rng_.Pick(kTests) + ") {");
+      Line("return " + Join());
+      Close();
+    }
+    if (rng_.Chance(85)) Line("return " + Join());
+    Close();
+    EnterFunction(nullptr);
+  }
+
   void FunctionBody(int index) {
     Function& f = functions_[static_cast<std::size_t>(index)];
     current_ = index;
     if (f.reader) {
       ReaderBody(f);
+      return;
+    }
+    if (f.joiner) {
+      JoinerBody(f);
       return;
     }
     EnterFunction(&f);
@@ -301,6 +386,9 @@ class Generator {
     if (rng_.Chance(3)) Line("num broken = undeclared + 1");  // does not compile
     budget_ = rng_.Range(6, 24);
     while (budget_ > 0) Statement(0);
+    for (const Function& f : functions_) {
+      if (f.joiner && rng_.Chance(70)) JoinLoop(f);
+    }
     // The globals' final values, for the comparison.
     for (const Var& g : globals_) {
       if (!g.dims.empty() || rng_.Chance(30)) continue;
@@ -356,8 +444,8 @@ class Generator {
         int leaves = 1;
         // A reader mostly gets names, literals and elements, which the
         // machine passes where they lie.
-        text += (f.reader && rng_.Chance(75) ? StrAtom(depth, false, leaves)
-                                             : StrExpr(depth, false, leaves))
+        text += ((f.reader || f.joiner) && rng_.Chance(75) ? StrAtom(depth, false, leaves)
+                                                           : StrExpr(depth, false, leaves))
                     .text;
       }
     }
@@ -805,6 +893,22 @@ class Generator {
     const Type type = Pure() || rng_.Chance(65) ? Type::Num : Type::Str;
     const std::string target = Target(type, 1);
     if (target.empty()) return false;
+    if (type == Type::Str && rng_.Chance(loopDepth_ > 0 ? 80 : 40)) {
+      // A string function's result moved into a variable; a joiner mostly
+      // gets names, literals and elements, which the machine passes.
+      for (const Function& f : functions_) {
+        if (!f.joiner || Pure() || (fn_->leaf && fn_ != &f) || rng_.Chance(40)) continue;
+        const std::string k =
+            counters_.empty() ? std::to_string(rng_.Below(4)) : rng_.Pick(counters_);
+        Line(target + " = " + f.name + "(" + PlainText() + ", " + PlainText() + ", " + k + ")");
+        return true;
+      }
+      const Expr call = Call(Type::Str, 1);
+      if (!call.text.empty()) {
+        Line(target + " = " + call.text);
+        return true;
+      }
+    }
     Line(target + " = " + Value(type));
     return true;
   }

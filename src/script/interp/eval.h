@@ -138,6 +138,10 @@ inline const std::optional<std::string>& VariableText(const Variable& var) {
   return var.m_nSize > 0 && var.m_szValue ? var.m_szValue : kNoText;
 }
 
+// False (reported) when a concatenation of `length` bytes would be longer
+// than a string may be.
+bool TextFits(std::size_t length);
+
 // The string comparison `op` of two texts: a missing text (the empty
 // string) equals only another missing text and is neither less nor greater
 // than anything.

@@ -61,8 +61,6 @@ std::int32_t CompareTexts(int op, const std::optional<std::string>& l,
   }
 }
 
-namespace {
-
 // False (reported) when a concatenation of `length` bytes would be longer
 // than a string may be.
 bool TextFits(std::size_t length) {
@@ -70,6 +68,8 @@ bool TextFits(std::size_t length) {
   ReportError("string longer than %d bytes.", static_cast<int>(kMaxTextLength));
   return false;
 }
+
+namespace {
 
 // The messages of a binary operator that folds.
 struct BinaryRule {

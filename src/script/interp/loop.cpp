@@ -87,12 +87,14 @@ enum LoopOp : std::uint8_t {
   kStoreText,         // the string literal m_Walked[m_nValue]
   kStoreTextName,     // the string scalar of slot m_nValue
   kStoreTextElement,  // the element of the string array of slot m_nValue (m_nSub indexes)
+  kStoreTextCall,     // the result of call m_nValue (a string function's), moved in
   kWalk,              // hand the statement to the tree walk
   kWalkOperand,       // push the num of call m_nValue, evaluated by the tree walk
   kBuiltin,           // pop the operands of built-in m_nValue (num result), call it, push its num
   kCompareText,       // pop the operands of string comparison m_nValue, push its truth
   kCall,              // pop the arguments of call m_nValue, make the call, push its num
   kReturn,            // pop the result of a num function and raise the return flag
+  kReturnText,        // the same for a string function: the text of join m_nValue
   kEnd,               // the loop's condition failed, or the body ended: done
 };
 
@@ -205,7 +207,7 @@ class LoopCompiler {
 
   // Where the compiler stands, to go back to when a tree does not compile.
   struct Mark {
-    std::size_t m_nCode, m_nNames, m_nWalked, m_nCalls, m_nBuiltins, m_nArgs, m_nCompares;
+    std::size_t m_nCode, m_nNames, m_nWalked, m_nCalls, m_nBuiltins, m_nArgs, m_nCompares, m_nJoins;
     std::int32_t m_nSteps;
     bool m_bCalled, m_bClosed, m_bTextElement, m_bDeferred;
   };
@@ -217,6 +219,7 @@ class LoopCompiler {
                 m_Code.m_Builtins.size(),
                 m_Code.m_Args.size(),
                 m_Code.m_Compares.size(),
+                m_Code.m_Joins.size(),
                 steps,
                 m_bCalled,
                 m_bClosed,
@@ -231,6 +234,7 @@ class LoopCompiler {
     m_Code.m_Builtins.resize(mark.m_nBuiltins);
     m_Code.m_Args.resize(mark.m_nArgs);
     m_Code.m_Compares.resize(mark.m_nCompares);
+    m_Code.m_Joins.resize(mark.m_nJoins);
     steps = mark.m_nSteps;
     m_bCalled = mark.m_bCalled;
     m_bClosed = mark.m_bClosed;
@@ -366,6 +370,9 @@ class LoopCompiler {
       source = NameSlot(value);
       op = kStoreTextElement;
       dims = static_cast<int>(var->m_pArray->m_Dims.size());
+    } else if (value->m_nKind == NodeKind::CallT && value->m_nType == ValueType::String) {
+      if (!CompileCall(value, 0, steps, ValueType::String, source)) return false;
+      op = kStoreTextCall;
     } else {
       return false;
     }
@@ -628,6 +635,9 @@ class LoopCompiler {
       case NodeKind::SwitchT:
         return Switch(node, unit, context, steps);
       case NodeKind::ReturnT:
+        if (m_pFunction != nullptr && m_pFunction->m_nRetType == ValueType::String) {
+          return ReturnJoin(node->m_pChild2.get());
+        }
         // The result of a num function, as ReturnT checks and leaves it.
         if (m_pFunction == nullptr || m_pFunction->m_nRetType != ValueType::Num ||
             !Operand(node->m_pChild2.get(), 1, steps)) {
@@ -698,14 +708,23 @@ class LoopCompiler {
     return true;
   }
 
-  // A call of a script function with num parameters and a num result: the
+  // A call of a script function with a num result, as an operand.
+  bool Call(SyntaxNode* node, int depth, std::int32_t& steps) {
+    std::int32_t index = 0;
+    if (!CompileCall(node, depth, steps, ValueType::Num, index)) return false;
+    Emit(kCall, 0, 0, index);
+    return true;
+  }
+
+  // A call of a script function with a `result` result (m_Calls[index]): the
   // machine computes the arguments, without calls among them, so that the
   // walk may still evaluate them afresh when the callee cannot run on the
-  // machine.
-  bool Call(SyntaxNode* node, int depth, std::int32_t& steps) {
+  // machine. The caller emits the instruction that makes it.
+  bool CompileCall(SyntaxNode* node, int depth, std::int32_t& steps, ValueType result,
+                   std::int32_t& index) {
     if (m_bInArguments || m_bInBuiltin || !node->m_szText) return false;
     FunctionEntry* function = FindFunction(*node->m_szText);
-    if (function == nullptr || !function->m_pDefinition || function->m_nRetType != ValueType::Num) {
+    if (function == nullptr || !function->m_pDefinition || function->m_nRetType != result) {
       return false;
     }
     const Mark mark = Save(steps);
@@ -765,8 +784,55 @@ class LoopCompiler {
     }
     m_Code.m_Calls.push_back(
         LoopCall{node, function, &m_Code, static_cast<std::int32_t>(k), nums, first});
-    Emit(kCall, 0, 0, static_cast<std::int32_t>(m_Code.m_Calls.size() - 1));
+    index = static_cast<std::int32_t>(m_Code.m_Calls.size() - 1);
     m_bCalled = true;
+    return true;
+  }
+
+  // `return` of a string function with a text joined by +: string literals
+  // and string names, as the walk's ConcatChain takes them (no operator over
+  // two literals, which the walk folds).
+  bool ReturnJoin(SyntaxNode* value) {
+    constexpr std::size_t kMaxParts = 8;
+    if (value == nullptr || value->m_nKind != NodeKind::OpT) return false;
+    SyntaxNode* parts[kMaxParts];
+    std::size_t count = 0;
+    for (SyntaxNode* op = value;;) {
+      SyntaxNode* left = op->m_pChild2.get();
+      SyntaxNode* right = op->m_pChild0.get();
+      if (op->m_nOp != TK_PLUS || !op->m_bConsumed || op->m_pNext != nullptr ||
+          op->m_pChild1 != nullptr || left == nullptr || right == nullptr ||
+          count > kMaxParts - 2) {
+        return false;
+      }
+      parts[count++] = right;
+      if (left->m_nKind == NodeKind::OpT) {
+        op = left;
+        continue;
+      }
+      if (left->m_nKind == NodeKind::StringT && right->m_nKind == NodeKind::StringT) return false;
+      parts[count++] = left;
+      break;
+    }
+    const auto first = static_cast<std::int32_t>(m_Code.m_Args.size());
+    // The leftmost operand was found last.
+    for (std::size_t i = count; i-- > 0;) {
+      SyntaxNode* part = parts[i];
+      if (!part->m_bConsumed || part->m_pNext != nullptr) return false;
+      if (part->m_nKind == NodeKind::StringT) {
+        m_Code.m_Walked.push_back(part);
+        m_Code.m_Args.push_back(
+            LoopText{kTextLiteral, 0, 0, static_cast<std::int32_t>(m_Code.m_Walked.size() - 1)});
+      } else if (part->m_nKind == NodeKind::IdT && TextVariable(part, false) != nullptr) {
+        const int slot = NameSlot(part);
+        if (slot < 0) return false;
+        m_Code.m_Args.push_back(LoopText{kTextName, 0, static_cast<std::int16_t>(slot), 0});
+      } else {
+        return false;
+      }
+    }
+    m_Code.m_Joins.push_back(LoopJoin{first, static_cast<std::int32_t>(count)});
+    Emit(kReturnText, 0, 0, static_cast<std::int32_t>(m_Code.m_Joins.size() - 1));
     return true;
   }
 
@@ -906,12 +972,16 @@ class LoopCompiler {
 };
 
 // Marks the closed body of `function` as a direct body when its frame can be
-// plain cells: num or string parameters, scalar locals, a num result, and every
+// plain cells: num or string parameters, scalar locals, a num or string result
+// (a string result being a join of texts), and every
 // name found in that frame or among the globals, as the walk's lookup found
 // it while the body was compiled (a frame of one function holds the same
 // names at the same places on every call, and the globals do not change).
 void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
-  if (function == nullptr || function->m_nRetType != ValueType::Num) return;
+  if (function == nullptr ||
+      (function->m_nRetType != ValueType::Num && function->m_nRetType != ValueType::String)) {
+    return;
+  }
   const std::size_t params = function->m_Params.size();
   const std::size_t locals = function->m_Locals.size();
   if (locals < params) return;
@@ -948,6 +1018,7 @@ void MarkDirectBody(LoopCode& code, const FunctionEntry* function) {
   code.m_nParams = static_cast<std::int32_t>(params);
   code.m_nCells = static_cast<std::int32_t>(locals + 1);
   code.m_bTextCells = texts;
+  code.m_bTextResult = function->m_nRetType == ValueType::String;
   code.m_bDirectBody = true;
 }
 
@@ -1230,6 +1301,10 @@ int CallDirectText(const LoopCall& call, const LoopCode* body, const std::int32_
 
 // The result of a direct body's return (Execute answers 2).
 std::int32_t s_nDirectResult = 0;
+// The result of a direct body of a string function: the text and size that
+// the walk's value of the call would hold, moved out by the consumer.
+std::optional<std::string> s_DirectText;
+std::int32_t s_nDirectSize = 0;
 
 int RunBuiltinCode(const LoopCode& code, std::int32_t index, Variable* const* slots,
                    const std::int32_t*& operands, std::optional<std::string>& text,
@@ -1335,6 +1410,49 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
     return 0;
   }
   truth = CompareTexts(compare.m_nOp, *left, *right);
+  return 1;
+}
+
+// The text of `join` as the walk's concatenation gives it (always a text,
+// size = length + 1): in s_DirectText for a direct body, else left in the
+// return slot with the return flag raised, as ReturnT does. -1 when the walk
+// must run the statement (nothing done), 0 when the text would be too long
+// in a direct body (reported as the walk reports it).
+[[gnu::noinline]] int ReturnJoin(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
+                                 bool direct) {
+  constexpr std::int32_t kMaxParts = 8;
+  const std::optional<std::string>* parts[kMaxParts];
+  const LoopText* arg = code.m_Args.data() + join.m_nFirst;
+  std::size_t length = 0;
+  for (std::int32_t i = 0; i < join.m_nCount; ++i) {
+    if (arg[i].m_nKind == kTextLiteral) {
+      parts[i] = &LiteralText(code.m_Walked[static_cast<std::size_t>(arg[i].m_nIndex)]->m_szText);
+    } else {
+      const Variable* var = slots[arg[i].m_nSlot];
+      if (var->m_nType != ValueType::String || var->m_pArray) return -1;
+      parts[i] = &VariableText(*var);
+    }
+    if (*parts[i]) length += (*parts[i])->size();
+  }
+  if (length > kMaxTextLength) {
+    if (!direct) return -1;
+    return TextFits(length) ? 1 : 0;
+  }
+  std::optional<std::string>& out = direct ? s_DirectText : theReturnSlot.m_Value.m_szValue;
+  SpareText(out, length);
+  for (std::int32_t i = 0; i < join.m_nCount; ++i) {
+    if (*parts[i]) out->append(**parts[i]);
+  }
+  const auto size = static_cast<std::int32_t>(length + 1);
+  if (direct) {
+    s_nDirectSize = size;
+  } else {
+    Value& result = theReturnSlot.m_Value;  // blank while not held
+    result.m_nType = ValueType::String;
+    result.m_nSize = size;
+    theReturnSlot.m_bHeld = true;
+    theGlobal.m_bReturn = 1;
+  }
   return 1;
 }
 
@@ -1584,6 +1702,32 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
         }
         continue;
       }
+      case kStoreTextCall: {
+        // The target's check comes first, as the walk's assignment looks at
+        // the target before it runs the value.
+        const Variable* target = get(in.m_nName);
+        if (target->m_nType != ValueType::String || target->m_pArray) break;
+        const LoopCall& call = code.m_Calls[static_cast<std::size_t>(in.m_nValue)];
+        std::int32_t number = 0;
+        const int done = CallDirect(call, stack + top - call.m_nNums, number);
+        if (done < 0) break;  // the walk makes the call, nothing done yet
+        if (done == 0) return FailUnit(code, unitOf(pc));
+        top -= call.m_nNums;
+        slots = frame.Slots();
+        stack = frame.Stack();
+        Variable* var = get(in.m_nName);
+        // The walk's assignment of a value without a consumer: its text moves.
+        var->m_nSize = 0;
+        if (s_DirectText) {
+          KeepSpareText(var->m_szValue);
+          var->m_szValue = std::move(s_DirectText);
+          s_DirectText.reset();
+          var->m_nSize = s_nDirectSize;
+        } else {
+          var->m_szValue.reset();
+        }
+        continue;
+      }
       case kWalkOperand: {
         Value other;
         std::int32_t number = 0;
@@ -1645,6 +1789,13 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
         // would end with kRaiseDone): the code is done.
         return 1;
       }
+      case kReturnText: {
+        const LoopJoin& join = code.m_Joins[static_cast<std::size_t>(in.m_nValue)];
+        const std::int32_t done = ReturnJoin(code, join, slots, frame.Direct());
+        if (done < 0) break;
+        if (done == 0) return FailUnit(code, unitOf(pc));
+        return frame.Direct() ? 2 : 1;
+      }
       case kWalk:
         break;
       case kEnd:
@@ -1688,18 +1839,29 @@ SETUP_ALWAYS_INLINE int RunDirectBody(const LoopCall& call, const LoopCode& body
   const int ran = Execute(nullptr, body, cells);
   if (ran == 2) {
     number = s_nDirectResult;
-  } else if (ran != 1) {
+  } else if (ran == 1) {
+    // A body that just ends gives the declared type's empty value.
+    number = 0;
+    if (body.m_bTextResult) {
+      s_DirectText.reset();
+      s_nDirectSize = 0;
+    }
+  } else {
     if (!RunAbandoned()) ReportError("Generate '%s' failed.", name);
     if (theGlobal.m_pObserver != nullptr) ObserveReturn(call.m_pNode, nullptr);
     CallTail(name);
     return EvalFailed();
-  } else {
-    number = 0;
   }
   while (theValueStack.size() > mark) theValueStack.pop_back();
   if (!LeaveFrame()) return EvalFailed();
   theGlobal.m_bReturn = 0;
-  if (theGlobal.m_pObserver != nullptr) ObserveDirectReturn(call.m_pNode, number);
+  if (theGlobal.m_pObserver != nullptr) {
+    if (body.m_bTextResult) {
+      ObserveDirectReturn(call.m_pNode, s_DirectText, s_nDirectSize);
+    } else {
+      ObserveDirectReturn(call.m_pNode, number);
+    }
+  }
   return 1;
 }
 
@@ -1902,6 +2064,8 @@ int RunBodyCode(SyntaxNode* definition, SyntaxNode* body) {
 }
 
 void ReleaseLoopSlots() {
+  s_DirectText.reset();
+  s_nDirectSize = 0;
   std::vector<Variable*>().swap(s_Slots);
   s_nSlotTop = 0;
   std::vector<std::int32_t>().swap(s_Numbers);

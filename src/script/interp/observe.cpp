@@ -244,6 +244,15 @@ void ObserveDirectReturn(SyntaxNode* node, std::int32_t result) {
   ObserveReturn(node, &value);
 }
 
+void ObserveDirectReturn(SyntaxNode* node, const std::optional<std::string>& text,
+                         std::int32_t size) {
+  Value value;
+  value.m_nType = ValueType::String;
+  value.m_nSize = size;
+  value.m_szValue = text;
+  ObserveReturn(node, &value);
+}
+
 void ObserveBuiltin(SyntaxNode* node, const BuiltinEntry& entry, std::int32_t answer,
                     const BuiltinArg* views) {
   static const std::optional<std::string> kNone;

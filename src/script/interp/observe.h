@@ -29,8 +29,10 @@ void DescribeScript();
                                      Variable* const* cells);
 // The end of a call: its result, or none after a failure.
 [[gnu::cold]] void ObserveReturn(SyntaxNode* node, const Value* result);
-// The end of a direct call with its num result.
+// The end of a direct call with its result: a num, or a string's text and size.
 [[gnu::cold]] void ObserveDirectReturn(SyntaxNode* node, std::int32_t result);
+[[gnu::cold]] void ObserveDirectReturn(SyntaxNode* node, const std::optional<std::string>& text,
+                                       std::int32_t size);
 // A built-in's handler answered `answer`; its arguments are still on the value stack.
 [[gnu::cold]] void ObserveBuiltin(SyntaxNode* node, const BuiltinEntry& entry, std::int32_t answer,
                                   const BuiltinArg* args);

@@ -205,6 +205,12 @@ struct LoopCompare {
   std::int32_t m_nOp;
   std::int32_t m_nNums;
 };
+// A string function's `return` of a text joined by + (`root + "\" + leaf`):
+// its literals and string names are m_Args[m_nFirst] onwards, leftmost first.
+struct LoopJoin {
+  std::int32_t m_nFirst;
+  std::int32_t m_nCount;
+};
 struct LoopCode {
   std::vector<LoopInstr> m_Code;
   std::vector<std::int32_t> m_UnitOf;  // the statement (unit) of each instruction
@@ -217,8 +223,9 @@ struct LoopCode {
   std::vector<LoopCall> m_Calls;
   std::vector<const FunctionEntry*> m_Callees;  // of m_Calls, once each, without itself
   std::vector<LoopBuiltin> m_Builtins;
-  std::vector<LoopText> m_Args;  // of m_Builtins
+  std::vector<LoopText> m_Args;  // of m_Builtins, m_Calls and m_Joins
   std::vector<LoopCompare> m_Compares;
+  std::vector<LoopJoin> m_Joins;
   // String literals as arguments of m_Calls, as parameters hold them; the
   // callee's frame borrows them and never writes to them.
   mutable std::deque<Variable> m_Constants;
@@ -231,6 +238,7 @@ struct LoopCode {
   std::int32_t m_nCells = 0;   // and cells: parameters, marker, locals
   bool m_bDirectBody = false;
   bool m_bTextCells = false;   // a direct body with a string parameter or local
+  bool m_bTextResult = false;  // a direct body of a string function
   std::uint8_t m_nDirect = 0;  // whether the body runs direct, decided by the machine
 };
 

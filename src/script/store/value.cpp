@@ -144,6 +144,20 @@ void CopyText(std::optional<std::string>& to, const std::string& from) {
   to = from;
 }
 
+void SpareText(std::optional<std::string>& to, std::size_t length) {
+  if (length > kInPlaceCapacity && s_nSpareTexts > 0 && (!to || to->capacity() < length)) {
+    std::string& spare = s_SpareTexts[--s_nSpareTexts];
+    spare.clear();
+    to.emplace(std::move(spare));
+    spare = std::string();
+  } else if (!to) {
+    to.emplace();
+  } else {
+    to->clear();
+  }
+  to->reserve(length);
+}
+
 void ReleaseSpareTexts() {
   for (std::size_t i = 0; i < kSpareTexts; ++i) std::string().swap(s_SpareTexts[i]);
   s_nSpareTexts = 0;

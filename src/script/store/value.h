@@ -146,6 +146,9 @@ constexpr std::size_t kMaxSpareTextCapacity = 256;
 void KeepSpareText(std::optional<std::string>& text);
 // `to` = a copy of `from`, in a spare buffer when `from` needs the heap.
 void CopyText(std::optional<std::string>& to, const std::string& from);
+// `to` = an empty text with room for `length` bytes, in a spare buffer when
+// that needs the heap.
+void SpareText(std::optional<std::string>& to, std::size_t length);
 void ReleaseSpareTexts();
 
 // A new string scalar with no name; an empty text (storage present) of that
