@@ -290,6 +290,13 @@ class Generator {
     return text;
   }
 
+  // A string literal or a string scalar.
+  std::string PlainScalar() {
+    const auto vars = Visible(Type::Str, false, false);
+    if (!vars.empty() && rng_.Chance(50)) return rng_.Pick(vars)->name;
+    return rng_.Pick(kStrings);
+  }
+
   // A string literal, name or element with a plain index.
   std::string PlainText() {
     const auto vars = Visible(Type::Str, false, false);
@@ -321,7 +328,18 @@ class Generator {
     Open("while (" + i + " < " + std::to_string(rng_.Range(2, 5)) + ") {");
     counters_.push_back(i);
     scope_.push_back({text, Type::Str, {}, false});
-    Line(text + " = " + f.name + "(" + PlainText() + ", " + PlainText() + ", " + i + ")");
+    // The result alone or with texts after it; stored, or a declaration's
+    // initializer.
+    std::string value = f.name + "(" + PlainText() + ", " + PlainText() + ", " + i + ")";
+    const int after = rng_.Weighted({5, 3, 2, 1});
+    for (int k = 0; k < after; ++k) value += " + " + PlainScalar();
+    if (rng_.Chance(30)) {
+      const std::string local = NewName("t");
+      Line("string " + local + " = " + value);
+      Line(text + " = " + local);
+    } else {
+      Line(text + " = " + value);
+    }
     if (rng_.Chance(50)) Line(rng_.Pick(Visible(Type::Str, false, true))->name + " = " + text);
     counters_.pop_back();
     Line(i + " += 1");

@@ -87,7 +87,8 @@ enum LoopOp : std::uint8_t {
   kStoreText,         // the string literal m_Walked[m_nValue]
   kStoreTextName,     // the string scalar of slot m_nValue
   kStoreTextElement,  // the element of the string array of slot m_nValue (m_nSub indexes)
-  kStoreTextCall,     // the result of call m_nValue (a string function's), moved in
+  kStoreJoin,         // a string function's result, joined with texts (join m_nValue);
+                      // m_nSub 1 for a declaration's initializer
   kWalk,              // hand the statement to the tree walk
   kWalkOperand,       // push the num of call m_nValue, evaluated by the tree walk
   kBuiltin,           // pop the operands of built-in m_nValue (num result), call it, push its num
@@ -104,6 +105,7 @@ constexpr int kMaxOperandDepth = 16;
 constexpr int kMaxNesting = 16;  // constructs inside one another
 constexpr std::size_t kMaxCode = 16384;
 constexpr std::size_t kMaxTextParams = 16;  // parameters of a direct call with string arguments
+constexpr std::int32_t kMaxJoinParts = 8;   // texts of a join (the walk's ConcatChain takes 8)
 
 // The kinds of LoopText.
 enum TextKind : std::uint8_t { kTextNum, kTextLiteral, kTextName, kTextElement, kTextBuiltin };
@@ -370,9 +372,8 @@ class LoopCompiler {
       source = NameSlot(value);
       op = kStoreTextElement;
       dims = static_cast<int>(var->m_pArray->m_Dims.size());
-    } else if (value->m_nKind == NodeKind::CallT && value->m_nType == ValueType::String) {
-      if (!CompileCall(value, 0, steps, ValueType::String, source)) return false;
-      op = kStoreTextCall;
+    } else if (value->m_nKind == NodeKind::CallT || value->m_nKind == NodeKind::OpT) {
+      return StoreJoin(target, value, false);
     } else {
       return false;
     }
@@ -584,9 +585,13 @@ class LoopCompiler {
         return Assignment(node, false);
       case NodeKind::AssignInitializingT: {
         // `num x = value` of a num scalar: the node names the variable.
-        if (NumVariable(node, false) == nullptr || !Operand(node->m_pChild0.get(), 1, steps)) {
-          return false;
+        if (NumVariable(node, false) == nullptr) {
+          Variable* var =
+              node->m_szText ? FindValueBound(*node->m_szText, node->m_Cache.m_Binding) : nullptr;
+          if (var == nullptr || var->m_nType != ValueType::String || var->m_pArray) return false;
+          return node->m_pChild0 != nullptr && StoreJoin(node, node->m_pChild0.get(), true);
         }
+        if (!Operand(node->m_pChild0.get(), 1, steps)) return false;
         const int slot = NameSlot(node);
         if (slot < 0) return false;
         Emit(kStore, 0, slot, 0);
@@ -789,34 +794,33 @@ class LoopCompiler {
     return true;
   }
 
-  // `return` of a string function with a text joined by +: string literals
-  // and string names, as the walk's ConcatChain takes them (no operator over
-  // two literals, which the walk folds).
-  bool ReturnJoin(SyntaxNode* value) {
-    constexpr std::size_t kMaxParts = 8;
-    if (value == nullptr || value->m_nKind != NodeKind::OpT) return false;
-    SyntaxNode* parts[kMaxParts];
-    std::size_t count = 0;
-    for (SyntaxNode* op = value;;) {
+  // The operands of `value`, leftmost first: those of a chain of + (at most
+  // kMaxJoinParts), or `value` itself.
+  static bool JoinParts(SyntaxNode* value, SyntaxNode** parts, std::int32_t& count) {
+    count = 0;
+    SyntaxNode* op = value;
+    while (op->m_nKind == NodeKind::OpT) {
       SyntaxNode* left = op->m_pChild2.get();
       SyntaxNode* right = op->m_pChild0.get();
       if (op->m_nOp != TK_PLUS || !op->m_bConsumed || op->m_pNext != nullptr ||
           op->m_pChild1 != nullptr || left == nullptr || right == nullptr ||
-          count > kMaxParts - 2) {
+          count >= kMaxJoinParts - 1) {
         return false;
       }
       parts[count++] = right;
-      if (left->m_nKind == NodeKind::OpT) {
-        op = left;
-        continue;
-      }
-      if (left->m_nKind == NodeKind::StringT && right->m_nKind == NodeKind::StringT) return false;
-      parts[count++] = left;
-      break;
+      op = left;
     }
-    const auto first = static_cast<std::int32_t>(m_Code.m_Args.size());
-    // The leftmost operand was found last.
-    for (std::size_t i = count; i-- > 0;) {
+    parts[count++] = op;
+    std::reverse(parts, parts + count);
+    return true;
+  }
+
+  // The literals and string names of a join (parts[first] onwards) as texts
+  // read where they lie, and the join.
+  bool AddJoin(SyntaxNode* const* parts, std::int32_t first, std::int32_t count,
+               std::int32_t call) {
+    const auto args = static_cast<std::int32_t>(m_Code.m_Args.size());
+    for (std::int32_t i = first; i < count; ++i) {
       SyntaxNode* part = parts[i];
       if (!part->m_bConsumed || part->m_pNext != nullptr) return false;
       if (part->m_nKind == NodeKind::StringT) {
@@ -831,8 +835,49 @@ class LoopCompiler {
         return false;
       }
     }
-    m_Code.m_Joins.push_back(LoopJoin{first, static_cast<std::int32_t>(count)});
+    m_Code.m_Joins.push_back(LoopJoin{args, count - first, call});
+    return true;
+  }
+
+  // `return` of a string function with a text joined by +: string literals
+  // and string names, as the walk's ConcatChain takes them (no operator over
+  // two literals, which the walk folds).
+  bool ReturnJoin(SyntaxNode* value) {
+    SyntaxNode* parts[kMaxJoinParts];
+    std::int32_t count = 0;
+    if (value == nullptr || value->m_nKind != NodeKind::OpT || !value->m_bConsumed ||
+        value->m_pNext != nullptr || !JoinParts(value, parts, count) ||
+        (parts[0]->m_nKind == NodeKind::StringT && parts[1]->m_nKind == NodeKind::StringT) ||
+        !AddJoin(parts, 0, count, -1)) {
+      return false;
+    }
     Emit(kReturnText, 0, 0, static_cast<std::int32_t>(m_Code.m_Joins.size() - 1));
+    return true;
+  }
+
+  // `target = value` (or the declaration `string target = value`) of a string
+  // scalar, where value is a call of a string function, alone or joined by +
+  // with string literals and names after it: the walk runs the call first,
+  // then appends the other texts where they lie.
+  bool StoreJoin(SyntaxNode* target, SyntaxNode* value, bool declaration) {
+    SyntaxNode* parts[kMaxJoinParts];
+    std::int32_t count = 0;
+    if (!value->m_bConsumed || value->m_pNext != nullptr || !JoinParts(value, parts, count) ||
+        parts[0]->m_nKind != NodeKind::CallT || parts[0]->m_nType != ValueType::String ||
+        !parts[0]->m_bConsumed || parts[0]->m_pNext != nullptr) {
+      return false;
+    }
+    std::int32_t steps = 0;
+    std::int32_t call = 0;
+    if (!CompileCall(parts[0], 0, steps, ValueType::String, call) ||
+        !AddJoin(parts, 1, count, call)) {
+      return false;
+    }
+    const int slot = NameSlot(target);
+    if (slot < 0) return false;
+    Emit(kStoreJoin, declaration ? 1 : 0, slot,
+         static_cast<std::int32_t>(m_Code.m_Joins.size() - 1));
+    m_bClosed = false;
     return true;
   }
 
@@ -1456,6 +1501,57 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
   return 1;
 }
 
+// After the call of `join`: its result (s_DirectText) with the join's texts
+// appended, as the walk appends each right operand to the left value, the
+// bound checked at every step; then stored into `var` as the walk's
+// assignment (`declaration`: its declaration's initializer) stores a value.
+// False when the text grew too long (reported).
+[[gnu::noinline]] bool StoreJoin(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
+                                 Variable& var, bool declaration) {
+  std::int32_t size = s_nDirectSize;
+  if (join.m_nCount > 0) {
+    std::size_t length = s_DirectText ? s_DirectText->size() : 0;
+    const LoopText* arg = code.m_Args.data() + join.m_nFirst;
+    for (std::int32_t i = 0; i < join.m_nCount; ++i) {
+      // Names of a join are string scalars of the frame or globals: their
+      // types do not change.
+      const std::optional<std::string>& text =
+          arg[i].m_nKind == kTextLiteral
+              ? LiteralText(code.m_Walked[static_cast<std::size_t>(arg[i].m_nIndex)]->m_szText)
+              : VariableText(*slots[arg[i].m_nSlot]);
+      length += text ? text->size() : 0;
+      if (!TextFits(length)) {
+        s_DirectText.reset();
+        return false;
+      }
+      if (!s_DirectText) s_DirectText.emplace();
+      if (text) s_DirectText->append(*text);
+    }
+    size = static_cast<std::int32_t>(length + 1);
+  }
+  if (declaration) {
+    // AssignInitializingT: a copy of a text that has a size, size = length + 1.
+    var.m_szValue.reset();
+    var.m_nSize = 0;
+    if (size != 0 && s_DirectText) {
+      var.m_nSize = static_cast<std::int32_t>(s_DirectText->size() + 1);
+      var.m_szValue = std::move(s_DirectText);
+    }
+  } else {
+    // AssignValue without a consumer: the value's text moves.
+    var.m_nSize = 0;
+    if (s_DirectText) {
+      KeepSpareText(var.m_szValue);
+      var.m_szValue = std::move(s_DirectText);
+      var.m_nSize = size;
+    } else {
+      var.m_szValue.reset();
+    }
+  }
+  s_DirectText.reset();
+  return true;
+}
+
 // Runs `code`: a loop's (`loop` its WhileT node) or a function body's (`loop`
 // none), in the innermost frame on the value stack or, for a direct body, in
 // the frame `cells`. -1, before anything ran, when a name of the code is not
@@ -1702,12 +1798,13 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
         }
         continue;
       }
-      case kStoreTextCall: {
+      case kStoreJoin: {
         // The target's check comes first, as the walk's assignment looks at
         // the target before it runs the value.
         const Variable* target = get(in.m_nName);
         if (target->m_nType != ValueType::String || target->m_pArray) break;
-        const LoopCall& call = code.m_Calls[static_cast<std::size_t>(in.m_nValue)];
+        const LoopJoin& join = code.m_Joins[static_cast<std::size_t>(in.m_nValue)];
+        const LoopCall& call = code.m_Calls[static_cast<std::size_t>(join.m_nCall)];
         std::int32_t number = 0;
         const int done = CallDirect(call, stack + top - call.m_nNums, number);
         if (done < 0) break;  // the walk makes the call, nothing done yet
@@ -1715,16 +1812,8 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
         top -= call.m_nNums;
         slots = frame.Slots();
         stack = frame.Stack();
-        Variable* var = get(in.m_nName);
-        // The walk's assignment of a value without a consumer: its text moves.
-        var->m_nSize = 0;
-        if (s_DirectText) {
-          KeepSpareText(var->m_szValue);
-          var->m_szValue = std::move(s_DirectText);
-          s_DirectText.reset();
-          var->m_nSize = s_nDirectSize;
-        } else {
-          var->m_szValue.reset();
+        if (!StoreJoin(code, join, slots, *get(in.m_nName), in.m_nSub != 0)) {
+          return FailUnit(code, unitOf(pc));
         }
         continue;
       }

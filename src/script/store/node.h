@@ -205,11 +205,14 @@ struct LoopCompare {
   std::int32_t m_nOp;
   std::int32_t m_nNums;
 };
-// A string function's `return` of a text joined by + (`root + "\" + leaf`):
-// its literals and string names are m_Args[m_nFirst] onwards, leftmost first.
+// A text joined by +: a string function's `return` of literals and string
+// names (`root + "\" + leaf`), or a call of a string function (m_Calls
+// [m_nCall]) with literals and names after it. The literals and names are
+// m_Args[m_nFirst] onwards, leftmost first.
 struct LoopJoin {
   std::int32_t m_nFirst;
   std::int32_t m_nCount;
+  std::int32_t m_nCall;  // -1: none
 };
 struct LoopCode {
   std::vector<LoopInstr> m_Code;

@@ -3,7 +3,8 @@
 // globals joined (long, short, empty, never assigned), a result stored and
 // then its source changed, += on a stored result, a function that ends
 // without a return, returns under a test, a result fed back as an argument,
-// a join that the walk keeps (two literals first), and the ways out: an
+// a join that the walk keeps (two literals first), a result with texts
+// joined after it, a declaration's initializer, and the ways out: an
 // element out of range among the arguments, a callee that fails (the first
 // parameter picks the run that fails).
 string roots[3] = {"SYSTEM\CurrentControlSet\Services", "SOFTWARE\Vendor\Driver", ""}
@@ -85,6 +86,17 @@ num main() {
     i += 1
   }
   msgbox(path, "empty joins", 0)
+  i = 0
+  while (i < 3) {
+    string d = join(leaves[i], g) + "\" + never + "" + copy
+    path = pick3(d, "", i) + never + "!"
+    empty = nothing(d) + ""
+    string none = nothing(d)
+    i += 1
+  }
+  msgbox(d, "declared", 0)
+  msgbox(path, "joined after", 0)
+  msgbox(numtostring((empty == "") + (none == "") * 10 + getlen(empty) * 100), "empty after", 0)
   msgbox(numtostring(getlen(path) + getlen(empty) * 10 + (path == "") * 100 + (empty == "\") * 1000), "empty sizes", 0)
   if (pick == 1) {
     i = 0
