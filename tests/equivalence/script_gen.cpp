@@ -359,7 +359,26 @@ class Generator {
       Line("return " + Join());
       Close();
     }
-    if (rng_.Chance(85)) Line("return " + Join());
+    // A parameter assigned: the caller's variable must not change.
+    if (rng_.Chance(25)) Line("a = " + Join());
+    if (rng_.Chance(40)) {
+      // A string local: declared with a join or without, then joined onto.
+      const std::string local = NewName("t");
+      Line("string " + local + (rng_.Chance(70) ? " = " + Join() : std::string()));
+      scope_.push_back({local, Type::Str, {}, false});
+      if (rng_.Chance(50)) Line(local + " = " + Join());
+      if (rng_.Chance(50)) Line(local + " = " + local + " + " + Join());
+      if (rng_.Chance(60)) {
+        Line("return " + local);
+        Close();
+        EnterFunction(nullptr);
+        return;
+      }
+    }
+    if (rng_.Chance(85)) {
+      const auto vars = Visible(Type::Str, false, false);
+      Line("return " + (rng_.Chance(20) ? rng_.Pick(vars)->name : Join()));
+    }
     Close();
     EnterFunction(nullptr);
   }

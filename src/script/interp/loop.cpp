@@ -89,6 +89,7 @@ enum LoopOp : std::uint8_t {
   kStoreTextElement,  // the element of the string array of slot m_nValue (m_nSub indexes)
   kStoreJoin,         // a string function's result, joined with texts (join m_nValue);
                       // m_nSub 1 for a declaration's initializer
+  kStoreChain,        // the texts of join m_nValue joined; m_nSub as for kStoreJoin
   kWalk,              // hand the statement to the tree walk
   kWalkOperand,       // push the num of call m_nValue, evaluated by the tree walk
   kBuiltin,           // pop the operands of built-in m_nValue (num result), call it, push its num
@@ -380,8 +381,18 @@ class LoopCompiler {
     const int slot = NameSlot(target);
     if (slot < 0 || source < 0) return false;
     Emit(op, dims, slot, source);
-    m_bClosed = false;
+    if (op == kStoreTextElement || !OwnLocal(target)) m_bClosed = false;
     return true;
+  }
+
+  // A string local of the function whose body is compiled, not one of its
+  // parameters: a direct body may assign it, as no frame borrows it (a
+  // parameter may be the caller's variable itself, see TextFrame).
+  bool OwnLocal(const SyntaxNode* target) const {
+    if (m_pFunction == nullptr) return false;
+    const NameBinding& binding = target->m_Cache.m_Binding;
+    return binding.Valid() && !binding.IsGlobal() && binding.Function() == m_pFunction->m_nId &&
+           static_cast<std::size_t>(binding.FrameSlot()) > m_pFunction->m_Params.size();
   }
 
   // The index operands of an element (as many as the array has dimensions);
@@ -845,6 +856,13 @@ class LoopCompiler {
   bool ReturnJoin(SyntaxNode* value) {
     SyntaxNode* parts[kMaxJoinParts];
     std::int32_t count = 0;
+    if (value != nullptr && value->m_nKind == NodeKind::IdT) {
+      // A string name alone: its value as IdValue copies it.
+      parts[0] = value;
+      if (!AddJoin(parts, 0, 1, -1)) return false;
+      Emit(kReturnText, 0, 0, static_cast<std::int32_t>(m_Code.m_Joins.size() - 1));
+      return true;
+    }
     if (value == nullptr || value->m_nKind != NodeKind::OpT || !value->m_bConsumed ||
         value->m_pNext != nullptr || !JoinParts(value, parts, count) ||
         (parts[0]->m_nKind == NodeKind::StringT && parts[1]->m_nKind == NodeKind::StringT) ||
@@ -862,22 +880,32 @@ class LoopCompiler {
   bool StoreJoin(SyntaxNode* target, SyntaxNode* value, bool declaration) {
     SyntaxNode* parts[kMaxJoinParts];
     std::int32_t count = 0;
-    if (!value->m_bConsumed || value->m_pNext != nullptr || !JoinParts(value, parts, count) ||
-        parts[0]->m_nKind != NodeKind::CallT || parts[0]->m_nType != ValueType::String ||
-        !parts[0]->m_bConsumed || parts[0]->m_pNext != nullptr) {
+    if (!value->m_bConsumed || value->m_pNext != nullptr || !JoinParts(value, parts, count)) {
       return false;
     }
-    std::int32_t steps = 0;
-    std::int32_t call = 0;
-    if (!CompileCall(parts[0], 0, steps, ValueType::String, call) ||
-        !AddJoin(parts, 1, count, call)) {
-      return false;
+    LoopOp op = kStoreJoin;
+    if (parts[0]->m_nKind == NodeKind::CallT) {
+      std::int32_t steps = 0;
+      std::int32_t call = 0;
+      if (parts[0]->m_nType != ValueType::String || !parts[0]->m_bConsumed ||
+          parts[0]->m_pNext != nullptr ||
+          !CompileCall(parts[0], 0, steps, ValueType::String, call) ||
+          !AddJoin(parts, 1, count, call)) {
+        return false;
+      }
+    } else {
+      // Literals and names only, as the walk's ConcatChain joins them.
+      if (count < 2 ||
+          (parts[0]->m_nKind == NodeKind::StringT && parts[1]->m_nKind == NodeKind::StringT) ||
+          !AddJoin(parts, 0, count, -1)) {
+        return false;
+      }
+      op = kStoreChain;
     }
     const int slot = NameSlot(target);
     if (slot < 0) return false;
-    Emit(kStoreJoin, declaration ? 1 : 0, slot,
-         static_cast<std::int32_t>(m_Code.m_Joins.size() - 1));
-    m_bClosed = false;
+    Emit(op, declaration ? 1 : 0, slot, static_cast<std::int32_t>(m_Code.m_Joins.size() - 1));
+    if (!OwnLocal(target)) m_bClosed = false;
     return true;
   }
 
@@ -1458,15 +1486,13 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
   return 1;
 }
 
-// The text of `join` as the walk's concatenation gives it (always a text,
-// size = length + 1): in s_DirectText for a direct body, else left in the
-// return slot with the return flag raised, as ReturnT does. -1 when the walk
-// must run the statement (nothing done), 0 when the text would be too long
-// in a direct body (reported as the walk reports it).
-[[gnu::noinline]] int ReturnJoin(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
-                                 bool direct) {
-  constexpr std::int32_t kMaxParts = 8;
-  const std::optional<std::string>* parts[kMaxParts];
+void StoreText(Variable& var, bool declaration, std::int32_t size);
+
+// The texts of `join` (literals and string names) in `parts`; their total
+// length, or kNoJoin when a name does not hold a string scalar.
+constexpr std::size_t kNoJoin = ~std::size_t{0};
+std::size_t JoinTexts(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
+                      const std::optional<std::string>** parts) {
   const LoopText* arg = code.m_Args.data() + join.m_nFirst;
   std::size_t length = 0;
   for (std::int32_t i = 0; i < join.m_nCount; ++i) {
@@ -1474,21 +1500,46 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
       parts[i] = &LiteralText(code.m_Walked[static_cast<std::size_t>(arg[i].m_nIndex)]->m_szText);
     } else {
       const Variable* var = slots[arg[i].m_nSlot];
-      if (var->m_nType != ValueType::String || var->m_pArray) return -1;
+      if (var->m_nType != ValueType::String || var->m_pArray) return kNoJoin;
       parts[i] = &VariableText(*var);
     }
     if (*parts[i]) length += (*parts[i])->size();
   }
+  return length;
+}
+
+// The result of a string function's `return` of `join`, as the walk's value
+// of it: a join of two texts or more is always a text (size = length + 1);
+// a name alone is its copy as IdValue makes it (its size, or none). In
+// s_DirectText for a direct body, else left in the return slot with the
+// return flag raised, as ReturnT does. -1 when the walk must run the
+// statement (nothing done), 0 when the text would be too long in a direct
+// body (reported as the walk reports it).
+[[gnu::noinline]] int ReturnJoin(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
+                                 bool direct) {
+  const std::optional<std::string>* parts[kMaxJoinParts];
+  const std::size_t length = JoinTexts(code, join, slots, parts);
+  if (length == kNoJoin) return -1;
   if (length > kMaxTextLength) {
     if (!direct) return -1;
     return TextFits(length) ? 1 : 0;
   }
   std::optional<std::string>& out = direct ? s_DirectText : theReturnSlot.m_Value.m_szValue;
-  SpareText(out, length);
-  for (std::int32_t i = 0; i < join.m_nCount; ++i) {
-    if (*parts[i]) out->append(**parts[i]);
+  std::int32_t size = 0;
+  if (join.m_nCount == 1) {
+    if (*parts[0]) {
+      CopyText(out, **parts[0]);
+      size = slots[code.m_Args[static_cast<std::size_t>(join.m_nFirst)].m_nSlot]->m_nSize;
+    } else {
+      out.reset();
+    }
+  } else {
+    SpareText(out, length);
+    for (std::int32_t i = 0; i < join.m_nCount; ++i) {
+      if (*parts[i]) out->append(**parts[i]);
+    }
+    size = static_cast<std::int32_t>(length + 1);
   }
-  const auto size = static_cast<std::int32_t>(length + 1);
   if (direct) {
     s_nDirectSize = size;
   } else {
@@ -1529,6 +1580,34 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
     }
     size = static_cast<std::int32_t>(length + 1);
   }
+  StoreText(var, declaration, size);
+  return true;
+}
+
+// The kStoreChain of `join` into `var`: -1 when the walk must run the
+// statement (nothing done), 0 when the text would be too long in a direct
+// body (reported as the walk reports it).
+[[gnu::noinline]] int StoreChain(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
+                                 Variable& var, bool declaration, bool direct) {
+  const std::optional<std::string>* parts[kMaxJoinParts];
+  const std::size_t length = JoinTexts(code, join, slots, parts);
+  if (length == kNoJoin) return -1;
+  if (length > kMaxTextLength) {
+    if (!direct) return -1;
+    return TextFits(length) ? 1 : 0;
+  }
+  SpareText(s_DirectText, length);
+  for (std::int32_t i = 0; i < join.m_nCount; ++i) {
+    if (*parts[i]) s_DirectText->append(**parts[i]);
+  }
+  StoreText(var, declaration, static_cast<std::int32_t>(length + 1));
+  return 1;
+}
+
+// Stores s_DirectText with `size` into `var`, as the walk's assignment
+// (`declaration`: its declaration's initializer) stores a value, and clears
+// it.
+void StoreText(Variable& var, bool declaration, std::int32_t size) {
   if (declaration) {
     // AssignInitializingT: a copy of a text that has a size, size = length + 1.
     var.m_szValue.reset();
@@ -1549,7 +1628,6 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
     }
   }
   s_DirectText.reset();
-  return true;
 }
 
 // Runs `code`: a loop's (`loop` its WhileT node) or a function body's (`loop`
@@ -1815,6 +1893,15 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
         if (!StoreJoin(code, join, slots, *get(in.m_nName), in.m_nSub != 0)) {
           return FailUnit(code, unitOf(pc));
         }
+        continue;
+      }
+      case kStoreChain: {
+        Variable* var = get(in.m_nName);
+        if (var->m_nType != ValueType::String || var->m_pArray) break;
+        const LoopJoin& join = code.m_Joins[static_cast<std::size_t>(in.m_nValue)];
+        const int done = StoreChain(code, join, slots, *var, in.m_nSub != 0, frame.Direct());
+        if (done < 0) break;
+        if (done == 0) return FailUnit(code, unitOf(pc));
         continue;
       }
       case kWalkOperand: {

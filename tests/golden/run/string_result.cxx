@@ -4,9 +4,10 @@
 // then its source changed, += on a stored result, a function that ends
 // without a return, returns under a test, a result fed back as an argument,
 // a join that the walk keeps (two literals first), a result with texts
-// joined after it, a declaration's initializer, and the ways out: an
-// element out of range among the arguments, a callee that fails (the first
-// parameter picks the run that fails).
+// joined after it, a declaration's initializer, a string local joined and
+// returned, a parameter assigned (the caller's variable stays), a parameter
+// returned; and the ways out: an element out of range among the arguments,
+// a callee that fails (the first parameter picks the run that fails).
 string roots[3] = {"SYSTEM\CurrentControlSet\Services", "SOFTWARE\Vendor\Driver", ""}
 string leaves[4] = {"usbser", "Parameters", "", "USB"}
 string g = "a global text longer than fifteen bytes"
@@ -38,6 +39,21 @@ string nothing(string a) {
 
 string folded(string a) {
   return "x" + "y" + a
+}
+
+string keyOf(string name) {
+  string key = "SYSTEM\CurrentControlSet\Services\" + name
+  key = key + "\" + never
+  return key
+}
+
+string bang(string a) {
+  a = a + "!"
+  return a
+}
+
+string first(string a, string b) {
+  return a
 }
 
 string broken(string a, num k) {
@@ -98,6 +114,19 @@ num main() {
   msgbox(path, "joined after", 0)
   msgbox(numtostring((empty == "") + (none == "") * 10 + getlen(empty) * 100), "empty after", 0)
   msgbox(numtostring(getlen(path) + getlen(empty) * 10 + (path == "") * 100 + (empty == "\") * 1000), "empty sizes", 0)
+  i = 0
+  while (i < 3) {
+    path = keyOf(leaves[i])
+    copy = bang(last)
+    empty = first(never, path)
+    string joined = path + "|" + copy
+    i += 1
+  }
+  msgbox(path, "local", 0)
+  msgbox(last, "unchanged", 0)
+  msgbox(copy, "bang", 0)
+  msgbox(joined, "joined", 0)
+  msgbox(numtostring(getlen(empty) + (empty == "") * 10), "first", 0)
   if (pick == 1) {
     i = 0
     while (i < 5) {
