@@ -15,7 +15,8 @@ LUA=${LUA:-lua5.4}
 
 # name and size: a tenth or less of bench/run.sh's, callgrind runs ~50x slower.
 SIZES=("fib 20" "loop 100000" "strings 100000" "arrays 100" "switch 100000" "builtins 100000"
-       "strcall 100000" "split 1000" "paths 100000" "switch4 300000" "switchstr 100000")
+       "strcall 100000" "split 1000" "paths 100000" "switch4 300000" "switchstr 100000"
+       "keys 100000")
 
 count() {
   valgrind --tool=callgrind --callgrind-out-file=/dev/null "$@" 2>&1 >/dev/null |

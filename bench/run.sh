@@ -34,13 +34,15 @@ if ! command -v "$LUA" >/dev/null 2>&1; then
 fi
 
 # name and size (fib's size grows the work exponentially, so it is not scaled).
-# The last six are shaped like installer scripts: string built-ins compared
+# The last seven are shaped like installer scripts: string built-ins compared
 # (strcall), a hardware-ID list split (split), string parameters and results
-# (paths), fib(32), switches on a num and on a string selector.
+# (paths), fib(32), switches on a num and on a string selector, registry keys
+# built in string locals and joined after the call (keys).
 BENCHES=("fib 27" "loop $((1000000 * SCALE))" "strings $((500000 * SCALE))" "arrays $((1000 * SCALE))"
          "switch $((1000000 * SCALE))" "builtins $((1000000 * SCALE))"
          "strcall $((1000000 * SCALE))" "split $((10000 * SCALE))" "paths $((300000 * SCALE))"
-         "fib 32" "switch4 $((3000000 * SCALE))" "switchstr $((1000000 * SCALE))")
+         "fib 32" "switch4 $((3000000 * SCALE))" "switchstr $((1000000 * SCALE))"
+         "keys $((300000 * SCALE))")
 
 now() { date +%s%N; }
 

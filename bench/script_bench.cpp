@@ -79,7 +79,7 @@ void BM_ScriptBuiltins(benchmark::State& state) {
 }
 
 // The installer shapes: string built-ins compared, an ID list split, string
-// parameters and results, switches on a num and on a string.
+// parameters and results, switches on a num and on a string, registry keys.
 void BM_ScriptStrCall(benchmark::State& state) {
   RunScript(state, "strcall");
 }
@@ -95,6 +95,9 @@ void BM_ScriptSwitch4(benchmark::State& state) {
 void BM_ScriptSwitchStr(benchmark::State& state) {
   RunScript(state, "switchstr");
 }
+void BM_ScriptKeys(benchmark::State& state) {
+  RunScript(state, "keys");
+}
 
 BENCHMARK(BM_ScriptFib)->Arg(15)->Arg(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptLoop)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
@@ -107,5 +110,6 @@ BENCHMARK(BM_ScriptSplit)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptPaths)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptSwitch4)->Arg(30000)->Arg(300000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ScriptSwitchStr)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ScriptKeys)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
