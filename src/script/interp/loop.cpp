@@ -1508,36 +1508,49 @@ std::size_t JoinTexts(const LoopCode& code, const LoopJoin& join, Variable* cons
   return length;
 }
 
-// The result of a string function's `return` of `join`, as the walk's value
-// of it: a join of two texts or more is always a text (size = length + 1);
-// a name alone is its copy as IdValue makes it (its size, or none). In
-// s_DirectText for a direct body, else left in the return slot with the
-// return flag raised, as ReturnT does. -1 when the walk must run the
-// statement (nothing done), 0 when the text would be too long in a direct
-// body (reported as the walk reports it).
-[[gnu::noinline]] int ReturnJoin(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
-                                 bool direct) {
+// The texts of `join` joined into `out` (a spare buffer when the text needs
+// the heap), as the walk joins them: always a text, `length` its length. -1
+// when the walk must run the statement (nothing done), 0 when the text would
+// be too long in a direct body (reported as the walk reports it).
+int JoinInto(const LoopCode& code, const LoopJoin& join, Variable* const* slots, bool direct,
+             std::optional<std::string>& out, std::size_t& length) {
   const std::optional<std::string>* parts[kMaxJoinParts];
-  const std::size_t length = JoinTexts(code, join, slots, parts);
+  length = JoinTexts(code, join, slots, parts);
   if (length == kNoJoin) return -1;
   if (length > kMaxTextLength) {
     if (!direct) return -1;
     return TextFits(length) ? 1 : 0;
   }
+  SpareText(out, length);
+  for (std::int32_t i = 0; i < join.m_nCount; ++i) {
+    if (*parts[i]) out->append(**parts[i]);
+  }
+  return 1;
+}
+
+// The result of a string function's `return` of `join`, as the walk's value
+// of it: a join of two texts or more (size = length + 1), or a string name
+// alone, copied as IdValue copies it (its size, or none). In s_DirectText
+// for a direct body, else left in the return slot with the return flag
+// raised, as ReturnT does. -1 and 0 as for JoinInto.
+[[gnu::noinline]] int ReturnJoin(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
+                                 bool direct) {
   std::optional<std::string>& out = direct ? s_DirectText : theReturnSlot.m_Value.m_szValue;
   std::int32_t size = 0;
   if (join.m_nCount == 1) {
-    if (*parts[0]) {
-      CopyText(out, **parts[0]);
-      size = slots[code.m_Args[static_cast<std::size_t>(join.m_nFirst)].m_nSlot]->m_nSize;
+    const Variable* var = slots[code.m_Args[static_cast<std::size_t>(join.m_nFirst)].m_nSlot];
+    if (var->m_nType != ValueType::String || var->m_pArray) return -1;
+    const std::optional<std::string>& text = VariableText(*var);
+    if (text) {
+      CopyText(out, *text);
+      size = var->m_nSize;
     } else {
       out.reset();
     }
   } else {
-    SpareText(out, length);
-    for (std::int32_t i = 0; i < join.m_nCount; ++i) {
-      if (*parts[i]) out->append(**parts[i]);
-    }
+    std::size_t length = 0;
+    const int joined = JoinInto(code, join, slots, direct, out, length);
+    if (joined <= 0) return joined;
     size = static_cast<std::int32_t>(length + 1);
   }
   if (direct) {
@@ -1584,22 +1597,12 @@ std::size_t JoinTexts(const LoopCode& code, const LoopJoin& join, Variable* cons
   return true;
 }
 
-// The kStoreChain of `join` into `var`: -1 when the walk must run the
-// statement (nothing done), 0 when the text would be too long in a direct
-// body (reported as the walk reports it).
+// The kStoreChain of `join` into `var`; -1 and 0 as for JoinInto.
 [[gnu::noinline]] int StoreChain(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
                                  Variable& var, bool declaration, bool direct) {
-  const std::optional<std::string>* parts[kMaxJoinParts];
-  const std::size_t length = JoinTexts(code, join, slots, parts);
-  if (length == kNoJoin) return -1;
-  if (length > kMaxTextLength) {
-    if (!direct) return -1;
-    return TextFits(length) ? 1 : 0;
-  }
-  SpareText(s_DirectText, length);
-  for (std::int32_t i = 0; i < join.m_nCount; ++i) {
-    if (*parts[i]) s_DirectText->append(**parts[i]);
-  }
+  std::size_t length = 0;
+  const int joined = JoinInto(code, join, slots, direct, s_DirectText, length);
+  if (joined <= 0) return joined;
   StoreText(var, declaration, static_cast<std::int32_t>(length + 1));
   return 1;
 }
