@@ -141,6 +141,18 @@ inline const std::optional<std::string>& VariableText(const Variable& var) {
 // False (reported) when a concatenation of `length` bytes would be longer
 // than a string may be.
 bool TextFits(std::size_t length);
+// The most texts a chain of string + joins in one step (ConcatChain, the
+// loop machine's joins).
+constexpr int kMaxChainTexts = 8;
+
+// `=` of a string value (`text`, `size`) without a consumer into `target`,
+// the text of `var` or of one of its elements: the text moves, the old
+// buffer is kept as a spare, and `var` takes the size.
+void MoveText(Variable& var, std::optional<std::string>& target, std::optional<std::string>& text,
+              std::int32_t size);
+// A string declaration's initializer (`text`, `size`) into `var`: a text
+// that has a size moves in, with size = length + 1; else none.
+void InitializeText(Variable& var, std::optional<std::string>& text, std::int32_t size);
 
 // The string comparison `op` of two texts: a missing text (the empty
 // string) equals only another missing text and is neither less nor greater

@@ -765,15 +765,14 @@ bool ChainText(SyntaxNode* node, const std::optional<std::string>*& text) {
 // the names' bindings, so giving up after reading is harmless.
 [[gnu::noinline]] bool ConcatChain(SyntaxNode* node, Value& l) {
   if (!FastPathsMayRun()) return false;
-  constexpr int kMaxTexts = 8;
-  const std::optional<std::string>* texts[kMaxTexts];
+  const std::optional<std::string>* texts[kMaxChainTexts];
   int count = 0;
   SyntaxNode* op = node;
   for (;;) {
     SyntaxNode* left = op->m_pChild2.get();
     SyntaxNode* right = op->m_pChild0.get();
-    if (left == nullptr || right == nullptr || op->m_pChild1 != nullptr || count > kMaxTexts - 2 ||
-        !ChainText(right, texts[count++])) {
+    if (left == nullptr || right == nullptr || op->m_pChild1 != nullptr ||
+        count > kMaxChainTexts - 2 || !ChainText(right, texts[count++])) {
       return false;
     }
     if (left->m_nKind == NodeKind::OpT) {
@@ -945,22 +944,40 @@ int AssignValue(SyntaxNode* node, Value& r) {
     *slot.m_pNum = r.m_nNum;
   } else {
     Variable* var = slot.m_pVariable;
-    var->m_nSize = 0;
-    if (r.m_szValue) {
+    if (!node->m_bConsumed) {
       // Without a consumer R is released right after, so its text moves.
-      if (node->m_bConsumed) {
-        *slot.m_pText = *r.m_szValue;
-      } else {
-        // The variable's old buffer serves later copies (CopyText).
-        KeepSpareText(*slot.m_pText);
-        *slot.m_pText = std::move(r.m_szValue);
-      }
+      MoveText(*var, *slot.m_pText, r.m_szValue, r.m_nSize);
+    } else if (r.m_szValue) {
+      *slot.m_pText = *r.m_szValue;
       var->m_nSize = r.m_nSize;
     } else {
       slot.m_pText->reset();
+      var->m_nSize = 0;
     }
   }
   return 1;
+}
+
+void MoveText(Variable& var, std::optional<std::string>& target, std::optional<std::string>& text,
+              std::int32_t size) {
+  var.m_nSize = 0;
+  if (text) {
+    // The variable's old buffer serves later copies (CopyText).
+    KeepSpareText(target);
+    target = std::move(text);
+    var.m_nSize = size;
+  } else {
+    target.reset();
+  }
+}
+
+void InitializeText(Variable& var, std::optional<std::string>& text, std::int32_t size) {
+  var.m_szValue.reset();
+  var.m_nSize = 0;
+  if (size != 0 && text) {
+    var.m_nSize = static_cast<std::int32_t>(text->size() + 1);
+    var.m_szValue = std::move(text);
+  }
 }
 
 int AssignT(SyntaxNode* node) {
@@ -1008,12 +1025,7 @@ int AssignInitializingT(SyntaxNode* node) {
     return 1;
   }
   if (var->m_nType == ValueType::String && !var->m_pArray) {
-    var->m_szValue.reset();
-    var->m_nSize = 0;
-    if (s.m_nSize != 0 && s.m_szValue) {
-      var->m_szValue = *s.m_szValue;
-      var->m_nSize = static_cast<std::int32_t>(s.m_szValue->size() + 1);
-    }
+    InitializeText(*var, s.m_szValue, s.m_nSize);
     return 1;
   }
   if (var->m_nType != ValueType::Num && var->m_nType != ValueType::String) {

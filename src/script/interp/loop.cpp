@@ -106,7 +106,6 @@ constexpr int kMaxOperandDepth = 16;
 constexpr int kMaxNesting = 16;  // constructs inside one another
 constexpr std::size_t kMaxCode = 16384;
 constexpr std::size_t kMaxTextParams = 16;  // parameters of a direct call with string arguments
-constexpr std::int32_t kMaxJoinParts = 8;   // texts of a join (the walk's ConcatChain takes 8)
 
 // The kinds of LoopText.
 enum TextKind : std::uint8_t { kTextNum, kTextLiteral, kTextName, kTextElement, kTextBuiltin };
@@ -806,7 +805,7 @@ class LoopCompiler {
   }
 
   // The operands of `value`, leftmost first: those of a chain of + (at most
-  // kMaxJoinParts), or `value` itself.
+  // kMaxChainTexts), or `value` itself.
   static bool JoinParts(SyntaxNode* value, SyntaxNode** parts, std::int32_t& count) {
     count = 0;
     SyntaxNode* op = value;
@@ -815,7 +814,7 @@ class LoopCompiler {
       SyntaxNode* right = op->m_pChild0.get();
       if (op->m_nOp != TK_PLUS || !op->m_bConsumed || op->m_pNext != nullptr ||
           op->m_pChild1 != nullptr || left == nullptr || right == nullptr ||
-          count >= kMaxJoinParts - 1) {
+          count >= kMaxChainTexts - 1) {
         return false;
       }
       parts[count++] = right;
@@ -854,7 +853,7 @@ class LoopCompiler {
   // and string names, as the walk's ConcatChain takes them (no operator over
   // two literals, which the walk folds).
   bool ReturnJoin(SyntaxNode* value) {
-    SyntaxNode* parts[kMaxJoinParts];
+    SyntaxNode* parts[kMaxChainTexts];
     std::int32_t count = 0;
     if (value != nullptr && value->m_nKind == NodeKind::IdT) {
       // A string name alone: its value as IdValue copies it.
@@ -878,7 +877,7 @@ class LoopCompiler {
   // with string literals and names after it: the walk runs the call first,
   // then appends the other texts where they lie.
   bool StoreJoin(SyntaxNode* target, SyntaxNode* value, bool declaration) {
-    SyntaxNode* parts[kMaxJoinParts];
+    SyntaxNode* parts[kMaxChainTexts];
     std::int32_t count = 0;
     if (!value->m_bConsumed || value->m_pNext != nullptr || !JoinParts(value, parts, count)) {
       return false;
@@ -1420,6 +1419,30 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
   }
 }
 
+// The arguments of built-in `call` as the handler reads them: nums from
+// `operands` onwards, texts where they lie; a built-in among them leaves its
+// result in `owned` (none when there is no such argument). False when an
+// argument's check fails (nothing ran).
+bool ReadBuiltinArgs(const LoopCode& code, const LoopBuiltin& call, Variable* const* slots,
+                     const std::int32_t*& operands, BuiltinArg* args,
+                     std::optional<std::string>* owned) {
+  const LoopText* texts = code.m_Args.data() + call.m_nFirst;
+  for (int k = 0; k < call.m_pEntry->nParamCount; ++k) {
+    if (texts[k].m_nKind == kTextNum) {
+      args[k].m_nType = ValueType::Num;
+      args[k].m_nNum = *operands++;
+      args[k].m_pText = &kNoText;
+    } else {
+      args[k].m_nType = ValueType::String;
+      if (!ReadText(code, texts[k], slots, operands, args[k].m_pText,
+                    owned != nullptr ? &owned[k] : nullptr)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
 // Calls built-in `index` of `code` with its arguments as RunBuiltin makes
 // them, its nums taken from `operands` onwards: the answer in `number`, a
 // string result in `text`. 0 when an argument's check fails (nothing ran).
@@ -1427,37 +1450,17 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
                                      Variable* const* slots, const std::int32_t*& operands,
                                      std::optional<std::string>& text, std::int32_t& number) {
   const LoopBuiltin& call = code.m_Builtins[static_cast<std::size_t>(index)];
-  const BuiltinEntry& entry = *call.m_pEntry;
-  const LoopText* texts = code.m_Args.data() + call.m_nFirst;
   BuiltinArg args[kMaxBuiltinParams];
   if (!call.m_bNested) {
     // No built-in among the arguments: nothing to hold their results.
-    for (int k = 0; k < entry.nParamCount; ++k) {
-      if (texts[k].m_nKind == kTextNum) {
-        args[k].m_nType = ValueType::Num;
-        args[k].m_nNum = *operands++;
-        args[k].m_pText = &kNoText;
-      } else {
-        args[k].m_nType = ValueType::String;
-        if (!ReadText(code, texts[k], slots, operands, args[k].m_pText, nullptr)) return 0;
-      }
-    }
+    if (!ReadBuiltinArgs(code, call, slots, operands, args, nullptr)) return 0;
   } else {
     std::optional<std::string> owned[kMaxBuiltinParams];
-    for (int k = 0; k < entry.nParamCount; ++k) {
-      if (texts[k].m_nKind == kTextNum) {
-        args[k].m_nType = ValueType::Num;
-        args[k].m_nNum = *operands++;
-        args[k].m_pText = &kNoText;
-      } else {
-        args[k].m_nType = ValueType::String;
-        if (!ReadText(code, texts[k], slots, operands, args[k].m_pText, &owned[k])) return 0;
-      }
-    }
-    number = RunHandler(call.m_pNode, entry, args, text);
+    if (!ReadBuiltinArgs(code, call, slots, operands, args, owned)) return 0;
+    number = RunHandler(call.m_pNode, *call.m_pEntry, args, text);
     return 1;
   }
-  number = RunHandler(call.m_pNode, entry, args, text);
+  number = RunHandler(call.m_pNode, *call.m_pEntry, args, text);
   return 1;
 }
 
@@ -1486,7 +1489,17 @@ int ReadText(const LoopCode& code, const LoopText& text, Variable* const* slots,
   return 1;
 }
 
-void StoreText(Variable& var, bool declaration, std::int32_t size);
+// Stores s_DirectText with `size` into `var`, as the walk's assignment
+// (`declaration`: its declaration's initializer) stores a value, and clears
+// it.
+void StoreText(Variable& var, bool declaration, std::int32_t size) {
+  if (declaration) {
+    InitializeText(var, s_DirectText, size);
+  } else {
+    MoveText(var, var.m_szValue, s_DirectText, size);
+  }
+  s_DirectText.reset();
+}
 
 // The texts of `join` (literals and string names) in `parts`; their total
 // length, or kNoJoin when a name does not hold a string scalar.
@@ -1514,7 +1527,7 @@ std::size_t JoinTexts(const LoopCode& code, const LoopJoin& join, Variable* cons
 // be too long in a direct body (reported as the walk reports it).
 int JoinInto(const LoopCode& code, const LoopJoin& join, Variable* const* slots, bool direct,
              std::optional<std::string>& out, std::size_t& length) {
-  const std::optional<std::string>* parts[kMaxJoinParts];
+  const std::optional<std::string>* parts[kMaxChainTexts];
   length = JoinTexts(code, join, slots, parts);
   if (length == kNoJoin) return -1;
   if (length > kMaxTextLength) {
@@ -1566,30 +1579,28 @@ int JoinInto(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
 }
 
 // After the call of `join`: its result (s_DirectText) with the join's texts
-// appended, as the walk appends each right operand to the left value, the
-// bound checked at every step; then stored into `var` as the walk's
+// appended, as the walk appends each right operand to the left value; then
+// stored into `var` as the walk's
 // assignment (`declaration`: its declaration's initializer) stores a value.
 // False when the text grew too long (reported).
 [[gnu::noinline]] bool StoreJoin(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
                                  Variable& var, bool declaration) {
   std::int32_t size = s_nDirectSize;
   if (join.m_nCount > 0) {
-    std::size_t length = s_DirectText ? s_DirectText->size() : 0;
-    const LoopText* arg = code.m_Args.data() + join.m_nFirst;
+    // The walk checks the bound at each append; the length only grows, so
+    // one check of the whole gives the same answer and report.
+    const std::optional<std::string>* parts[kMaxChainTexts];
+    const std::size_t added = JoinTexts(code, join, slots, parts);
+    const std::size_t length = (s_DirectText ? s_DirectText->size() : 0) + added;
+    // The names of a join are string scalars of the frame or globals, whose
+    // types do not change: a text is always found.
+    if (added == kNoJoin || !TextFits(length)) {
+      s_DirectText.reset();
+      return false;
+    }
+    if (!s_DirectText) s_DirectText.emplace();
     for (std::int32_t i = 0; i < join.m_nCount; ++i) {
-      // Names of a join are string scalars of the frame or globals: their
-      // types do not change.
-      const std::optional<std::string>& text =
-          arg[i].m_nKind == kTextLiteral
-              ? LiteralText(code.m_Walked[static_cast<std::size_t>(arg[i].m_nIndex)]->m_szText)
-              : VariableText(*slots[arg[i].m_nSlot]);
-      length += text ? text->size() : 0;
-      if (!TextFits(length)) {
-        s_DirectText.reset();
-        return false;
-      }
-      if (!s_DirectText) s_DirectText.emplace();
-      if (text) s_DirectText->append(*text);
+      if (*parts[i]) s_DirectText->append(**parts[i]);
     }
     size = static_cast<std::int32_t>(length + 1);
   }
@@ -1605,32 +1616,6 @@ int JoinInto(const LoopCode& code, const LoopJoin& join, Variable* const* slots,
   if (joined <= 0) return joined;
   StoreText(var, declaration, static_cast<std::int32_t>(length + 1));
   return 1;
-}
-
-// Stores s_DirectText with `size` into `var`, as the walk's assignment
-// (`declaration`: its declaration's initializer) stores a value, and clears
-// it.
-void StoreText(Variable& var, bool declaration, std::int32_t size) {
-  if (declaration) {
-    // AssignInitializingT: a copy of a text that has a size, size = length + 1.
-    var.m_szValue.reset();
-    var.m_nSize = 0;
-    if (size != 0 && s_DirectText) {
-      var.m_nSize = static_cast<std::int32_t>(s_DirectText->size() + 1);
-      var.m_szValue = std::move(s_DirectText);
-    }
-  } else {
-    // AssignValue without a consumer: the value's text moves.
-    var.m_nSize = 0;
-    if (s_DirectText) {
-      KeepSpareText(var.m_szValue);
-      var.m_szValue = std::move(s_DirectText);
-      var.m_nSize = size;
-    } else {
-      var.m_szValue.reset();
-    }
-  }
-  s_DirectText.reset();
 }
 
 // Runs `code`: a loop's (`loop` its WhileT node) or a function body's (`loop`
